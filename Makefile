@@ -1,0 +1,50 @@
+# Thin front door: every command the README, CI and developers use.
+BUILD_DIR ?= build
+BUILD_TYPE ?= RelWithDebInfo
+JOBS ?= $(shell nproc)
+
+# Debian packages the project needs to build, test and run.
+PACKAGES := build-essential cmake pkg-config ccache \
+	libsdl2-dev libepoxy-dev libopenal-dev \
+	zlib1g-dev libpng-dev libjpeg-dev libgif-dev libbz2-dev libfreetype-dev \
+	libogg-dev libvorbis-dev libjson-c-dev \
+	libgtest-dev libgmock-dev libbenchmark-dev \
+	xvfb xauth libgl1-mesa-dri
+
+SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
+
+.PHONY: setup build run test test-asan bench clean
+
+setup:
+	@missing=$$(for p in $(PACKAGES); do dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; done); \
+	if [ -n "$$missing" ]; then \
+		echo "Installing:" $$missing; \
+		$(SUDO) apt-get update -qq && \
+		DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+$(BUILD_DIR)/CMakeCache.txt:
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE)
+
+build: $(BUILD_DIR)/CMakeCache.txt
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+run: setup build
+	$(BUILD_DIR)/kova-runner -game $(BUILD_DIR)/data.win
+
+# Unit tests run plainly; tests that need a display run under a virtual X server.
+test: setup build
+	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) -LE 'gl|e2e'
+	cd $(BUILD_DIR) && if ctest -N -L 'gl|e2e' | grep -q 'Total Tests: [1-9]'; then \
+		LIBGL_ALWAYS_SOFTWARE=1 xvfb-run -a -s '-screen 0 1280x720x24' ctest --output-on-failure -j 1 -L 'gl|e2e'; fi
+
+test-asan: setup
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKOVA_SANITIZE=ON
+	cmake --build build-asan -j $(JOBS)
+	cd build-asan && ctest --output-on-failure -j $(JOBS) -L unit
+
+bench: setup build
+	@for b in $(BUILD_DIR)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && $$b; done
+
+clean:
+	rm -rf $(BUILD_DIR) build-asan
