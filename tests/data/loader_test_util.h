@@ -1,0 +1,48 @@
+#pragma once
+// Shared by the loader tests: a fixture that starts and ends every test with an empty loader, and
+// a capture of the debug console (silent by default) together with the release console.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/console.h"
+#include "datawin/format/byte_order.h"
+#include "support/fixture.h"
+
+class LoaderTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetLoaderState(); }
+  void TearDown() override {
+    ResetLoaderState();
+    Console_Reset();
+  }
+};
+
+// Routes the debug console to the release console and captures both while alive.
+class LoaderConsole {
+ public:
+  LoaderConsole() { g_DebugConsole = g_ReleaseConsole; }
+  ~LoaderConsole() { Console_Reset(); }
+  const std::string& text() const { return capture_.text(); }
+
+ private:
+  ConsoleCapture capture_;
+};
+
+// Offset of the payload of the first chunk with this tag, or 0.
+inline uint32_t FindPayload(const std::vector<uint8_t>& image, const char (&tag)[5]) {
+  uint32_t at = 8;
+  while (at + 8 <= image.size()) {
+    const uint32_t size = datawin::load_u32(image.data() + at + 4);
+    if (std::memcmp(image.data() + at, tag, 4) == 0) return at + 8;
+    at += 8 + size;
+  }
+  return 0;
+}
+
+inline uint32_t WordAt(const std::vector<uint8_t>& image, uint32_t offset) {
+  return datawin::load_u32(image.data() + offset);
+}

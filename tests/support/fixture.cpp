@@ -1,0 +1,80 @@
+#include "support/fixture.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "core/builtin_families.h"
+#include "core/code_tables.h"
+#include "core/function_table.h"
+#include "core/variable_names.h"
+#include "data/debug_file.h"
+#include "data/game_data.h"
+
+namespace {
+
+std::string make_temp_dir() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "kova-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a temp directory");
+  return pattern;
+}
+
+const TempDir& fixture_dir() {
+  static TempDir dir;
+  return dir;
+}
+
+}  // namespace
+
+TempDir::TempDir() : path_(make_temp_dir()) {}
+
+TempDir::~TempDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TempDir::file(const std::string& name) const { return path_ + "/" + name; }
+
+void WriteFixtureTo(const datawin::Writer& writer, const std::string& path) { writer.write_file(path); }
+
+std::string WriteFixture(const datawin::Writer& writer, const std::string& suffix) {
+  static int counter = 0;
+  const std::string path = fixture_dir().file("fixture" + std::to_string(++counter) + suffix);
+  writer.write_file(path);
+  return path;
+}
+
+std::vector<uint8_t> BuildImage(const datawin::Writer& writer) { return writer.build(); }
+
+datawin::Gen8Record MinimalHeader(int version, uint32_t generation, float speed) {
+  datawin::Gen8Record header;
+  header.version = static_cast<uint8_t>(version);
+  header.generation = generation;
+  header.game_speed = speed;
+  header.file_name = "fixture";
+  header.display_name = "Fixture Game";
+  header.project_name = "fixture_project";
+  header.window_width = 640;
+  header.window_height = 360;
+  header.room_order = {0};
+  return header;
+}
+
+datawin::Writer MakeMinimalGame(int version, uint32_t generation, float speed) {
+  datawin::Writer writer;
+  datawin::add_gen8(writer, MinimalHeader(version, generation, speed));
+  return writer;
+}
+
+void ResetLoaderState() {
+  GameData_Reset();
+  GameData_SetInAWindow(false);
+  GameData_SetFatalHandler(nullptr);
+  Chunk_ClearReaders();
+  GameData_ClearHooks();
+  DebugFile_Reset();
+  Variable_ResetNames();
+  Function_Clear();
+  Builtins_ClearRegistrars();
+  g_CodeTables = nullptr;
+}
