@@ -20,7 +20,20 @@ std::mutex& string_mutex() {
   return *mutex;
 }
 
+// Empty texts share one constant: a record of size 0 without the constant bit would never free its
+// text (only a size above 0 is freed).
+constexpr char kEmptyText[] = "";
+
+_RefThing* new_record(const char* text, int32_t size) {
+  auto* record = static_cast<_RefThing*>(KV_ALLOC(sizeof(_RefThing)));
+  record->text = text;
+  record->refCount = 1;
+  record->size = size;
+  return record;
+}
+
 _RefThing* new_string_record(const char* text, int32_t length) {
+  if (length <= 0) return new_record(kEmptyText, kConstantBit);
   auto* record = static_cast<_RefThing*>(KV_ALLOC(sizeof(_RefThing)));
   char* copy = static_cast<char*>(KV_ALLOC(static_cast<size_t>(length) + 1));
   if (length > 0) std::memcpy(copy, text, static_cast<size_t>(length));
@@ -42,17 +55,29 @@ void RV_SetString(RValue* out, const char* text) {
 }
 
 void RV_SetStringLen(RValue* out, const char* text, int32_t length) {
+  // The record is made before out is freed: text may be out's own.
+  _RefThing* record = new_string_record(text != nullptr ? text : "", text != nullptr ? length : 0);
   if (RV_NeedsFree(*out)) RV_Free(out);
-  out->pRefString = new_string_record(text != nullptr ? text : "", text != nullptr ? length : 0);
+  out->pRefString = record;
   out->flags = 0;
   out->kind = kRVString;
 }
 
 void RV_SetStringConst(RValue* out, const char* text) {
-  auto* record = static_cast<_RefThing*>(KV_ALLOC(sizeof(_RefThing)));
-  record->text = text;
-  record->refCount = 1;
-  record->size = text != nullptr ? (static_cast<int32_t>(std::strlen(text)) | kConstantBit) : 0;
+  out->pRefString = new_record(text, text != nullptr ? (static_cast<int32_t>(std::strlen(text)) | kConstantBit) : 0);
+  out->flags = 0;
+  out->kind = kRVString;
+}
+
+void RV_SetStringOwned(RValue* out, char* text, int32_t length) {
+  _RefThing* record;
+  if (text == nullptr || length <= 0) {
+    KV_FREE(text);
+    record = new_record(kEmptyText, kConstantBit);
+  } else {
+    record = new_record(text, length);
+  }
+  if (RV_NeedsFree(*out)) RV_Free(out);
   out->pRefString = record;
   out->flags = 0;
   out->kind = kRVString;

@@ -3,6 +3,9 @@
 // (_RefThing), arrays are counted collector objects (RefDynamicArrayOfRValue). Only kinds 1, 2 and
 // 6 need work on copy or free, tested with one mask so plain numbers stay off the slow path.
 // Conversions and operators raise script errors through KVError with the runtime's own messages.
+// Number parsing and printing never depend on the process locale. With g_ErrorsMuted a routine
+// whose error was swallowed returns a neutral value (0, false, null, or leaves the left operand).
+#include <cstddef>
 #include <cstdint>
 
 class KVObjectBase;
@@ -75,9 +78,13 @@ inline RValue RV_Null() { RValue v; v.v64 = 0; v.flags = 0; v.kind = kRVNull; re
 extern const RValue g_Undefined;
 
 // ---- Construction, copy and free -------------------------------------------------------------
+// An empty text gives a record over a shared constant "" (nothing to free but the record).
 void RV_SetString(RValue* out, const char* text);
 void RV_SetStringLen(RValue* out, const char* text, int32_t length);  // text need not be terminated
 void RV_SetStringConst(RValue* out, const char* text);
+// Frees out and makes it a string that takes over text, a NUL-terminated KV_ALLOC block of length
+// bytes before the NUL; no copy is made.
+void RV_SetStringOwned(RValue* out, char* text, int32_t length);
 void RV_Assign(RValue* dst, const RValue* src);
 void RV_CopyRef(RValue* dst, const RValue* src);
 void RV_Free(RValue* v);
@@ -121,32 +128,87 @@ void RV_ModAssign(RValue* left, const RValue* right);
 void RV_PostIncrement(RValue* result, RValue* value);
 void RV_PostDecrement(RValue* result, RValue* value);
 
-// -1, 0, 1, or -2 when the pair cannot be ordered.
+// The forms with a constant right operand (the compiled scripts keep it in a register); they give
+// the same results, and an error message shows the constant as a temporary value.
+#define KV_CONST_OPERATOR_FORMS(name)                                                        \
+  inline void name(RValue* left, double right) { const RValue r = RV_Real(right); name(left, &r); } \
+  inline void name(RValue* left, int32_t right) { const RValue r = RV_Int32(right); name(left, &r); } \
+  inline void name(RValue* left, int64_t right) { const RValue r = RV_Int64(right); name(left, &r); }
+KV_CONST_OPERATOR_FORMS(RV_AddAssign)
+KV_CONST_OPERATOR_FORMS(RV_SubAssign)
+KV_CONST_OPERATOR_FORMS(RV_MulAssign)
+KV_CONST_OPERATOR_FORMS(RV_DivAssign)
+KV_CONST_OPERATOR_FORMS(RV_ModAssign)
+#undef KV_CONST_OPERATOR_FORMS
+
+// -1, 0, 1, or -2 when the pair cannot be ordered. The pair table is exact per kind pair; see
+// value_compare.cpp. epsilon applies to real/bool pairs and real-int64; string paths have none.
 int RV_Compare(const RValue* a, const RValue* b, double epsilon, int strict);
+// The current math epsilon, 0.00001 at start; math_set_epsilon changes it.
 double Math_GetEpsilon();
 void Math_SetEpsilon(double epsilon);
 
 // ---- Text of a value ----------------------------------------------------------------------------
-// Appends the text of v; allocations through the memory manager. The returned string is owned by
-// the caller (KV_FREE).
+// The text of v ("%.2f" reals, "[ a,b ]" arrays, quoted strings inside containers, recursion
+// warnings); allocations through the memory manager. The returned string is owned by the caller
+// (KV_FREE). Raises "STRING argument is unset" for an unset value, at any depth.
 char* RV_ToText(const RValue& v);
-// The typeof word of a kind, "unknown" for others.
+// Frees out and makes it a new string holding the text of v (string(v)); a string v is shared.
+void RV_SetStringFromValue(RValue* out, const RValue& v);
+// The typeof word of a kind: "number", "string", ..., "struct" or "method" for kind 6 (an object
+// of object kind kObjScriptRef is a method), "unset" for unset, "unknown" for others.
 const char* RV_KindName(const RValue& v);
 
+// One print in progress: its growing buffer, the container depth (strings inside a container are
+// quoted) and the sorted table of containers entered, searched by binary search. An entry stays
+// until the outermost print ends, so a container met twice in one print (not only a cycle) prints
+// as the recursion warning, as the runtime this follows does.
+struct ValueText;
+void ValueText_Append(ValueText* text, const char* bytes, size_t length);
+void ValueText_AppendCString(ValueText* text, const char* bytes);
+// Appends the text of a value met inside the container being printed.
+void ValueText_AppendValue(ValueText* text, const RValue& value);
+// Enters a container (array or struct): false when it was entered before in this print; the caller
+// then appends its warning ("\"Warning: recursive struct found\"") instead of the contents.
+bool ValueText_Enter(ValueText* text, const void* container);
+void ValueText_Leave(ValueText* text);
+
+// Object text. Kind 6 with a null pointer prints "null". A non-null object prints through the hook
+// that the object model installs (toString, or the default "{ name : value, ... }" with
+// ValueText_Enter/Leave around the members); until one is installed it prints "{ }". A null hook
+// restores that default.
+using ValueObjectTextHook = void (*)(KVObjectBase* object, ValueText* text);
+void Value_SetObjectTextHook(ValueObjectTextHook hook);
+
 // ---- Scratch area -------------------------------------------------------------------------------
-// A bump allocator for short-lived text; the frame driver resets it at each frame start.
+// A bump allocator for short-lived text; the frame driver resets it at each frame start. When the
+// block is full a new one 1.5 times larger takes over; the older blocks stay until the reset, so a
+// pointer handed out stays good for the whole frame.
 char* Scratch_Alloc(size_t size);
 void Scratch_Reset();
 
 // ---- Arrays -------------------------------------------------------------------------------------
+// Arrays grow with spare room (1.5x), the block size being the capacity; growth clears the new
+// elements to real 0 whatever the spare room holds.
 extern int64_t g_CurrentArrayOwner;
-extern bool g_CopyOnWrite;
+extern bool g_CopyOnWrite;  // true at start; the data file's option bit 29 sets it
 // The element write of `a[i] = v`: returns the slot to write, after copy-on-write and growth; null
-// for a negative index (the failure record is set).
+// for a negative index (the failure record is set). A non-array value becomes a new array.
+// Raises "Unable to write to immutable array". The slot is valid until the array next changes.
 RValue* RV_ArrayElementForWrite(RValue* array_value, int32_t index);
-// The element read of compiled code; raises on a non-array or an index out of range.
+// The whole write `a[i] = v`; value may lie inside the array (it is re-based if the array moves).
+void RV_ArrayWrite(RValue* array_value, int32_t index, const RValue* value);
+// The element read of compiled code; raises "trying to index variable that is not an array" or
+// "index out of bounds request %d maximum size is %d"; null only when errors are muted.
 RValue* RV_ArrayElementForRead(RValue* array_value, int32_t index);
+// A new array of length elements of real 0, refCount 1, owner g_CurrentArrayOwner, with an edge
+// from the current object.
+RefDynamicArrayOfRValue* RV_NewArray(int32_t length);
+// Sets the length: new elements real 0, removed ones freed. Raises on a failed allocation.
+void RV_ArraySetLength(RefDynamicArrayOfRValue* array, int32_t length);
 
+// Set by a write with a negative index (index, length at the time) for the variable layer's
+// message; the routines here never clear it: the reader does.
 struct ArrayIndexFailure {
   bool set = false;
   int32_t index = 0;
