@@ -1,0 +1,43 @@
+#pragma once
+// The small file layer under the runner's start-up and the ini reader: whole-file reads and
+// writes, directory creation, path queries and the start-up move of files named with `@`.
+// Paths are UTF-8 with `/` separators. Nothing here keeps a file open past its call. Failures
+// come back as false, "" or a count; nothing throws or prints. Whole-file calls cost one read or
+// one write of the file; MoveAtNamedFiles lists its directory once.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// The running program's own path, "" when it can't be read.
+std::string Platform_ExecutablePath();
+
+// The text up to and including the last '/'; "" when the path has none (the current directory).
+std::string Platform_DirectoryOf(const std::string& path);
+
+// The absolute, canonical form of an existing path (links resolved). A path that doesn't exist
+// yet is made absolute against the current directory, with "." and ".." folded and repeated
+// separators merged. When the text as given does not exist, `\` is read as a separator, as names
+// written for other platforms use it. "" for an empty path.
+std::string Platform_FullPath(const std::string& path);
+
+// True when the path names something other than a directory that this process can open for
+// reading.
+bool Platform_FileReadable(const std::string& path);
+
+// Replaces *out with the file's bytes. False (and *out empty) when it can't be read whole.
+bool Platform_ReadWholeFile(const std::string& path, std::vector<uint8_t>* out);
+
+// Creates or truncates the file and writes size bytes, making its parent directories first.
+bool Platform_WriteWholeFile(const std::string& path, const void* data, size_t size);
+
+// Makes the directory and every missing parent. True when it exists as a directory afterwards;
+// false for an empty path or when something on the way is not a directory.
+bool Platform_MakeDirectories(const std::string& path);
+
+// Moves every plain file of the directory whose name holds '@' to the path where each '@' is a
+// '/', making the directories on the way: "a@b@c.txt" becomes "a/b/c.txt". Plain means a regular
+// file (not a link), not hidden (name not starting with '.') and writable by this process. A name
+// of 2048 bytes or more is skipped, and so is a file whose target already exists. Returns the
+// number of files moved.
+int Platform_MoveAtNamedFiles(const std::string& directory);

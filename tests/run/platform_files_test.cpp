@@ -1,0 +1,212 @@
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class TempDir {
+ public:
+  TempDir() {
+    std::random_device random;
+    path_ = fs::temp_directory_path() / ("kova_files_" + std::to_string(random()) + std::to_string(random()));
+    fs::create_directories(path_);
+    path_ = fs::canonical(path_);
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);
+    fs::remove_all(path_, ignored);
+  }
+  const fs::path& path() const { return path_; }
+  fs::path operator/(const std::string& name) const { return path_ / name; }
+
+ private:
+  fs::path path_;
+};
+
+void write_file(const fs::path& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary);
+  out << text;
+}
+
+std::string read_file(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// Changes the working directory for one test and puts it back.
+class CwdScope {
+ public:
+  explicit CwdScope(const fs::path& path) : saved_(fs::current_path()) { fs::current_path(path); }
+  ~CwdScope() { fs::current_path(saved_); }
+
+ private:
+  fs::path saved_;
+};
+
+TEST(PlatformFiles, MovesAtNamedFilesIntoDirectories) {
+  TempDir dir;
+  write_file(dir / "a@b@c.txt", "abc");
+  write_file(dir / "x@y.dat", "xy");
+  write_file(dir / "plain.txt", "plain");
+  write_file(dir / ".hidden@file", "hidden");
+  fs::create_directory(dir / "dir@name");
+  fs::create_symlink(dir / "plain.txt", dir / "link@plain");
+
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 2);
+  EXPECT_EQ(read_file(dir / "a/b/c.txt"), "abc");
+  EXPECT_EQ(read_file(dir / "x/y.dat"), "xy");
+  EXPECT_FALSE(fs::exists(dir / "a@b@c.txt"));
+  EXPECT_TRUE(fs::exists(dir / "plain.txt"));
+  EXPECT_TRUE(fs::exists(dir / ".hidden@file"));
+  EXPECT_TRUE(fs::is_directory(dir / "dir@name"));
+  EXPECT_TRUE(fs::is_symlink(dir / "link@plain"));
+  EXPECT_FALSE(fs::exists(dir / "dir/name"));
+  EXPECT_FALSE(fs::exists(dir / "link/plain"));
+
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 0) << "a second pass finds nothing left";
+}
+
+TEST(PlatformFiles, MoveKeepsAnExistingTargetAndSkipsOddNames) {
+  TempDir dir;
+  fs::create_directories(dir / "save");
+  write_file(dir / "save/slot.dat", "old");
+  write_file(dir / "save@slot.dat", "new");
+  write_file(dir / "@lead.txt", "lead");
+  write_file(dir / "double@@gap.txt", "gap");
+  write_file(dir / std::string(200, 'n').append("@x"), "long but fine");
+
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 3);
+  EXPECT_EQ(read_file(dir / "save/slot.dat"), "old") << "an existing file is never replaced";
+  EXPECT_EQ(read_file(dir / "save@slot.dat"), "new");
+  EXPECT_EQ(read_file(dir / "lead.txt"), "lead") << "a leading @ stays inside the directory";
+  EXPECT_EQ(read_file(dir / "double/gap.txt"), "gap");
+  EXPECT_EQ(read_file(dir / std::string(200, 'n') / "x"), "long but fine");
+}
+
+TEST(PlatformFiles, MoveSkipsFilesWeCannotWrite) {
+  TempDir dir;
+  write_file(dir / "ro@file.txt", "ro");
+  fs::permissions(dir / "ro@file.txt", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  // A privileged user may write any file; then read-only isn't visible to us and the file moves.
+  const bool privileged = std::ofstream(dir / "ro@file.txt", std::ios::app).good();
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), privileged ? 1 : 0);
+  EXPECT_EQ(fs::exists(dir / "ro@file.txt"), !privileged);
+}
+
+TEST(PlatformFiles, MoveInTheCurrentDirectory) {
+  TempDir dir;
+  write_file(dir / "cur@here.txt", "here");
+  CwdScope cwd(dir.path());
+  EXPECT_EQ(Platform_MoveAtNamedFiles(""), 1);
+  EXPECT_EQ(Platform_MoveAtNamedFiles("/no/such/directory"), 0);
+  EXPECT_EQ(read_file(dir / "cur/here.txt"), "here");
+}
+
+TEST(PlatformFiles, WholeFileReadAndWrite) {
+  TempDir dir;
+  const fs::path path = dir / "new/parents/blob.bin";
+  const std::string bytes("a\0b\xff\r\n", 6);
+  ASSERT_TRUE(Platform_WriteWholeFile(path.string(), bytes.data(), bytes.size()));
+  std::vector<uint8_t> read;
+  ASSERT_TRUE(Platform_ReadWholeFile(path.string(), &read));
+  EXPECT_EQ(std::string(read.begin(), read.end()), bytes);
+
+  ASSERT_TRUE(Platform_WriteWholeFile(path.string(), "x", 1)) << "an existing file is truncated";
+  ASSERT_TRUE(Platform_ReadWholeFile(path.string(), &read));
+  EXPECT_EQ(std::string(read.begin(), read.end()), "x");
+
+  ASSERT_TRUE(Platform_WriteWholeFile(path.string(), nullptr, 0));
+  ASSERT_TRUE(Platform_ReadWholeFile(path.string(), &read));
+  EXPECT_TRUE(read.empty());
+
+  read.assign(3, 7);
+  EXPECT_FALSE(Platform_ReadWholeFile((dir / "missing").string(), &read));
+  EXPECT_TRUE(read.empty());
+  EXPECT_FALSE(Platform_ReadWholeFile(dir.path().string(), &read)) << "a directory is no file";
+  EXPECT_FALSE(Platform_ReadWholeFile("", &read));
+  EXPECT_FALSE(Platform_WriteWholeFile("", "x", 1));
+  EXPECT_FALSE(Platform_WriteWholeFile((dir / "new/parents/blob.bin/under").string(), "x", 1));
+}
+
+TEST(PlatformFiles, ReadsFilesThatReportNoSize) {
+  std::vector<uint8_t> read;
+  ASSERT_TRUE(Platform_ReadWholeFile("/proc/self/status", &read));
+  EXPECT_FALSE(read.empty());
+}
+
+TEST(PlatformFiles, Readable) {
+  TempDir dir;
+  write_file(dir / "f", "1");
+  EXPECT_TRUE(Platform_FileReadable((dir / "f").string()));
+  EXPECT_FALSE(Platform_FileReadable((dir / "g").string()));
+  EXPECT_FALSE(Platform_FileReadable(dir.path().string()));
+  EXPECT_FALSE(Platform_FileReadable(""));
+}
+
+TEST(PlatformFiles, MakeDirectories) {
+  TempDir dir;
+  EXPECT_TRUE(Platform_MakeDirectories((dir / "one/two/three").string()));
+  EXPECT_TRUE(fs::is_directory(dir / "one/two/three"));
+  EXPECT_TRUE(Platform_MakeDirectories((dir / "one/two/").string())) << "existing, with a trailing slash";
+  write_file(dir / "file", "x");
+  EXPECT_FALSE(Platform_MakeDirectories((dir / "file/sub").string()));
+  EXPECT_FALSE(Platform_MakeDirectories(""));
+}
+
+TEST(PlatformFiles, DirectoryOf) {
+  const struct {
+    const char* path;
+    const char* dir;
+  } cases[] = {{"/a/b/c.win", "/a/b/"}, {"/c.win", "/"}, {"c.win", ""}, {"a/b/", "a/b/"}, {"", ""}};
+  for (const auto& c : cases) EXPECT_EQ(Platform_DirectoryOf(c.path), c.dir) << c.path;
+}
+
+TEST(PlatformFiles, FullPath) {
+  TempDir dir;
+  fs::create_directories(dir / "real/sub");
+  write_file(dir / "real/sub/game.win", "FORM");
+  fs::create_directory_symlink(dir / "real", dir / "link");
+  CwdScope cwd(dir.path());
+  const std::string root = dir.path().string();
+
+  const struct {
+    const char* path;
+    std::string full;
+  } cases[] = {
+      {"real/sub/game.win", root + "/real/sub/game.win"},
+      {"link/sub/game.win", root + "/real/sub/game.win"},
+      {"./real/../real/sub/./game.win", root + "/real/sub/game.win"},
+      {"missing.win", root + "/missing.win"},
+      {"link/new/../later.ini", root + "/real/later.ini"},
+      {"real//sub///none", root + "/real/sub/none"},
+      {"real\\sub\\game.win", root + "/real/sub/game.win"},
+      {"/no/such/root/file", "/no/such/root/file"},
+      {"/", "/"},
+      {"", ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Platform_FullPath(c.path), c.full) << c.path;
+
+  write_file(dir / "odd\\name", "x");
+  EXPECT_EQ(Platform_FullPath("odd\\name"), root + "/odd\\name") << "an existing name is taken as written";
+}
+
+TEST(PlatformFiles, ExecutablePathNamesThisProgram) {
+  const std::string exe = Platform_ExecutablePath();
+  ASSERT_FALSE(exe.empty());
+  EXPECT_EQ(exe[0], '/');
+  EXPECT_TRUE(Platform_FileReadable(exe));
+  EXPECT_EQ(Platform_DirectoryOf(exe), fs::path(exe).parent_path().string() + "/");
+}
+
+}  // namespace
