@@ -1,0 +1,90 @@
+#include "core/run_builtins.h"
+
+#include "core/builtin_families.h"
+#include "core/error.h"
+#include "core/fn_value.h"
+#include "core/frame_state.h"
+#include "core/function_table.h"
+#include "core/options.h"
+#include "core/run_game.h"
+#include "core/timing.h"
+
+namespace {
+
+void F_GameEnd(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  Game_End(argc > 0 ? KVGetInt32(argv, 0) : 0, argc > 0);
+  *result = RV_Undefined();
+}
+
+void F_GameRestart(RValue* result, CInstance*, CInstance*, int, RValue*) {
+  Game_Restart();
+  *result = RV_Undefined();
+}
+
+void F_GameSetSpeed(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  const double value = KVGetReal(argv, 0);
+  const int32_t type = KVGetInt32(argv, 1);
+  *result = RV_Undefined();
+  if (value < 0.0) KVError("game_set_speed() - game time can't run backwards");
+  if (value == 0.0) {
+    Run_GameTimer.fps = 0.0;
+    return;
+  }
+  if (type == 0) Run_GameTimer.fps = value;
+  if (type == 1) Run_GameTimer.fps = 1000000.0 / value;
+}
+
+void F_GameGetSpeed(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  *result = RV_Real(GameTimer_GetSpeed(Run_GameTimer, KVGetInt32(argv, 0)));
+}
+
+void F_DisplaySetTimingMethod(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  const int32_t method = KVGetInt32(argv, 0);
+  if (method == 0) SleepTimingForced = true;
+  if (method == 1) SleepTimingForced = false;
+  *result = RV_Undefined();
+}
+
+void F_DisplayGetTimingMethod(RValue* result, CInstance*, CInstance*, int, RValue*) {
+  *result = RV_Real(SleepTimingForced ? 0.0 : 1.0);
+}
+
+void F_DisplayGetSleepMargin(RValue* result, CInstance*, CInstance*, int, RValue*) {
+  *result = RV_Real(SleepMargin);
+}
+
+void F_DisplaySetSleepMargin(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  SleepMargin = KVGetInt32(argv, 0);
+  *result = RV_Undefined();
+}
+
+void F_DisplayReset(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  Run_DisplayReset.antialias = KVGetInt32(argv, 0);
+  Run_DisplayReset.vsync = KVGetBool(argv, 1);
+  Run_ResetCountdown = 1;
+  *result = RV_Undefined();
+}
+
+}  // namespace
+
+void Run_RegisterGameBuiltins() {
+  Function_Add("game_end", F_GameEnd, -1, 0);
+  Function_Add("game_restart", F_GameRestart, 0, 0);
+  Function_Add("game_set_speed", F_GameSetSpeed, 2, 0);
+  Function_Add("game_get_speed", F_GameGetSpeed, 1, 0);
+}
+
+void Run_RegisterDisplayTimingBuiltins() {
+  Function_Add("display_set_timing_method", F_DisplaySetTimingMethod, 1, 0);
+  Function_Add("display_get_timing_method", F_DisplayGetTimingMethod, 0, 0);
+  Function_Add("display_get_sleep_margin", F_DisplayGetSleepMargin, 0, 0);
+  Function_Add("display_set_sleep_margin", F_DisplaySetSleepMargin, 1, 0);
+  Function_Add("display_reset", F_DisplayReset, 2, 0);
+}
+
+void Run_InstallBuiltinRegistrars() {
+  Builtins_AddRegistrar(kFamilyGame, Run_RegisterGameBuiltins);
+  Builtins_AddRegistrar(kFamilyGraphic, Run_RegisterDisplayTimingBuiltins);
+  Builtins_AddRegistrar(kFamilyMisc, Options_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyKova, Value_RegisterBuiltins);
+}

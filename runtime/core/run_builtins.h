@@ -1,0 +1,9 @@
+#pragma once
+// The builtins of the spine (game_end, game_restart, the game speed and the display timing
+// builtins) and the installation of every family's registrars in their fixed order.
+class CInstance;
+struct RValue;
+
+void Run_InstallBuiltinRegistrars();
+void Run_RegisterGameBuiltins();
+void Run_RegisterDisplayTimingBuiltins();

@@ -1,0 +1,283 @@
+#include "core/run_game.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "core/builtin_families.h"
+#include "core/console.h"
+#include "core/crc32.h"
+#include "core/error.h"
+#include "core/error_report.h"
+#include "core/frame_state.h"
+#include "core/function_table.h"
+#include "core/game_path.h"
+#include "core/gc.h"
+#include "core/memory.h"
+#include "core/options.h"
+#include "core/run_builtins.h"
+#include "core/run_frame.h"
+#include "core/run_options_ini.h"
+#include "core/run_present.h"
+#include "core/run_subjects.h"
+#include "core/timing.h"
+#include "data/game_data.h"
+#include "data/game_file.h"
+#include "platform/files.h"
+#include "platform/process.h"
+
+namespace {
+
+constexpr int32_t kSchedulerMinPeriod = 1;  // ms; the Linux scheduler resolution is taken as 1 ms
+constexpr int32_t kSchedulerMaxPeriod = 1000000;
+
+RunOptions g_options;
+std::string g_command_line;
+GameImage g_image;
+std::string g_temp_directory;
+bool g_game_started = false;
+bool g_in_game_end = false;
+
+int32_t g_scheduler_period = 0;
+int32_t g_margin_before_scheduler = 10;
+
+void set_scheduler_resolution(int32_t period) {
+  if (g_scheduler_period > 0) {
+    g_DebugConsole->Output("Unsetting previous scheduler resolution of %d\n", g_scheduler_period);
+    SleepMargin = g_margin_before_scheduler;
+    g_scheduler_period = 0;
+  }
+  if (period <= 0) return;
+  if (period < kSchedulerMinPeriod) period = kSchedulerMinPeriod;
+  if (period > kSchedulerMaxPeriod) period = kSchedulerMaxPeriod;
+  g_scheduler_period = period;
+  g_DebugConsole->Output("Setting scheduler resolution to %d\n", period);
+  g_margin_before_scheduler = SleepMargin;
+  if (period < SleepMargin) SleepMargin = period;
+}
+
+void on_allocation_failure(const char* message) { KVError("%s", message); }
+
+void apply_console_options() {
+  Console_Reset();
+  Console_SetOutputFile(g_options.output_path);
+  Console_SetDebugOutputFile(g_options.debug_output_path);
+  Console_SetMirrorToStderr(g_options.output_debug_string);
+}
+
+// Reads the data file, checks it and scans its header. False ends the start with status 1.
+bool RunnerLoadGame() {
+  if (g_options.game_path.empty()) {
+    g_ReleaseConsole->Output("Unable to find game!!: %s\n", "");
+    return false;
+  }
+  OptionsIniSettings ini;
+  if (Options_ApplyIni(GamePath_OptionsIni(g_options.game_path), g_options, &ini)) {
+    if (ini.debug) g_options.debug_mode = *ini.debug;
+    if (ini.trace) g_options.trace = *ini.trace;
+    if (ini.vertex_buffer_method) g_options.vertex_buffer_method = *ini.vertex_buffer_method;
+    if (ini.alternate_sync) g_options.manual_vsync = *ini.alternate_sync;
+  }
+
+  switch (GameFile_Read(g_options.game_path, &g_image)) {
+    case GameFileStatus::kOk:
+      break;
+    case GameFileStatus::kUnreadable:
+      g_ReleaseConsole->Output("Unable to find game!!: %s\n", g_options.game_path.c_str());
+      return false;
+    case GameFileStatus::kNotGameFile:
+      g_ReleaseConsole->Output("Unable to load game: %s is not a game data file\n", g_options.game_path.c_str());
+      return false;
+  }
+  GameData_LoadDebugSideFile(GamePath_DebugSideFile(g_options.game_path));
+  GameData_SetInAWindow(g_options.in_a_window);
+  g_DebugConsole->Output("Get Resolution\n");
+  return HeaderScan(g_image.data, g_image.size);
+}
+
+bool PrepareGame() {
+  struct Step {
+    bool (*prepare)();
+    const char* failure;
+  };
+  static const Step kSteps[] = {
+      {Extension_Prepare, "Failed to prepare extension packages."},
+      {Script_Prepare, "Failed to compile the scripts."},
+      {TimeLine_Prepare, "Failed to compile the actions in the time lines."},
+      {Object_Prepare, "Failed to compile the actions in the objects."},
+      {Room_Prepare, "Failed to compile the actions in the objects."},
+      {Sequence_Prepare, "Failed to prepare Sequences"},
+      {AudioGroup_Prepare, nullptr},
+      {InitGraphics, nullptr},
+  };
+  for (const Step& step : kSteps) {
+    if (step.prepare()) continue;
+    if (step.failure != nullptr) ShowError(step.failure, true);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+const RunOptions& Run_Options() { return g_options; }
+const std::string& Run_TempDirectory() { return g_temp_directory; }
+
+bool InitGame() {
+  MemoryManager::SetFailureHandler(on_allocation_failure);
+  Timing_Reset();
+  Crc32_BuildTable();
+  const char* temp = std::getenv("temp");
+  if (temp == nullptr) temp = std::getenv("tmp");
+  g_temp_directory = temp != nullptr ? temp : "/tmp";
+  FrameState_Reset();
+  ErrorReport_Reset();
+  Frame_Pacer().Reset();
+  Builtins_ClearRegistrars();
+  Run_InstallBuiltinRegistrars();
+  return true;
+}
+
+bool StartGame() {
+  g_DebugConsole->Output("Create Error Form\n");
+  g_DebugConsole->Output(
+      "\n***************************************\n*     Kova Games Runner v%d.%d(%d)[r%d]    *\n"
+      "***************************************\t \n",
+      kRunnerMajor, kRunnerMinor, kRunnerBuild, kRunnerRevision);
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  if (!RunnerLoadGame()) {
+    Run_ExitCode = 1;
+    return false;
+  }
+  const GameHeader& header = GameData_Header();
+  g_DebugConsole->Output("Create Window\n");
+  if (!Window_Create(header.window_width, header.window_height)) return false;
+  g_DebugConsole->Output("Init Graphics\n");
+  if (!Graphics_Init()) return false;
+  g_DebugConsole->Output("IO Init\n");
+  g_DebugConsole->Output("Process Messages\n");
+  ProcessMessages();
+  g_DebugConsole->Output("Splash!\n");
+  if (!g_options.headless) Splash_Show();
+  g_DebugConsole->Output("Start Frame\n");
+  Start_Frame();
+  g_DebugConsole->Output("Part Create Textures\n");
+  g_DebugConsole->Output("Debug Init Remote Interface\n");
+  g_DebugConsole->Output("VM Init\n");
+  g_DebugConsole->Output("Create Load Form\n");
+  g_DebugConsole->Output("Do The Work\n");
+  std::srand(static_cast<unsigned>(Timing_Time()));
+  if (!LoadGameData(g_image.data, g_image.size)) {
+    g_ReleaseConsole->Output("Failed to load the game\n");
+    Run_ExitCode = 1;
+    return false;
+  }
+  if (!PrepareGame()) {
+    Run_ExitCode = 1;
+    return false;
+  }
+  g_DebugConsole->Output("Run_Start\n");
+  Run_Start();
+  g_game_started = true;
+  return true;
+}
+
+void Run_Start() {
+  if (!Run_Running) {
+    Run_Running = true;
+    Run_Restart_Game();
+  }
+  Run_DebuggerHold = false;
+  Run_FrameStart = Timing_Time();
+  Run_SecondStart = Run_FrameStart;
+  Run_FramesThisSecond = 0;
+  Run_TotalFrames = 0;
+  ProcessMessages();
+  g_DebugConsole->Output("**********************************.\n");
+  g_DebugConsole->Output("Entering main loop.\n");
+  g_DebugConsole->Output("**********************************.\n");
+  g_DebugConsole->Output("Current Memory Stats\n");
+  MemoryManager::DumpMemory(nullptr, nullptr, g_DebugConsole != g_ReleaseConsole);
+}
+
+void Run_Restart_Game() {
+  Game_ResetForRestart();
+  if (!Script_RunGlobalInit()) return;
+  if (Run_DebuggerHold) return;
+  Room_StartFirst();
+  if (New_Room >= 0) {
+    Room_Switch(New_Room);
+    New_Room = kNewRoomNone;
+  }
+}
+
+void Run_End() {
+  Room_EndCurrent(true);
+  Run_Room = nullptr;
+  if (!g_game_started) return;
+  Sounds_StopAll();
+  IO_Clear();
+  Sprites_ResetState();
+  GCStep(4);
+}
+
+void ShutDownGame() {
+  Game_FreeSubjects();
+  Function_Clear();
+  Window_Destroy();
+  GCCollectAll();
+  GC_Reset();
+  GameFile_Free(&g_image);
+  g_game_started = false;
+}
+
+void Game_End(int32_t code, bool code_given) {
+  if (code_given) Run_ExitCode = code;
+  g_ReleaseConsole->Output("###game_end###%d\n", Run_ExitCode);
+  if (g_in_game_end) return;
+  g_in_game_end = true;
+  Script_RunGameEnd();
+  g_in_game_end = false;
+  New_Room = kNewRoomEndGame;
+}
+
+void Game_Restart() { New_Room = kNewRoomRestart; }
+
+int Kova_Main(int argc, char** argv) {
+  Frame_SetMainThread();
+  Platform_InstallQuitSignals();
+  Platform_MoveAtNamedFiles(".");
+  g_command_line = Options_JoinArgs(argc, argv);
+  const std::string default_game = Platform_DirectoryOf(Platform_ExecutablePath()) + "data.win";
+  int exit_status = 0;
+  do {
+    Run_Restart = false;
+    g_options.game_path = GamePath_Choose(default_game, g_command_line.c_str(), &g_options);
+    apply_console_options();
+    if (g_options.sleep_margin_fixed) SleepMargin = g_options.sleep_margin;
+    if (!InitGame()) return 0;
+    set_scheduler_resolution(kSchedulerMinPeriod);
+    bool started = false;
+    try {
+      started = StartGame();
+    } catch (const KVTSLException& exception) {
+      Exception_Unhandled(exception);
+    }
+    if (started && !g_options.headless) {
+      while (Run_Running) {
+        Frame_Drive();
+        ProcessMessages();
+      }
+    }
+    if (!Run_Running && g_game_started) Run_End();
+    ShutDownGame();
+    exit_status = Run_ExitCode;
+    if (g_options.exit_set) {
+      g_options.exit_set = false;
+      g_command_line = Options_ExitCommandLine(g_options.exit_path);
+      Run_Restart = true;
+    }
+  } while (Run_Restart);
+  set_scheduler_resolution(0);
+  return exit_status;
+}

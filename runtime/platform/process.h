@@ -1,0 +1,8 @@
+#pragma once
+// Process-level signals: SIGINT and SIGTERM are turned into a quit request that the message pump
+// takes, so an interrupted game shuts down through the same path as a closed window.
+void Platform_InstallQuitSignals();
+// True once after a quit signal arrived.
+bool Platform_TakeQuitSignal();
+// Raises the quit request as a signal would (tests and the window layer's close button).
+void Platform_PostQuit();
