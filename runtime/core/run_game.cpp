@@ -21,6 +21,8 @@
 #include "core/run_present.h"
 #include "core/run_subjects.h"
 #include "core/timing.h"
+#include "core/variable_names.h"
+#include "data/debug_file.h"
 #include "data/game_data.h"
 #include "data/game_file.h"
 #include "platform/files.h"
@@ -228,6 +230,10 @@ void ShutDownGame() {
   GCCollectAll();
   GC_Reset();
   GameFile_Free(&g_image);
+  GameData_Reset();
+  DebugFile_Reset();
+  Variable_ResetNames();
+  Options_ReleaseIni();
   g_game_started = false;
 }
 

@@ -148,6 +148,24 @@ TEST(RunnerProcess, HeadlessStartsAndShutsDownWithoutAMainLoop) {
   EXPECT_EQ(result.status, 0) << result.output;
 }
 
+TEST(RunnerProcess, ExitChainsIntoTheNextGameWithFreshTables) {
+  TempDir dir;
+  const std::string first = dir.file("first.win");
+  const std::string second = dir.file("second.win");
+  WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), first);
+  WriteFixtureTo(MakeMinimalGame(17, 1, 60.0f), second);  // a generation-1 header is shorter
+  const ProcessResult result =
+      run_runner({"-game", first, "-headless", "-exit", second, "-debugoutput", dir.file("trace.txt")}, -1, dir);
+  EXPECT_EQ(result.status, 0) << result.output;
+  const std::string& text = result.output;
+  const size_t first_round = text.find("Process Chunk: GEN8   180");
+  const size_t second_round = text.find("Process Chunk: GEN8   136", first_round);
+  ASSERT_NE(first_round, std::string::npos) << text;
+  ASSERT_NE(second_round, std::string::npos) << text;
+  // Each round registers the builtins anew.
+  EXPECT_NE(text.find("InitTSLFunctions\n", text.find("InitTSLFunctions\n") + 1), std::string::npos);
+}
+
 TEST(RunnerProcess, AtNamedFilesInTheWorkingDirectoryAreMovedAtStart) {
   TempDir dir;
   std::ofstream(dir.file("x@y.dat")) << "moved";

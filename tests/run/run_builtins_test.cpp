@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/console.h"
+#include "core/error.h"
+#include "core/frame_state.h"
+#include "core/function_table.h"
+#include "core/run_builtins.h"
+#include "core/timing.h"
+
+namespace {
+
+class RunBuiltinsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Function_Clear();
+    Run_RegisterGameBuiltins();
+    Run_RegisterDisplayTimingBuiltins();
+    FrameState_Reset();
+    saved_margin_ = SleepMargin;
+    Run_GameTimer = GameTimer{};
+  }
+  void TearDown() override {
+    SleepMargin = saved_margin_;
+    FrameState_Reset();
+    Function_Clear();
+  }
+
+  RValue call(const char* name, std::initializer_list<RValue> args) {
+    int32_t index = -1;
+    EXPECT_TRUE(Function_Find(name, &index)) << name;
+    RValue argv[4];
+    int argc = 0;
+    for (const RValue& arg : args) argv[argc++] = arg;
+    RValue result = RV_Undefined();
+    g_CurrentFunction = Function_Row(index);
+    Function_Row(index)->handler(&result, nullptr, nullptr, argc, argv);
+    g_CurrentFunction = nullptr;
+    return result;
+  }
+
+  int32_t saved_margin_ = 10;
+};
+
+TEST_F(RunBuiltinsTest, GameEndStoresTheCodeAnnouncesItAndRequestsTheEnd) {
+  ConsoleCapture capture;
+  call("game_end", {RV_Real(3)});
+  EXPECT_EQ(New_Room, kNewRoomEndGame);
+  EXPECT_EQ(Run_ExitCode, 3);
+  EXPECT_EQ(capture.text(), "###game_end###3\n");
+
+  FrameState_Reset();
+  capture.clear();
+  call("game_end", {});
+  EXPECT_EQ(Run_ExitCode, 0);
+  EXPECT_EQ(capture.text(), "###game_end###0\n");
+}
+
+TEST_F(RunBuiltinsTest, GameRestartRequestsARestart) {
+  call("game_restart", {});
+  EXPECT_EQ(New_Room, kNewRoomRestart);
+}
+
+TEST_F(RunBuiltinsTest, GameSpeedInFramesOrMicrosecondsAndNeverBackwards) {
+  call("game_set_speed", {RV_Real(30), RV_Real(0)});
+  EXPECT_DOUBLE_EQ(RV_ToDouble(call("game_get_speed", {RV_Real(0)})), 30.0);
+  EXPECT_NEAR(RV_ToDouble(call("game_get_speed", {RV_Real(1)})), 33333.33, 0.01);
+
+  call("game_set_speed", {RV_Real(20000), RV_Real(1)});
+  EXPECT_DOUBLE_EQ(RV_ToDouble(call("game_get_speed", {RV_Real(0)})), 50.0);
+
+  call("game_set_speed", {RV_Real(25), RV_Real(7)});  // an unknown type changes nothing
+  EXPECT_DOUBLE_EQ(Run_GameTimer.fps, 50.0);
+
+  call("game_set_speed", {RV_Real(0), RV_Real(0)});
+  EXPECT_DOUBLE_EQ(RV_ToDouble(call("game_get_speed", {RV_Real(0)})), 0.0);
+
+  try {
+    call("game_set_speed", {RV_Real(-1), RV_Real(0)});
+    ADD_FAILURE() << "a negative speed must raise";
+  } catch (const KVTSLException& error) {
+    EXPECT_EQ(error.message(), "game_set_speed() - game time can't run backwards");
+  }
+}
+
+TEST_F(RunBuiltinsTest, DisplayTimingMethodMarginAndReset) {
+  call("display_set_timing_method", {RV_Real(0)});
+  EXPECT_TRUE(SleepTimingForced);
+  EXPECT_EQ(RV_ToDouble(call("display_get_timing_method", {})), 0.0);
+  call("display_set_timing_method", {RV_Real(5)});  // other values change nothing
+  EXPECT_TRUE(SleepTimingForced);
+  call("display_set_timing_method", {RV_Real(1)});
+  EXPECT_EQ(RV_ToDouble(call("display_get_timing_method", {})), 1.0);
+
+  call("display_set_sleep_margin", {RV_Real(-4)});  // stored unclamped
+  EXPECT_EQ(RV_ToDouble(call("display_get_sleep_margin", {})), -4.0);
+
+  call("display_reset", {RV_Real(4), RV_Bool(true)});
+  EXPECT_EQ(Run_ResetCountdown, 1);
+  EXPECT_EQ(Run_DisplayReset.antialias, 4);
+  EXPECT_TRUE(Run_DisplayReset.vsync);
+}
+
+}  // namespace
