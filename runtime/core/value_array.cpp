@@ -55,7 +55,7 @@ bool points_into(const RValue* p, const RValue* base, int32_t length) {
   return base != nullptr && at >= start && at < start + static_cast<uintptr_t>(length) * sizeof(RValue);
 }
 
-// The element write of Part 1.2, steps 1 to 5. rebase, when given, is re-pointed if it lay inside
+// The element write of `a[i] = v`. rebase, when given, is re-pointed if it lay inside
 // the array and the storage moved.
 RValue* slot_for_write(RValue* value, int32_t index, const RValue** rebase) {
   RefDynamicArrayOfRValue* array = RV_Kind(*value) == kRVArray ? value->pArray : nullptr;

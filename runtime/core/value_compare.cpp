@@ -1,5 +1,5 @@
 // RV_Compare: the one comparison behind all six relational operators. The pair of kinds picks the
-// rule exactly (Part 1.2's table); a pair the table doesn't name gives -1 when a is a real, else 1.
+// rule exactly; a pair the table doesn't name gives -1 when a is a real, else 1.
 // int32 and ref behave alike everywhere. -2 means the pair cannot be ordered (undefined against a
 // number or an object), which callers read as false for <, <=, > and >=.
 #include <cmath>

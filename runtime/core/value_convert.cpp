@@ -1,5 +1,5 @@
 // Conversions of values used by the language, and the builtin argument readers (KVGet*).
-// Every message is the runtime's own; see Part 1.2's conversion tables.
+// Every message is the runtime's own and is raised through KVError.
 #include <cctype>
 #include <cerrno>
 #include <clocale>

@@ -1,4 +1,4 @@
-// The compound operators of Part 1.2, row by row: result kind and text, or the message raised.
+// The compound operators, row by row: result kind and text, or the message raised.
 #include <climits>
 #include <functional>
 #include <string>

@@ -1,4 +1,4 @@
-// RV_Compare pair by pair (Part 1.2's table and its edge cases), and the math epsilon.
+// RV_Compare pair by pair (the pair table and its edge cases), and the math epsilon.
 #include <cmath>
 #include <functional>
 #include <limits>

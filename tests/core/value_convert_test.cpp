@@ -1,4 +1,4 @@
-// Conversions of Part 1.2 (RV_To*, ToNumber), the KVGet* argument readers with their messages, the
+// Conversions (RV_To*, ToNumber), the KVGet* argument readers with their messages, the
 // scratch area, and number text and parsing under a comma-decimal process locale.
 #include <clocale>
 #include <cmath>
