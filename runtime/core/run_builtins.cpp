@@ -3,6 +3,7 @@
 #include "core/builtin_families.h"
 #include "core/error.h"
 #include "core/fn_value.h"
+#include "core/frames.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
 #include "core/options.h"
@@ -86,5 +87,6 @@ void Run_InstallBuiltinRegistrars() {
   Builtins_AddRegistrar(kFamilyGame, Run_RegisterGameBuiltins);
   Builtins_AddRegistrar(kFamilyGraphic, Run_RegisterDisplayTimingBuiltins);
   Builtins_AddRegistrar(kFamilyMisc, Options_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyMisc, Debug_RegisterBuiltins);
   Builtins_AddRegistrar(kFamilyKova, Value_RegisterBuiltins);
 }
