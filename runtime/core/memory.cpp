@@ -1,5 +1,7 @@
 #include "core/memory.h"
 
+#include <atomic>
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -7,12 +9,25 @@
 
 #include "core/console.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+// Free bucket items are poisoned so that the address sanitizer sees use after free inside pages.
+#define KV_POISON(address, size) ASAN_POISON_MEMORY_REGION((address), (size))
+#define KV_UNPOISON(address, size) ASAN_UNPOISON_MEMORY_REGION((address), (size))
+#else
+#define KV_POISON(address, size) ((void)(address), (void)(size))
+#define KV_UNPOISON(address, size) ((void)(address), (void)(size))
+#endif
+
 namespace {
 
 constexpr uint32_t kMagicA = 0xDEADC0DE;
 constexpr uint32_t kMagicB = 0xBAADB00B;
 constexpr uint32_t kAlignMagic = 0x1234ABCD;
+constexpr uint32_t kAlignDistanceBit = 0x80000000u;
 constexpr size_t kHeaderSize = 32;
+constexpr size_t kMaxHeapSize = UINT32_MAX - kHeaderSize;
+constexpr int32_t kFirstPageTableSize = 16;
 
 struct BlockHeader {
   uint64_t zero;
@@ -22,71 +37,72 @@ struct BlockHeader {
   uint8_t unused[12];
 };
 static_assert(sizeof(BlockHeader) == kHeaderSize);
+// The alignment words need 8 bytes in front of an aligned pointer; every block we hand out is at
+// least 8-aligned, so a non-zero distance to the aligned pointer is always 8 or more.
+static_assert(alignof(std::max_align_t) >= 8);
 
-// Made on first use: the manager must work before static constructors of other units have run.
-std::mutex& manager_mutex() {
-  static std::mutex* mutex = new std::mutex;
+// Recursive: ReAlloc and Alloc call each other under it, and page carving allocates under it.
+class MemoryManagerMutex {
+ public:
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
+// Made on first use with malloc: the manager has to work before any static constructor has run.
+MemoryManagerMutex& manager_mutex() {
+  static MemoryManagerMutex* mutex = new (std::malloc(sizeof(MemoryManagerMutex))) MemoryManagerMutex;
   return *mutex;
 }
 
+class ManagerLock {
+ public:
+  ManagerLock() : mutex_(manager_mutex()) { mutex_.lock(); }
+  ~ManagerLock() { mutex_.unlock(); }
+  ManagerLock(const ManagerLock&) = delete;
+  ManagerLock& operator=(const ManagerLock&) = delete;
+
+ private:
+  MemoryManagerMutex& mutex_;
+};
+
 MemoryStats g_stats;
-int64_t g_frames = 0;
-MemoryManager::FailureHandler g_failure_handler = nullptr;
+bool g_buckets_on = false;
+std::atomic<int64_t> g_frames{0};
+std::atomic<MemoryManager::FailureHandler> g_failure_handler{nullptr};
 
-BlockHeader* header_of(const void* block) {
-  return reinterpret_cast<BlockHeader*>(static_cast<uint8_t*>(const_cast<void*>(block)) - kHeaderSize);
-}
+uint8_t* bytes(const void* p) { return static_cast<uint8_t*>(const_cast<void*>(p)); }
 
-bool header_valid(const void* block) {
-  const BlockHeader* header = header_of(block);
-  return header->magic_a == kMagicA && header->magic_b == kMagicB;
-}
+// ---- Heap blocks ---------------------------------------------------------------------------------
 
-// An aligned pointer that is not its block's start has two words in front: the magic and the
-// distance back to the block with bit 31 set.
-const void* unalign(const void* block) {
-  const uint32_t* words = static_cast<const uint32_t*>(block);
-  if (words[-2] == kAlignMagic && (words[-1] & 0x80000000u) != 0) {
-    return static_cast<const uint8_t*>(block) - (words[-1] & 0x7FFFFFFFu);
-  }
-  return block;
-}
+BlockHeader* header_of(const void* block) { return reinterpret_cast<BlockHeader*>(bytes(block) - kHeaderSize); }
 
-void report_failure(size_t size) {
-  if (g_failure_handler == nullptr) return;
-  const double mb_used = static_cast<float>(g_stats.bytes_in_use) / 1024.0f / 1024.0f;
-  const double mb_peak = static_cast<float>(g_stats.peak_in_use) / 1024.0f / 1024.0f;
-  g_ReleaseConsole->Output("Total memory used = %lld(0x%08llx) bytes %.2fMB\n",
-                           static_cast<long long>(g_stats.bytes_in_use),
-                           static_cast<unsigned long long>(g_stats.bytes_in_use), mb_used);
-  g_ReleaseConsole->Output("Peak memory used = %lld(0x%08llx) bytes %.2fMB\n",
-                           static_cast<long long>(g_stats.peak_in_use),
-                           static_cast<unsigned long long>(g_stats.peak_in_use), mb_peak);
-  char message[160];
-  std::snprintf(message, sizeof message, "Memory allocation failed: Attempting to allocate %llu bytes\n",
-                static_cast<unsigned long long>(size));
-  g_failure_handler(message);
+bool header_valid(const BlockHeader* header) { return header->magic_a == kMagicA && header->magic_b == kMagicB; }
+
+void count_new_bytes(size_t size) {
+  g_stats.bytes_in_use += static_cast<int64_t>(size);
+  g_stats.total_allocated += static_cast<int64_t>(size);
+  g_stats.heap_bytes += static_cast<int64_t>(size);
+  if (g_stats.bytes_in_use > g_stats.peak_in_use) g_stats.peak_in_use = g_stats.bytes_in_use;
 }
 
 void* heap_alloc_locked(size_t size, bool clear) {
-  if (size > UINT32_MAX - kHeaderSize) return nullptr;
+  if (size > kMaxHeapSize) return nullptr;
   auto* raw = static_cast<uint8_t*>(clear ? std::calloc(1, size + kHeaderSize) : std::malloc(size + kHeaderSize));
   if (raw == nullptr) return nullptr;
   auto* header = reinterpret_cast<BlockHeader*>(raw);
-  header->zero = 0;
+  std::memset(header, 0, kHeaderSize);
   header->size = static_cast<uint32_t>(size);
   header->magic_a = kMagicA;
   header->magic_b = kMagicB;
-  g_stats.bytes_in_use += static_cast<int64_t>(size);
-  g_stats.total_allocated += static_cast<int64_t>(size);
   g_stats.heap_blocks += 1;
-  g_stats.heap_bytes += static_cast<int64_t>(size);
-  if (g_stats.bytes_in_use > g_stats.peak_in_use) g_stats.peak_in_use = g_stats.bytes_in_use;
+  count_new_bytes(size);
   return raw + kHeaderSize;
 }
 
-void heap_free_locked(void* block) {
-  BlockHeader* header = header_of(block);
+void heap_free_locked(BlockHeader* header) {
   g_stats.bytes_in_use -= header->size;
   g_stats.heap_blocks -= 1;
   g_stats.heap_bytes -= header->size;
@@ -95,69 +111,432 @@ void heap_free_locked(void* block) {
   std::free(header);
 }
 
+// Grows or shrinks a heap block in place where the system can; the tail past the old size is zeroed.
+void* heap_resize_locked(BlockHeader* header, size_t size) {
+  if (size > kMaxHeapSize) return nullptr;
+  const size_t old_size = header->size;
+  auto* raw = static_cast<uint8_t*>(std::realloc(header, size + kHeaderSize));
+  if (raw == nullptr) return nullptr;
+  header = reinterpret_cast<BlockHeader*>(raw);
+  header->size = static_cast<uint32_t>(size);
+  if (size > old_size) std::memset(raw + kHeaderSize + old_size, 0, size - old_size);
+  g_stats.heap_bytes -= static_cast<int64_t>(old_size);
+  g_stats.bytes_in_use -= static_cast<int64_t>(old_size);
+  count_new_bytes(size);
+  return raw + kHeaderSize;
+}
+
+// The start of the block behind an aligned pointer, or null when the alignment words are absent.
+void* aligned_base(const void* block) {
+  const auto* words = reinterpret_cast<const uint32_t*>(block);
+  if (words[-2] != kAlignMagic || (words[-1] & kAlignDistanceBit) == 0) return nullptr;
+  const uint32_t distance = words[-1] & ~kAlignDistanceBit;
+  if (distance < 8) return nullptr;
+  return bytes(block) - distance;
+}
+
+// ---- Page table ----------------------------------------------------------------------------------
+
+struct PageRange {
+  uintptr_t start;
+  uintptr_t end;
+  CBucketBase* bucket;
+};
+
+PageRange* g_page_table = nullptr;
+int32_t g_page_count = 0;
+int32_t g_page_capacity = 0;
+
+// The last range starting at or below p, if p lies inside it.
+const PageRange* page_table_find(const void* p) {
+  const auto address = reinterpret_cast<uintptr_t>(p);
+  int32_t low = 0;
+  int32_t high = g_page_count;
+  while (low < high) {
+    const int32_t mid = (low + high) / 2;
+    if (g_page_table[mid].start <= address) {
+      low = mid + 1;
+    } else {
+      high = mid;
+    }
+  }
+  if (low == 0) return nullptr;
+  const PageRange* range = &g_page_table[low - 1];
+  return address < range->end ? range : nullptr;
+}
+
+bool page_table_add(uintptr_t start, uintptr_t end, CBucketBase* bucket) {
+  if (g_page_count == g_page_capacity) {
+    const int32_t capacity = g_page_capacity == 0 ? kFirstPageTableSize : g_page_capacity + g_page_capacity / 2;
+    auto* grown = static_cast<PageRange*>(heap_alloc_locked(sizeof(PageRange) * static_cast<size_t>(capacity), false));
+    if (grown == nullptr) return false;
+    if (g_page_count > 0) std::memcpy(grown, g_page_table, sizeof(PageRange) * static_cast<size_t>(g_page_count));
+    if (g_page_table != nullptr) heap_free_locked(header_of(g_page_table));
+    g_page_table = grown;
+    g_page_capacity = capacity;
+  }
+  int32_t at = g_page_count;
+  while (at > 0 && g_page_table[at - 1].start > start) --at;
+  std::memmove(&g_page_table[at + 1], &g_page_table[at], sizeof(PageRange) * static_cast<size_t>(g_page_count - at));
+  g_page_table[at] = PageRange{start, end, bucket};
+  ++g_page_count;
+  return true;
+}
+
+void page_table_remove(uintptr_t start) {
+  for (int32_t i = 0; i < g_page_count; ++i) {
+    if (g_page_table[i].start != start) continue;
+    std::memmove(&g_page_table[i], &g_page_table[i + 1], sizeof(PageRange) * static_cast<size_t>(g_page_count - i - 1));
+    --g_page_count;
+    return;
+  }
+}
+
+// ---- Buckets -------------------------------------------------------------------------------------
+
+struct PageHead {
+  PageHead* next;
+  CBucketBase* bucket;
+};
+
+uintptr_t first_item_of(uintptr_t page, uintptr_t item_size) {
+  return (page + sizeof(PageHead) + item_size - 1) & ~(item_size - 1);
+}
+
+// True when p is the start of one of the items carved from the page range.
+bool is_item_start(const PageRange& range, const void* p, uintptr_t item_size) {
+  const auto address = reinterpret_cast<uintptr_t>(p);
+  const uintptr_t first = first_item_of(range.start, item_size);
+  const uintptr_t last_end = first + (range.end - first) / item_size * item_size;
+  return address >= first && address < last_end && (address & (item_size - 1)) == 0;
+}
+
+template <int kItemSize, int kPageSize, int kUnchecked>
+class CBucket final : public CBucketBase {
+  static_assert(std::has_single_bit(static_cast<unsigned>(kItemSize)), "items are aligned to their size");
+  static constexpr size_t kPageBytes = static_cast<size_t>(kPageSize) + kItemSize;
+
+ public:
+  constexpr CBucket() = default;
+
+  void Clear() override {
+    PageHead* page = static_cast<PageHead*>(pages_);
+    while (page != nullptr) {
+      PageHead* next = page->next;
+      page_table_remove(reinterpret_cast<uintptr_t>(page));
+      KV_UNPOISON(page, kPageBytes);
+      heap_free_locked(header_of(page));
+      page = next;
+    }
+    pages_ = nullptr;
+    free_list_ = nullptr;
+    used_count_ = 0;
+    free_count_ = 0;
+    page_count_ = 0;
+  }
+
+  int64_t Verify() override {
+    int64_t strays = 0;
+    void* item = free_list_;
+    // A free list longer than free_count_ is corrupt (an item freed twice makes a cycle): stop there.
+    for (int64_t walked = 0; item != nullptr && walked < free_count_; ++walked) {
+      if (!Holds(item)) ++strays;
+      KV_UNPOISON(item, sizeof(void*));
+      void* next = *static_cast<void**>(item);
+      KV_POISON(item, sizeof(void*));
+      item = next;
+    }
+    return strays;
+  }
+
+  int32_t ItemSize() const override { return kItemSize; }
+
+  bool Free(void* item) override {
+    if (kUnchecked == 0 && !Holds(item)) return false;
+    *static_cast<void**>(item) = free_list_;
+    free_list_ = item;
+    --used_count_;
+    ++free_count_;
+    KV_POISON(item, kItemSize);
+    return true;
+  }
+
+  // Takes an item, carving a new page when the free list is empty. The bytes past `requested` are
+  // zeroed even without `clear`, so a later ReAlloc to the item size finds a zero tail.
+  void* Pop(size_t requested, bool clear) {
+    if (free_list_ == nullptr && !AddPage()) return nullptr;
+    void* item = free_list_;
+    KV_UNPOISON(item, kItemSize);
+    free_list_ = *static_cast<void**>(item);
+    ++used_count_;
+    --free_count_;
+    if (clear) {
+      std::memset(item, 0, kItemSize);
+    } else if (requested < static_cast<size_t>(kItemSize)) {
+      std::memset(bytes(item) + requested, 0, kItemSize - requested);
+    }
+    return item;
+  }
+
+ private:
+  bool Holds(const void* item) const {
+    for (const PageHead* page = static_cast<const PageHead*>(pages_); page != nullptr; page = page->next) {
+      const auto start = reinterpret_cast<uintptr_t>(page);
+      const PageRange range{start, start + kPageBytes, nullptr};
+      if (is_item_start(range, item, kItemSize)) return true;
+    }
+    return false;
+  }
+
+  // A page comes from the heap path with one item of slack, so the first item can start on a
+  // multiple of the item size. All its items go on the free list at once, in address order.
+  bool AddPage() {
+    auto* page = static_cast<PageHead*>(heap_alloc_locked(kPageBytes, false));
+    if (page == nullptr) return false;
+    const auto start = reinterpret_cast<uintptr_t>(page);
+    if (!page_table_add(start, start + kPageBytes, this)) {
+      heap_free_locked(header_of(page));
+      return false;
+    }
+    page->next = static_cast<PageHead*>(pages_);
+    page->bucket = this;
+    pages_ = page;
+    ++page_count_;
+    const uintptr_t first = first_item_of(start, kItemSize);
+    const int64_t count = static_cast<int64_t>((start + kPageBytes - first) / kItemSize);
+    for (int64_t i = 0; i < count; ++i) {
+      void** item = reinterpret_cast<void**>(first + static_cast<uintptr_t>(i) * kItemSize);
+      *item = i + 1 < count ? reinterpret_cast<void*>(first + static_cast<uintptr_t>(i + 1) * kItemSize) : free_list_;
+    }
+    free_list_ = reinterpret_cast<void*>(first);
+    free_count_ += count;
+    KV_POISON(reinterpret_cast<void*>(first), static_cast<size_t>(count) * kItemSize);
+    return true;
+  }
+};
+
+constinit CBucket<8, 0x20000, 1> g_bucket_8;
+constinit CBucket<16, 0x40000, 1> g_bucket_16;
+constinit CBucket<32, 0x40000, 1> g_bucket_32;
+constinit CBucket<64, 0x80000, 1> g_bucket_64;
+constinit CBucket<128, 0x80000, 1> g_bucket_128;
+constinit CBucket<256, 0x100000, 1> g_bucket_256;
+constinit CBucket<512, 0x200000, 1> g_bucket_512;
+constinit CBucket<16384, 0x40000, 1> g_bucket_16384;
+constinit CBucket<16, 0x100000, 0> g_slot_bucket;
+
+CBucketBase* const g_all_buckets[] = {&g_bucket_8,   &g_bucket_16,  &g_bucket_32,    &g_bucket_64,  &g_bucket_128,
+                                      &g_bucket_256, &g_bucket_512, &g_bucket_16384, &g_slot_bucket};
+
+// Which size bucket serves size: 0 to 6 for 1..512, 7 for exactly 16384, -1 for the heap.
+int bucket_index(size_t size) {
+  if (!g_buckets_on || size == 0) return -1;
+  if (size <= 8) return 0;
+  if (size <= 512) return static_cast<int>(std::bit_width(size - 1)) - 3;
+  return size == 16384 ? 7 : -1;
+}
+
+void* bucket_pop(int index, size_t size, bool clear) {
+  switch (index) {
+    case 0: return g_bucket_8.Pop(size, clear);
+    case 1: return g_bucket_16.Pop(size, clear);
+    case 2: return g_bucket_32.Pop(size, clear);
+    case 3: return g_bucket_64.Pop(size, clear);
+    case 4: return g_bucket_128.Pop(size, clear);
+    case 5: return g_bucket_256.Pop(size, clear);
+    case 6: return g_bucket_512.Pop(size, clear);
+    default: return g_bucket_16384.Pop(size, clear);
+  }
+}
+
+// ---- The operations, with the lock held ----------------------------------------------------------
+
+void* alloc_locked(size_t size, bool clear) {
+  const int index = bucket_index(size);
+  if (index >= 0) return bucket_pop(index, size, clear);
+  return heap_alloc_locked(size, clear);
+}
+
+enum class BlockKind { kBucket, kHeap, kAligned, kInterior, kForeign };
+
+struct BlockInfo {
+  BlockKind kind = BlockKind::kForeign;
+  CBucketBase* bucket = nullptr;
+  BlockHeader* header = nullptr;  // heap blocks and aligned blocks: the underlying block's header
+  void* base = nullptr;           // aligned blocks: the start of the underlying block
+  size_t size = 0;                // usable bytes from the pointer on
+};
+
+BlockInfo classify(const void* block) {
+  BlockInfo info;
+  if (const PageRange* range = page_table_find(block)) {
+    const auto item_size = static_cast<uintptr_t>(range->bucket->ItemSize());
+    info.kind = is_item_start(*range, block, item_size) ? BlockKind::kBucket : BlockKind::kInterior;
+    info.bucket = range->bucket;
+    info.size = item_size;
+    return info;
+  }
+  if (BlockHeader* header = header_of(block); header_valid(header)) {
+    info.kind = BlockKind::kHeap;
+    info.header = header;
+    info.size = header->size;
+    return info;
+  }
+  if (void* base = aligned_base(block)) {
+    const size_t offset = static_cast<size_t>(bytes(block) - bytes(base));
+    if (const PageRange* range = page_table_find(base)) {
+      const auto item_size = static_cast<uintptr_t>(range->bucket->ItemSize());
+      if (is_item_start(*range, base, item_size) && offset < item_size) {
+        info = BlockInfo{BlockKind::kAligned, range->bucket, nullptr, base, item_size - offset};
+      }
+    } else if (BlockHeader* header = header_of(base); header_valid(header) && offset < header->size) {
+      info = BlockInfo{BlockKind::kAligned, nullptr, header, base, header->size - offset};
+    }
+  }
+  return info;
+}
+
+void free_classified(void* block, const BlockInfo& info) {
+  switch (info.kind) {
+    case BlockKind::kBucket: info.bucket->Free(block); return;
+    case BlockKind::kHeap: heap_free_locked(info.header); return;
+    case BlockKind::kAligned:
+      if (info.bucket != nullptr) {
+        info.bucket->Free(info.base);
+      } else {
+        heap_free_locked(info.header);
+      }
+      return;
+    case BlockKind::kInterior:
+      g_ReleaseConsole->Output("MemoryManager::Free: %p points inside a block, not at its start\n", block);
+      return;
+    case BlockKind::kForeign:
+      g_ReleaseConsole->Output("MemoryManager::Free: %p was not allocated by the memory manager\n", block);
+      return;
+  }
+}
+
+double megabytes(int64_t bytes_count) { return static_cast<double>(static_cast<float>(bytes_count) / 1024.0f / 1024.0f); }
+
+// The two lines of the memory report: bytes, the same in hex, and megabytes in single precision.
+void print_memory_figures(const MemoryStats& stats) {
+  g_ReleaseConsole->Output("Total memory used = %lld(0x%08llx) bytes %.2fMB\n", static_cast<long long>(stats.bytes_in_use),
+                           static_cast<unsigned long long>(stats.bytes_in_use), megabytes(stats.bytes_in_use));
+  g_ReleaseConsole->Output("Peak memory used = %lld(0x%08llx) bytes %.2fMB\n", static_cast<long long>(stats.peak_in_use),
+                           static_cast<unsigned long long>(stats.peak_in_use), megabytes(stats.peak_in_use));
+}
+
+void report_failure(size_t size) {
+  const MemoryManager::FailureHandler handler = g_failure_handler.load();
+  if (handler == nullptr) return;
+  print_memory_figures(MemoryManager::Stats());
+  char message[160];
+  std::snprintf(message, sizeof message, "Memory allocation failed: Attempting to allocate %llu bytes\n",
+                static_cast<unsigned long long>(size));
+  handler(message);
+}
+
 }  // namespace
 
 namespace MemoryManager {
+
+void Start() {
+  ManagerLock lock;
+  g_buckets_on = true;
+}
+
+bool Started() {
+  ManagerLock lock;
+  return g_buckets_on;
+}
 
 void* Alloc(size_t size, const char* /*file*/, int /*line*/, bool clear) {
   if (size == 0) return nullptr;
   void* block;
   {
-    std::lock_guard<std::mutex> lock(manager_mutex());
-    block = heap_alloc_locked(size, clear);
+    ManagerLock lock;
+    block = alloc_locked(size, clear);
   }
   if (block == nullptr) report_failure(size);
   return block;
 }
 
 void* AllocAligned(size_t size, size_t alignment, const char* file, int line, bool clear) {
-  if (alignment <= 16) return Alloc(size, file, line, clear);
-  auto* block = static_cast<uint8_t*>(Alloc(size + alignment - 1 + 8, file, line, clear));
+  if (size == 0) return nullptr;
+  if (alignment <= 1) return Alloc(size, file, line, clear);
+  // A stricter alignment than asked serves as well: round odd values up to a power of two.
+  alignment = std::bit_ceil(alignment);
+  if (alignment > kAlignDistanceBit || size > kMaxHeapSize - (alignment - 1)) {
+    report_failure(size + alignment - 1);
+    return nullptr;
+  }
+  const size_t total = size + alignment - 1;
+  auto* block = static_cast<uint8_t*>(Alloc(total, file, line, clear));
   if (block == nullptr) return nullptr;
-  const uintptr_t base = reinterpret_cast<uintptr_t>(block) + 8;
-  auto* aligned = reinterpret_cast<uint8_t*>((base + alignment - 1) & ~(uintptr_t)(alignment - 1));
-  auto* words = reinterpret_cast<uint32_t*>(aligned);
-  words[-2] = kAlignMagic;
-  words[-1] = static_cast<uint32_t>(aligned - block) | 0x80000000u;
+  const uintptr_t start = reinterpret_cast<uintptr_t>(block);
+  auto* aligned = reinterpret_cast<uint8_t*>((start + alignment - 1) & ~static_cast<uintptr_t>(alignment - 1));
+  // The slack behind the caller's bytes counts as part of the block for ReAlloc: keep it zero.
+  if (!clear) std::memset(aligned + size, 0, static_cast<size_t>(block + total - (aligned + size)));
+  if (aligned != block) {
+    auto* words = reinterpret_cast<uint32_t*>(aligned);
+    words[-2] = kAlignMagic;
+    words[-1] = static_cast<uint32_t>(aligned - block) | kAlignDistanceBit;
+  }
   return aligned;
 }
 
 void Free(void* block) {
   if (block == nullptr) return;
-  void* start = const_cast<void*>(unalign(block));
-  std::lock_guard<std::mutex> lock(manager_mutex());
-  if (header_valid(start)) heap_free_locked(start);
+  ManagerLock lock;
+  free_classified(block, classify(block));
 }
 
 bool IsAllocated(const void* block) {
   if (block == nullptr) return false;
-  return header_valid(unalign(block));
+  ManagerLock lock;
+  const BlockKind kind = classify(block).kind;
+  return kind == BlockKind::kBucket || kind == BlockKind::kHeap || kind == BlockKind::kAligned;
 }
 
 size_t GetSize(const void* block) {
-  if (!IsAllocated(block)) return 0;
-  const void* start = unalign(block);
-  return header_of(start)->size - static_cast<size_t>(static_cast<const uint8_t*>(block) - static_cast<const uint8_t*>(start));
+  if (block == nullptr) return 0;
+  ManagerLock lock;
+  const BlockInfo info = classify(block);
+  return info.kind == BlockKind::kInterior ? 0 : info.size;
 }
 
 void* ReAlloc(void* block, size_t size, const char* file, int line, int /*flags*/) {
   if (block == nullptr) return Alloc(size, file, line, true);
-  size_t old_size = 0;
-  if (IsAllocated(block)) {
-    old_size = GetSize(block);
-  } else {
-    g_ReleaseConsole->Output("Why are we reallocing a block that we didn't alloc?!\n");
+  void* result = nullptr;
+  {
+    ManagerLock lock;
+    const BlockInfo info = classify(block);
+    const bool ours = info.kind == BlockKind::kBucket || info.kind == BlockKind::kHeap || info.kind == BlockKind::kAligned;
+    if (!ours) g_ReleaseConsole->Output("Why are we reallocing a block that we didn't alloc?!\n");
+    if (size == 0) {
+      if (ours) free_classified(block, info);
+      return nullptr;
+    }
+    const size_t old_size = ours ? info.size : 0;
+    if (size == old_size) return block;
+    const int index = bucket_index(size);
+    if (info.kind == BlockKind::kBucket && index >= 0 && g_all_buckets[index] == info.bucket) {
+      // Same item size: shrink in place, keeping the tail zero for later growth.
+      std::memset(bytes(block) + size, 0, old_size - size);
+      return block;
+    }
+    if (info.kind == BlockKind::kHeap && index < 0) {
+      result = heap_resize_locked(info.header, size);
+    } else {
+      result = alloc_locked(size, true);
+      if (result != nullptr) {
+        std::memcpy(result, block, old_size < size ? old_size : size);
+        if (ours) free_classified(block, info);
+      }
+    }
   }
-  if (size == old_size) return block;
-  if (size == 0) {
-    Free(block);
-    return nullptr;
-  }
-  void* grown = Alloc(size, file, line, true);
-  if (grown == nullptr) return nullptr;
-  if (old_size > 0) std::memcpy(grown, block, old_size < size ? old_size : size);
-  Free(block);
-  return grown;
+  if (result == nullptr) report_failure(size);
+  return result;
 }
 
 void SetLength(void** block, size_t size, const char* file, int line) {
@@ -165,27 +544,52 @@ void SetLength(void** block, size_t size, const char* file, int line) {
 }
 
 MemoryStats Stats() {
-  std::lock_guard<std::mutex> lock(manager_mutex());
+  ManagerLock lock;
   return g_stats;
 }
 
-void SetFailureHandler(FailureHandler handler) { g_failure_handler = handler; }
+CBucketBase* FindBucket(const void* block) {
+  if (block == nullptr) return nullptr;
+  ManagerLock lock;
+  const PageRange* range = page_table_find(block);
+  return range != nullptr ? range->bucket : nullptr;
+}
+
+int64_t VerifyBuckets() {
+  ManagerLock lock;
+  int64_t strays = 0;
+  for (CBucketBase* bucket : g_all_buckets) strays += bucket->Verify();
+  return strays;
+}
+
+void* AllocSlot() {
+  void* slot;
+  {
+    ManagerLock lock;
+    slot = g_slot_bucket.Pop(0, true);
+  }
+  if (slot == nullptr) report_failure(16);
+  return slot;
+}
+
+bool FreeSlot(void* slot) {
+  if (slot == nullptr) return false;
+  ManagerLock lock;
+  return g_slot_bucket.Free(slot);
+}
+
+CBucketBase* SlotBucket() { return &g_slot_bucket; }
+
+void SetFailureHandler(FailureHandler handler) { g_failure_handler.store(handler); }
 
 void DumpMemory(void (*writer)(void* context, const char* key, int64_t value), void* context, bool quiet) {
   const MemoryStats stats = Stats();
   if (writer != nullptr) writer(context, "totalUsed", stats.bytes_in_use);
-  if (quiet) return;
-  g_ReleaseConsole->Output("Total memory used = %lld(0x%08llx) bytes %.2fMB\n", static_cast<long long>(stats.bytes_in_use),
-                           static_cast<unsigned long long>(stats.bytes_in_use),
-                           static_cast<double>(static_cast<float>(stats.bytes_in_use) / 1024.0f / 1024.0f));
-  g_ReleaseConsole->Output("Peak memory used = %lld(0x%08llx) bytes %.2fMB\n", static_cast<long long>(stats.peak_in_use),
-                           static_cast<unsigned long long>(stats.peak_in_use),
-                           static_cast<double>(static_cast<float>(stats.peak_in_use) / 1024.0f / 1024.0f));
+  if (!quiet) print_memory_figures(stats);
 }
 
-void CountFrame() {
-  std::lock_guard<std::mutex> lock(manager_mutex());
-  ++g_frames;
-}
+void CountFrame() { g_frames.fetch_add(1, std::memory_order_relaxed); }
+
+int64_t FrameCount() { return g_frames.load(std::memory_order_relaxed); }
 
 }  // namespace MemoryManager
