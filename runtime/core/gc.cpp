@@ -1,57 +1,266 @@
-// First form of the collector: objects are registered in one table; arrays, the only objects that
-// carry their own count, are found dead when no RValue holds them any more. Dead objects are freed
-// (their references dropped) and parked; their storage is deleted in the frame's idle time or at
-// the next full collection.
+// First form of the collector: one table of all objects, a whole mark-and-sweep pass per step from
+// the roots, finalisers before the sweep, parked lists by kind, remembered sets fed by the write
+// barrier, and the generation fields and id ranges of every object. Arrays count as roots while a
+// value outside every object still holds them: their count is compared with the references that
+// objects hold.
 #include "core/gc.h"
 
 #include <vector>
 
+#include "core/call.h"
+#include "core/hash_map.h"
 #include "core/memory.h"
 #include "core/object.h"
+#include "core/object_internal.h"
+#include "core/variable_names.h"
 
 KVObjectBase* g_GlobalObject = nullptr;
+KVObjectBase* g_ObjectContainer = nullptr;
+bool g_GCAvailable = true;
+bool g_GCEnabled = true;
+bool g_GCForce = false;
+uint32_t g_GCStamp = 1;
+int32_t g_GCFrame = 0;
+int32_t g_GCMarkLimit = kGCGenerations;
+bool g_GCForceNext = false;
+int32_t g_AllocGeneration = 0;
+int32_t g_GCMarkedCount = 0;
 
 namespace {
 
+using ObjectSet = CHashMap<KVObjectBase*, bool>;
+
+// The holder of the roots: marking it marks every object in its set.
+class GCObjectContainer final : public KVObjectBase {
+ public:
+  GCObjectContainer() : KVObjectBase(kObjContainer) {}
+  ~GCObjectContainer() override { KV_Delete(members_); }
+  bool Mark(uint32_t* bitmap, int32_t bits) override {
+    if (!KVObjectBase::Mark(bitmap, bits)) return false;
+    members_->ForEach([](KVObjectBase* const& member, const bool&) { GCMarkObject(member, true); });
+    return true;
+  }
+  void Free(bool free_now) override {
+    members_->Clear();
+    KVObjectBase::Free(free_now);
+  }
+  void add(KVObjectBase* object) { members_->Insert(object, true); }
+  void remove(KVObjectBase* object) { members_->Delete(object); }
+
+ private:
+  ObjectSet* members_ = KV_NEW(ObjectSet, 8);
+};
+
+struct Generation {
+  ObjectSet* remembered = nullptr;
+  int32_t min_id = 0x7FFFFFFF;
+  int32_t max_id = -1;
+  int32_t touched = 0;
+  int32_t freed = 0;
+};
+
+struct QueueEntry {
+  KVObjectBase* object;
+  bool forced;
+};
+
 std::vector<KVObjectBase*> g_objects;  // indexed by slotId; null for a free entry
 std::vector<int32_t> g_free_ids;
+size_t g_count = 0;
 std::vector<KVObjectBase*> g_self_stack;
-std::vector<KVObjectBase*> g_parked[kObjKindCount];
+KVObjectBase* g_parked[kGCParkedKinds] = {};
+size_t g_parked_count[kGCParkedKinds] = {};
+Generation g_generations[kGCGenerations];
+std::vector<QueueEntry> g_queue;
+std::vector<uint32_t> g_bitmap;
 
-void destroy_storage(KVObjectBase* object) {
-  object->~KVObjectBase();
-  MemoryManager::Free(object);
+bool reusable_kind(int32_t kind) { return kind == kObjStruct || kind == kObjAccessor || kind == kObjProperty; }
+
+void park(KVObjectBase* object) {
+  const int32_t kind = object->kind >= 0 && object->kind < kGCParkedKinds ? object->kind : kObjStruct;
+  object->prev = nullptr;
+  object->next = g_parked[kind];
+  if (object->next != nullptr) object->next->prev = object;
+  g_parked[kind] = object;
+  ++g_parked_count[kind];
 }
+
+KVObjectBase* unpark(int32_t kind) {
+  KVObjectBase* object = g_parked[kind];
+  if (object == nullptr) return nullptr;
+  g_parked[kind] = object->next;
+  if (object->next != nullptr) object->next->prev = nullptr;
+  object->next = nullptr;
+  object->prev = nullptr;
+  --g_parked_count[kind];
+  return object;
+}
+
+void destroy_storage(KVObjectBase* object) { delete object; }
 
 void unregister(KVObjectBase* object) {
-  if (object->slotId >= 0 && static_cast<size_t>(object->slotId) < g_objects.size()) {
+  if (object->slotId >= 0 && static_cast<size_t>(object->slotId) < g_objects.size() &&
+      g_objects[object->slotId] == object) {
     g_objects[object->slotId] = nullptr;
     g_free_ids.push_back(object->slotId);
+    --g_count;
   }
   object->slotId = -1;
+  object->generation = 0;
 }
 
-bool is_dead(const KVObjectBase* object) {
-  return object->kind == kObjArray && static_cast<const RefDynamicArrayOfRValue*>(object)->refCount <= 0;
+void forget_remembered(KVObjectBase* object) {
+  for (Generation& generation : g_generations) {
+    if (generation.remembered != nullptr) generation.remembered->Delete(object);
+  }
 }
 
-// Frees dead arrays until none is left; freeing one may drop the last count of another.
-size_t collect_dead() {
-  size_t freed = 0;
-  bool again = true;
-  while (again) {
-    again = false;
-    for (KVObjectBase* object : g_objects) {
-      if (object == nullptr || !is_dead(object)) continue;
-      unregister(object);
-      object->Free(true);
-      const int32_t kind = object->kind >= 0 && object->kind < kObjKindCount ? object->kind : kObjStruct;
-      g_parked[kind].push_back(object);
-      ++freed;
-      again = true;
+GCObjectContainer* container() {
+  if (g_ObjectContainer == nullptr) {
+    auto* made = new GCObjectContainer();
+    GC_AddObject(made);
+    g_ObjectContainer = made;
+  }
+  return static_cast<GCObjectContainer*>(g_ObjectContainer);
+}
+
+bool is_marked(int32_t id) { return (g_bitmap[static_cast<size_t>(id) >> 5] & (1u << (id & 31))) != 0; }
+
+// Counts, per array, the references that collected objects hold.
+std::vector<int32_t> inner_array_counts() {
+  std::vector<int32_t> counts(g_objects.size(), 0);
+  auto count = [&counts](const RValue& value) {
+    if (RV_Kind(value) != kRVArray || value.pArray == nullptr) return;
+    const int32_t id = value.pArray->slotId;
+    if (id >= 0 && static_cast<size_t>(id) < counts.size()) ++counts[static_cast<size_t>(id)];
+  };
+  for (KVObjectBase* object : g_objects) {
+    if (object == nullptr) continue;
+    if (object->slotMap != nullptr) {
+      object->slotMap->ForEach([&count](const int32_t&, RValue* const& value) { count(*value); });
+    }
+    for (int32_t i = 0; object->flatSlots != nullptr && i < object->flatSlotCount; ++i) count(object->flatSlots[i]);
+    if (object->kind == kObjArray) {
+      const auto* array = static_cast<const RefDynamicArrayOfRValue*>(object);
+      for (int32_t i = 0; i < array->length; ++i) count(array->pArray[i]);
+    } else if (object->kind == kObjScriptRef) {
+      count(static_cast<const CScriptRef*>(object)->tag);
     }
   }
-  return freed;
+  return counts;
+}
+
+void mark_roots() {
+  if (g_GlobalObject != nullptr) GCMarkObject(g_GlobalObject, true);
+  if (g_ObjectContainer != nullptr) GCMarkObject(g_ObjectContainer, true);
+  for (KVObjectBase* object : g_self_stack) {
+    if (object != nullptr) GCMarkObject(object, true);
+  }
+  const std::vector<int32_t> inner = inner_array_counts();
+  for (KVObjectBase* object : g_objects) {
+    if (object == nullptr) continue;
+    if (object->kind == kObjInstance) {
+      GCMarkObject(object, true);
+    } else if (object->kind == kObjArray &&
+               static_cast<RefDynamicArrayOfRValue*>(object)->refCount > inner[static_cast<size_t>(object->slotId)]) {
+      GCMarkObject(object, true);
+    }
+  }
+}
+
+void drain_queue() {
+  const int32_t bits = static_cast<int32_t>(g_objects.size());
+  for (size_t head = 0; head < g_queue.size(); ++head) {
+    const QueueEntry entry = g_queue[head];
+    if (entry.forced) g_GCForceNext = true;
+    entry.object->Mark(g_bitmap.data(), bits);
+    g_GCForceNext = false;
+    entry.object->flags &= ~kObjFlagQueued;
+  }
+  g_queue.clear();
+}
+
+// The finaliser of a dead object: its "@@Dispose@@" value, or for a plain struct a callable
+// "dispose" along its prototypes.
+bool finaliser_of(KVObjectBase* object, RValue* out) {
+  if (object->GetDispose(out)) return true;
+  if (object->kind != kObjStruct || object->flatSlots != nullptr) return false;
+  const int32_t slot = Variable_GetSlot("dispose");
+  if (slot < 0) return false;
+  int steps = 0;
+  for (KVObjectBase* at = object; at != nullptr && steps < 1000; at = at->prototype, ++steps) {
+    RValue* value = at->FindOwnSlot(slot);
+    if (value != nullptr && RV_Kind(*value) == kRVObject && Call_IsCallable(*value)) {
+      RV_Assign(out, value);
+      return true;
+    }
+  }
+  return false;
+}
+
+// Runs the finalisers of the dead; true when any ran (they may have made objects reachable again).
+bool run_finalisers(const std::vector<KVObjectBase*>& dead) {
+  bool ran = false;
+  for (KVObjectBase* object : dead) {
+    if ((object->flags & kObjFlagFinalised) != 0) continue;
+    RValue finaliser = RV_Undefined();
+    if (!finaliser_of(object, &finaliser)) continue;
+    object->flags |= kObjFlagFinalised;
+    ran = true;
+    RValue result = RV_Undefined();
+    struct Release {
+      RValue* a;
+      RValue* b;
+      ~Release() {
+        RV_FreeToUndefined(a);
+        RV_FreeToUndefined(b);
+      }
+    } release{&finaliser, &result};
+    CallMethod(KV_AsInstance(object), KV_AsInstance(object), &result, 0, &finaliser, nullptr);
+  }
+  return ran;
+}
+
+// The free path of an object the pass found dead.
+void free_dead(const std::vector<KVObjectBase*>& dead) {
+  std::vector<KVObjectBase*> functions;
+  for (KVObjectBase* object : dead) {
+    forget_remembered(object);
+    unregister(object);
+    object->PreFree();
+    object->className = nullptr;
+    object->prototype = nullptr;
+    object->flags = kObjFlagExtensible;
+    object->Free(true);
+    if (object->kind == kObjScriptRef) {
+      functions.push_back(object);
+    } else {
+      park(object);
+    }
+  }
+  // Deleted last: a weak reference freed above may still have pointed at one of them.
+  for (KVObjectBase* function : functions) destroy_storage(function);
+}
+
+void run_pass() {
+  ++g_GCStamp;
+  g_GCMarkedCount = 0;
+  g_GCMarkLimit = kGCGenerations;
+  g_bitmap.assign((g_objects.size() + 31) / 32 + 1, 0);
+  mark_roots();
+  drain_queue();
+  std::vector<KVObjectBase*> dead;
+  for (size_t id = 0; id < g_objects.size(); ++id) {
+    KVObjectBase* object = g_objects[id];
+    if (object != nullptr && !is_marked(static_cast<int32_t>(id))) dead.push_back(object);
+  }
+  Generation& whole = g_generations[kGCGenerations - 1];
+  whole.touched = g_GCMarkedCount;
+  whole.freed = 0;
+  ++g_GCFrame;
+  if (dead.empty() || run_finalisers(dead)) return;
+  whole.freed = static_cast<int32_t>(dead.size());
+  free_dead(dead);
 }
 
 }  // namespace
@@ -65,13 +274,30 @@ void GC_AddObject(KVObjectBase* object) {
     object->slotId = static_cast<int32_t>(g_objects.size());
     g_objects.push_back(object);
   }
+  ++g_count;
+  const int32_t generation = g_AllocGeneration >= 0 && g_AllocGeneration < kGCGenerations ? g_AllocGeneration : 0;
+  object->generation = generation;
+  object->birthStamp = g_GCStamp;
+  Generation& range = g_generations[generation];
+  if (object->slotId < range.min_id) range.min_id = object->slotId;
+  if (object->slotId > range.max_id) range.max_id = object->slotId;
 }
 
-void GCWriteBarrier(KVObjectBase* /*parent*/, KVObjectBase* /*child*/) {
-  // Edges matter only to a generational collector; the counting form needs none.
+void GCWriteBarrier(KVObjectBase* parent, KVObjectBase* child) {
+  if (!g_GCAvailable || parent == nullptr || child == nullptr) return;
+  if (parent->generation <= child->generation || child->slotId < 0) return;
+  // A pass of child's generation (or of any generation below parent's) must count child as a root.
+  for (int32_t generation = child->generation; generation < parent->generation && generation < kGCGenerations;
+       ++generation) {
+    Generation& target = g_generations[generation];
+    if (target.remembered == nullptr) target.remembered = KV_NEW(ObjectSet, 16);
+    target.remembered->Insert(child, true);
+  }
 }
 
-void GC_PushSelf(KVObjectBase* object) { g_self_stack.push_back(object); }
+void GC_PushSelf(KVObjectBase* object) {
+  if (g_GCAvailable) g_self_stack.push_back(object);
+}
 
 void GC_PopSelf(int count) {
   while (count-- > 0 && !g_self_stack.empty()) g_self_stack.pop_back();
@@ -79,42 +305,109 @@ void GC_PopSelf(int count) {
 
 KVObjectBase* GC_CurrentObject() { return g_self_stack.empty() ? g_GlobalObject : g_self_stack.back(); }
 
-void GCStep(int /*mode*/) { collect_dead(); }
+void GCMarkObject(KVObjectBase* object, bool forced) {
+  if (object == nullptr || (object->flags & kObjFlagQueued) != 0) return;
+  object->flags |= kObjFlagQueued;
+  g_queue.push_back({object, forced});
+}
 
-void GCCollectAll() {
-  collect_dead();
-  for (auto& list : g_parked) {
-    for (KVObjectBase* object : list) destroy_storage(object);
-    list.clear();
+void GCMarkValue(const RValue& value) {
+  switch (RV_Kind(value)) {
+    case kRVArray:
+    case kRVObject:
+    case kRVAccessor:
+      if (value.pObj != nullptr) GCMarkObject(value.pObj, false);
+      break;
+    default:
+      break;
   }
 }
 
-size_t GC_ObjectCount() { return g_objects.size() - g_free_ids.size(); }
+void GCAddRoot(KVObjectBase* object) {
+  if (object == nullptr) return;
+  GCObjectContainer* roots = container();
+  roots->add(object);
+  GCWriteBarrier(roots, object);
+}
+
+void GCRemoveRoot(KVObjectBase* object) {
+  if (object != nullptr && g_ObjectContainer != nullptr) container()->remove(object);
+}
+
+KVObjectBase* GC_ObjectContainer() { return container(); }
+
+KVObjectBase* GC_TakeParked(int32_t kind) { return reusable_kind(kind) ? unpark(kind) : nullptr; }
+
+size_t GC_ParkedCount(int32_t kind) { return kind >= 0 && kind < kGCParkedKinds ? g_parked_count[kind] : 0; }
+
+void GCStep(int mode) {
+  if (!g_GCAvailable) return;
+  if (!g_GCEnabled && !g_GCForce) return;
+  (void)mode;
+  g_GCForce = false;
+  run_pass();
+}
+
+void GCCollectAll() {
+  const bool enabled = g_GCEnabled;
+  g_GCEnabled = true;
+  GCStep(kGCGenerations - 1);
+  g_GCEnabled = enabled;
+  for (int32_t kind = 0; kind < kGCParkedKinds; ++kind) {
+    while (KVObjectBase* object = unpark(kind)) destroy_storage(object);
+  }
+}
+
+size_t GC_ObjectCount() { return g_count; }
+
+bool GC_IsRemembered(const KVObjectBase* object, int32_t generation) {
+  if (generation < 0 || generation >= kGCGenerations || g_generations[generation].remembered == nullptr) return false;
+  return g_generations[generation].remembered->Contains(const_cast<KVObjectBase*>(object));
+}
+
+int32_t GC_GenerationObjectCount(int32_t generation) {
+  int32_t count = 0;
+  for (const KVObjectBase* object : g_objects) {
+    if (object != nullptr && object->generation == generation) ++count;
+  }
+  return count;
+}
 
 void GC_Reset() {
   GCCollectAll();
-  // Whatever is still registered is held only by tables being torn down.
+  // Whatever is still registered is held only by tables being torn down: every object lets go of
+  // what it holds first, then the storage goes.
+  std::vector<KVObjectBase*> remaining;
   for (KVObjectBase* object : g_objects) {
-    if (object == nullptr) continue;
+    if (object != nullptr) remaining.push_back(object);
+  }
+  for (KVObjectBase* object : remaining) {
     object->slotId = -1;
+    object->PreFree();
     object->Free(true);
   }
-  for (KVObjectBase* object : g_objects) {
-    if (object != nullptr) destroy_storage(object);
-  }
+  for (KVObjectBase* object : remaining) destroy_storage(object);
   g_objects.clear();
   g_free_ids.clear();
+  g_count = 0;
   g_self_stack.clear();
+  g_queue.clear();
+  for (Generation& generation : g_generations) {
+    KV_Delete(generation.remembered);
+    generation = Generation{};
+  }
   g_GlobalObject = nullptr;
+  g_ObjectContainer = nullptr;
+  g_GCForce = false;
+  Object_ForgetCachedObjects();
 }
 
 int64_t GC_DeleteParked(int64_t budget_us, int64_t (*clock)()) {
   const int64_t t0 = clock();
   int deletions = 0;
-  for (auto& list : g_parked) {
-    while (!list.empty()) {
-      destroy_storage(list.back());
-      list.pop_back();
+  for (int32_t kind = 0; kind < kGCParkedKinds; ++kind) {
+    while (KVObjectBase* object = unpark(kind)) {
+      destroy_storage(object);
       if (++deletions % 8 == 0 && clock() - t0 > budget_us) return clock() - t0;
     }
   }

@@ -1,12 +1,28 @@
 #pragma once
 // The collector's interface to the rest of the runtime. Every object is registered here when it
 // is made; the collector owns it from then on. Stores of objects into other objects go through
-// GCWriteBarrier so the collector learns of the new edge. GCCollectAll frees every object that
-// is no longer held; at shutdown, with the roots released, that is all of them.
+// GCWriteBarrier so the collector learns of the new edge.
+//
+// What keeps an object alive: the global object, the roots (GCAddRoot: the objects held by the
+// container stored on the global object), the objects pushed with GC_PushSelf, instances (they
+// belong to their room), arrays that some value outside every object still counts (a local, a
+// data structure), and whatever those reach. A pass marks from them and frees the rest, running
+// "@@Dispose@@" and "dispose" finalisers first (a pass in which any ran frees nothing). Freed
+// objects of kinds 0, 2 and 4 are parked for CreateObject to reuse; function objects are deleted at
+// once; the rest wait in their parked list until idle time (GC_DeleteParked) or GCCollectAll.
+// Weak references to a freed object are cleared before its slots are freed.
+//
+// The collector only runs between frames, when no script holds anything on the native stack:
+// code that keeps an object in a C++ variable across a step must root it or store it in an object.
+// Main thread only.
 #include <cstddef>
 #include <cstdint>
 
 class KVObjectBase;
+struct RValue;
+
+constexpr int32_t kGCGenerations = 5;
+constexpr int32_t kGCParkedKinds = 24;
 
 void GC_AddObject(KVObjectBase* object);
 void GCWriteBarrier(KVObjectBase* parent, KVObjectBase* child);
@@ -14,13 +30,45 @@ void GC_PushSelf(KVObjectBase* object);
 void GC_PopSelf(int count = 1);
 KVObjectBase* GC_CurrentObject();  // the top of the pushed selves, or the global object
 
-// The frame's budgeted step (-1), or a fuller one; see the collector for the meanings of other values.
+// Marking: queue an object (forced: even if older than the pass) or the object a value holds
+// (kinds array, object, accessor). Called from the objects' Mark.
+void GCMarkObject(KVObjectBase* object, bool forced);
+void GCMarkValue(const RValue& value);
+
+// Roots live in the object container (kind 7), which is stored on the global object under
+// "ObjectContainer"; it is made on first use.
+void GCAddRoot(KVObjectBase* object);
+void GCRemoveRoot(KVObjectBase* object);
+KVObjectBase* GC_ObjectContainer();
+
+// The head of the parked list of kind (0, 2 or 4), unlinked; null when the list is empty.
+KVObjectBase* GC_TakeParked(int32_t kind);
+size_t GC_ParkedCount(int32_t kind);
+
+// The frame's step (-1), or a whole pass of generation 0 to 4. This form always collects every
+// generation: a generation number only forces the pass. Does nothing while the collector is
+// disabled, unless gc_collect asked for a pass (g_GCForce).
 void GCStep(int mode);
 void GCCollectAll();
 size_t GC_ObjectCount();
+// Whether object stands in the remembered set of generation (a root of that generation's passes).
+bool GC_IsRemembered(const KVObjectBase* object, int32_t generation);
+// Objects of a generation in the table.
+int32_t GC_GenerationObjectCount(int32_t generation);
+// Frees every object, registered or parked, and empties the table; the next game round starts clean.
 void GC_Reset();
 
 // Idle-time release of parked objects: deletes while the clock allows, returns microseconds used.
 int64_t GC_DeleteParked(int64_t budget_us, int64_t (*clock)());
 
 extern KVObjectBase* g_GlobalObject;
+extern KVObjectBase* g_ObjectContainer;
+extern bool g_GCAvailable;
+extern bool g_GCEnabled;
+extern bool g_GCForce;
+extern uint32_t g_GCStamp;       // goes up by one for each pass
+extern int32_t g_GCFrame;        // passes finished
+extern int32_t g_GCMarkLimit;    // marking doesn't enter objects of a higher generation
+extern bool g_GCForceNext;       // the next Mark ignores the limit
+extern int32_t g_AllocGeneration;
+extern int32_t g_GCMarkedCount;  // objects marked in the running pass

@@ -12,6 +12,8 @@
 // Unknown slots read as "<unknown variable>". Single-threaded: the loader and the main thread.
 #include <cstdint>
 
+class KVObjectBase;
+
 constexpr int32_t kBuiltinVariableLimit = 10000;
 constexpr int32_t kFirstUserVariableSlot = 100000;
 
@@ -25,6 +27,10 @@ int32_t Variable_GetSlot(const char* name);
 // The builtin id of a builtin name; otherwise the user slot, made on first use.
 int32_t Variable_FindOrAddSlot(const char* name);
 const char* Variable_NameOf(int32_t slot);
+// The forms the object model uses: slot numbers are shared by every object, so the object only
+// names whose variable is meant.
+inline int32_t Variable_FindOrAddSlot(KVObjectBase* /*object*/, const char* name) { return Variable_FindOrAddSlot(name); }
+inline const char* Variable_NameOf(KVObjectBase* /*object*/, int32_t slot) { return Variable_NameOf(slot); }
 
 // Enters `name` at a slot fixed elsewhere (100000 or above): into row slot - 100000 of the user
 // and the instance name tables, growing them as needed, and into the name map. Returns false for

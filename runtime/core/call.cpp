@@ -1,0 +1,154 @@
+// The calls of function values: function indexes go straight to their builtin row or script row,
+// function objects through their bound self.
+#include "core/call.h"
+
+#include <vector>
+
+#include "core/code_tables.h"
+#include "core/error.h"
+#include "core/function_table.h"
+#include "core/gc.h"
+#include "core/object.h"
+
+namespace {
+
+class CurrentFunctionScope {
+ public:
+  explicit CurrentFunctionScope(const RFunction* row) : saved_(g_CurrentFunction) {
+    if (row != nullptr) g_CurrentFunction = row;
+  }
+  ~CurrentFunctionScope() { g_CurrentFunction = saved_; }
+  CurrentFunctionScope(const CurrentFunctionScope&) = delete;
+  CurrentFunctionScope& operator=(const CurrentFunctionScope&) = delete;
+
+ private:
+  const RFunction* saved_;
+};
+
+class PushedSelf {
+ public:
+  explicit PushedSelf(CInstance* self) { GC_PushSelf(KV_AsObject(self)); }
+  ~PushedSelf() { GC_PopSelf(); }
+  PushedSelf(const PushedSelf&) = delete;
+  PushedSelf& operator=(const PushedSelf&) = delete;
+};
+
+// Argument copies that hold their own references for the time of a call.
+class HeldArguments {
+ public:
+  HeldArguments(int argc, RValue** argv) : values_(static_cast<size_t>(argc > 0 ? argc : 0)) {
+    for (size_t i = 0; i < values_.size(); ++i) {
+      values_[i] = RV_Undefined();
+      RV_CopyRef(&values_[i], argv[i]);
+    }
+  }
+  ~HeldArguments() {
+    for (RValue& value : values_) RV_FreeToUndefined(&value);
+  }
+  HeldArguments(const HeldArguments&) = delete;
+  HeldArguments& operator=(const HeldArguments&) = delete;
+  RValue* data() { return values_.data(); }
+
+ private:
+  std::vector<RValue> values_;
+};
+
+bool is_number(const RValue& value) {
+  switch (RV_Kind(value)) {
+    case kRVReal:
+    case kRVInt32:
+    case kRVInt64:
+    case kRVBool:
+      return true;
+    default:
+      return false;
+  }
+}
+
+KVScriptFunction script_entry(int64_t index) {
+  if (index < 100000) return nullptr;
+  const KVScriptRow* row = CodeTables_Row(static_cast<int32_t>(index - 100000));
+  return row != nullptr ? reinterpret_cast<KVScriptFunction>(row->function) : nullptr;
+}
+
+void set_undefined(RValue* result) {
+  if (RV_NeedsFree(*result)) RV_Free(result);
+  *result = RV_Undefined();
+}
+
+// A function index: a builtin row gets its arguments as one contiguous block copied bit for bit
+// (the caller keeps the references), a script its pointers.
+void call_index(CInstance* self, CInstance* other, RValue* result, int argc, int64_t index, RValue** argv) {
+  if (index >= 0 && index < Function_Count()) {
+    const RFunction* row = Function_Row(static_cast<int32_t>(index));
+    std::vector<RValue> block(static_cast<size_t>(argc > 0 ? argc : 0));
+    for (size_t i = 0; i < block.size(); ++i) block[i] = *argv[i];
+    set_undefined(result);
+    CurrentFunctionScope scope(row);
+    row->handler(result, self, other, argc, block.data());
+    return;
+  }
+  const KVScriptFunction entry = script_entry(index);
+  if (entry == nullptr) {
+    KVError("attempting to call invalid function with script index %d", static_cast<int32_t>(index));
+    return;
+  }
+  set_undefined(result);
+  entry(self, other, result, argc, argv);
+}
+
+}  // namespace
+
+bool Call_IsCallable(const RValue& value) {
+  if (is_number(value)) {
+    const int64_t index = RV_ToInt64(value);
+    return (index >= 0 && index < Function_Count()) || script_entry(index) != nullptr;
+  }
+  const CScriptRef* function = RV_ScriptRefOf(value);
+  return function != nullptr &&
+         (function->compiled != nullptr || function->builtin != nullptr || function->script != nullptr);
+}
+
+void CallFunctionObject(CInstance* self, CInstance* other, RValue* result, CScriptRef* functionObject, int argc,
+                        RValue* argv) {
+  if (KVObjectBase* bound = RV_ObjectOf(functionObject->boundSelf)) self = KV_AsInstance(bound);
+  set_undefined(result);
+  PushedSelf pushed(self);
+  if (functionObject->builtin != nullptr) {
+    CurrentFunctionScope scope(Function_Row(functionObject->builtin_index_));
+    functionObject->builtin(result, self, other, argc, argv);
+    return;
+  }
+  KVScriptFunction entry = functionObject->compiled;
+  if (entry == nullptr && functionObject->script != nullptr) {
+    entry = reinterpret_cast<KVScriptFunction>(functionObject->script->function);
+  }
+  if (entry == nullptr) {
+    KVError("argument is not a method, unable to call");
+    return;
+  }
+  std::vector<RValue*> pointers(static_cast<size_t>(argc > 0 ? argc : 0));
+  for (size_t i = 0; i < pointers.size(); ++i) pointers[i] = &argv[i];
+  entry(self, other, result, argc, pointers.data());
+}
+
+RValue* CallMethod(CInstance* self, CInstance* other, RValue* result, int argc, RValue* method, RValue** argv) {
+  if (is_number(*method)) {
+    call_index(self, other, result, argc, RV_ToInt64(*method), argv);
+    return result;
+  }
+  CScriptRef* function = RV_ScriptRefOf(*method);
+  if (function == nullptr) {
+    KVError("argument is not a method, unable to call");
+    return result;
+  }
+  set_undefined(result);
+  if (function->compiled != nullptr) {
+    if (KVObjectBase* bound = RV_ObjectOf(function->boundSelf)) self = KV_AsInstance(bound);
+    function->compiled(self, other, result, argc, argv);
+    return result;
+  }
+  HeldArguments held(argc, argv);
+  CallFunctionObject(self, other, result, function, argc, held.data());
+  return result;
+}

@@ -1,0 +1,23 @@
+#pragma once
+// The call path of function values: CallMethod takes anything a script may call (a method, or a
+// number naming a builtin row or a script as 100000 + row) with arguments as an array of pointers;
+// CallFunctionObject calls a function object with a contiguous array of values. A bound function
+// runs with its bound self; an unbound one with the caller's. Compiled entries link their own
+// frames; these routines add none. Errors: "attempting to call invalid function with script index
+// %d" for a number that names nothing, "argument is not a method, unable to call" for anything
+// else that cannot be called. Both free the result value before the call and leave it undefined
+// when the callee gives nothing.
+#include "core/rvalue.h"
+
+class CScriptRef;
+
+// self is replaced by the function's bound self; a builtin function object runs with g_CurrentFunction
+// at its row. argv holds argc values that stay the caller's.
+void CallFunctionObject(CInstance* self, CInstance* other, RValue* result, CScriptRef* functionObject, int argc,
+                        RValue* argv);
+// method is a value: a function object, or a function index. argv may be null when argc is 0.
+// Returns result.
+RValue* CallMethod(CInstance* self, CInstance* other, RValue* result, int argc, RValue* method, RValue** argv);
+// Whether CallMethod would accept the value: a function object with something to call, or a number
+// naming a builtin row or an existing script.
+bool Call_IsCallable(const RValue& value);
