@@ -76,7 +76,12 @@ void F_ArraySetOwner(RValue*, CInstance*, CInstance*, int, RValue* argv) {
                                                    : KVGetInt64(argv, 0);
 }
 
-void F_MathSetEpsilon(RValue*, CInstance*, CInstance*, int, RValue* argv) { Math_SetEpsilon(KVGetReal(argv, 0)); }
+// Only an epsilon in [0, 1) is taken; 0 stands for the smallest useful one.
+void F_MathSetEpsilon(RValue*, CInstance*, CInstance*, int, RValue* argv) {
+  const double epsilon = KVGetReal(argv, 0);
+  if (!(epsilon >= 0.0 && epsilon < 1.0)) return;
+  Math_SetEpsilon(epsilon == 0.0 ? 1e-11 : epsilon);
+}
 
 void F_MathGetEpsilon(RValue* result, CInstance*, CInstance*, int, RValue*) {
   set_result(result, RV_Real(Math_GetEpsilon()));
@@ -133,6 +138,10 @@ void Value_RegisterBuiltins() {
   Function_Add("int64", with_args<F_Int64, 1>, 1, 1);
   Function_Add("ptr", with_args<F_Ptr, 1>, 1, 1);
   Function_Add("@@array_set_owner@@", with_args<F_ArraySetOwner, 1>, 1, 0);
+}
+
+void Value_RegisterEpsilonBuiltins() {
+  using namespace fn_value;
   Function_Add("math_set_epsilon", with_args<F_MathSetEpsilon, 1>, 1, 0);
   Function_Add("math_get_epsilon", F_MathGetEpsilon, 0, 1);
 }

@@ -8,6 +8,8 @@
 #include "core/rvalue.h"
 
 void Value_RegisterBuiltins();
+// math_set_epsilon and math_get_epsilon, which close the arithmetic list of the math family.
+void Value_RegisterEpsilonBuiltins();
 
 // array_sort's callable comparators (a method, or a number naming a script) go through the calls
 // layer, which installs this hook: call function with argc arguments into result; false when the

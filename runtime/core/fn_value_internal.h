@@ -1,6 +1,6 @@
 #pragma once
-// Shared by fn_value.cpp and fn_value_array.cpp: result setters, the argument padding wrapper and
-// the array builtins' handlers for registration.
+// Result setters and the argument padding wrapper shared by the builtin families of the core
+// (values, arrays, strings, math), and the array builtins' handlers for registration.
 #include <cstring>
 
 #include "core/function_table.h"

@@ -23,7 +23,6 @@ float RefreshRate = 60.0f;
 bool Run_DebuggerHold = false;
 bool Run_DrawEnabled = true;
 bool Run_QuitSeen = false;
-DisplayResetRequest Run_DisplayReset;
 int64_t Run_CurrentTimeSeconds = 0;
 
 void FrameState_Reset() {
@@ -48,6 +47,5 @@ void FrameState_Reset() {
   Run_DebuggerHold = false;
   Run_DrawEnabled = true;
   Run_QuitSeen = false;
-  Run_DisplayReset = DisplayResetRequest{};
   Run_CurrentTimeSeconds = 0;
 }

@@ -40,13 +40,6 @@ extern bool Run_DrawEnabled;
 // The quit message was seen by the message pump.
 extern bool Run_QuitSeen;
 
-// Values given to display_reset, applied when the device is reset.
-struct DisplayResetRequest {
-  int32_t antialias = 0;
-  bool vsync = false;
-};
-extern DisplayResetRequest Run_DisplayReset;
-
 // Seconds since the epoch read at the top of each frame, for the date builtins.
 extern int64_t Run_CurrentTimeSeconds;
 

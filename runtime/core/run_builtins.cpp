@@ -2,6 +2,10 @@
 
 #include "core/builtin_families.h"
 #include "core/error.h"
+#include "core/fn_math.h"
+#include "core/fn_object.h"
+#include "core/fn_random.h"
+#include "core/fn_string.h"
 #include "core/fn_value.h"
 #include "core/frames.h"
 #include "core/frame_state.h"
@@ -9,6 +13,11 @@
 #include "core/options.h"
 #include "core/run_game.h"
 #include "core/timing.h"
+#include "graphics/draw.h"
+#include "graphics/texture_builtins.h"
+#include "storage/fn_ds.h"
+#include "storage/fn_json.h"
+#include "graphics/window.h"
 
 namespace {
 
@@ -60,9 +69,7 @@ void F_DisplaySetSleepMargin(RValue* result, CInstance*, CInstance*, int, RValue
 }
 
 void F_DisplayReset(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
-  Run_DisplayReset.antialias = KVGetInt32(argv, 0);
-  Run_DisplayReset.vsync = KVGetBool(argv, 1);
-  Run_ResetCountdown = 1;
+  Display_Reset(KVGetInt32(argv, 0), KVGetBool(argv, 1));
   *result = RV_Undefined();
 }
 
@@ -85,8 +92,19 @@ void Run_RegisterDisplayTimingBuiltins() {
 
 void Run_InstallBuiltinRegistrars() {
   Builtins_AddRegistrar(kFamilyGame, Run_RegisterGameBuiltins);
+  Builtins_AddRegistrar(kFamilyMath, Math_RegisterArithmeticBuiltins);
+  Builtins_AddRegistrar(kFamilyMath, Value_RegisterEpsilonBuiltins);
+  Builtins_AddRegistrar(kFamilyMath, Math_RegisterAngleBuiltins);
+  Builtins_AddRegistrar(kFamilyMath, Random_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyGraphic, Window_RegisterBuiltins);
   Builtins_AddRegistrar(kFamilyGraphic, Run_RegisterDisplayTimingBuiltins);
+  Builtins_AddRegistrar(kFamilyGraphic, Draw_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyGraphic, Texture_RegisterBuiltins);
   Builtins_AddRegistrar(kFamilyMisc, Options_RegisterBuiltins);
   Builtins_AddRegistrar(kFamilyMisc, Debug_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyMisc, String_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyDS, DS_RegisterBuiltins);
   Builtins_AddRegistrar(kFamilyKova, Value_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyKova, Object_RegisterBuiltins);
+  Builtins_AddRegistrar(kFamilyKova, Json_RegisterBuiltins);
 }

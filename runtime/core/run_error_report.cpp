@@ -6,6 +6,7 @@
 #include "core/error.h"
 #include "core/frame_state.h"
 #include "core/run_subjects.h"
+#include "graphics/window.h"
 #include "platform/process.h"
 
 namespace {
@@ -24,6 +25,8 @@ void ShowError(const std::string& text, bool abort) {
   // No dialog exists yet on this platform's headless path; the console carries the report.
   IO_Clear();
   g_OutputConsole->Output("ERROR!!! :: %s\n", text.c_str());
+  // The dialog answers whether to abort; an error that may not be ignored always aborts.
+  abort = Window_ShowErrorDialog(text, !abort);
   if (abort) {
     g_abort_latched = true;
     New_Room = kNewRoomAbort;

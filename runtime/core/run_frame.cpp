@@ -14,6 +14,7 @@
 #include "core/run_present.h"
 #include "core/run_subjects.h"
 #include "core/timing.h"
+#include "graphics/texture_load.h"
 #include "platform/process.h"
 
 namespace {
@@ -107,6 +108,7 @@ void Frame_SetRoomSpeedReader(int32_t* (*reader)(void*)) { g_room_speed_reader =
 
 void ProcessMessages() {
   if (std::this_thread::get_id() != g_main_thread) return;
+  Window_PumpMessages();
   if (Platform_TakeQuitSignal()) {
     Run_Running = false;
     Run_QuitSeen = true;
@@ -131,7 +133,7 @@ void DoAStep() {
   if (Window_FreezeForLostFocus()) return;
   Run_Step();
   if (New_Room == kNewRoomNone) {
-    TextureLoadManager_Tick();
+    TextureLoad_Tick();
     Instance_PurgeDestroyed();
     if (Run_DrawEnabled) Room_Draw();
     Deferred_Process();

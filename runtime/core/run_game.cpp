@@ -13,6 +13,7 @@
 #include "core/function_table.h"
 #include "core/game_path.h"
 #include "core/gc.h"
+#include "core/job_manager.h"
 #include "core/memory.h"
 #include "core/options.h"
 #include "core/run_builtins.h"
@@ -22,9 +23,13 @@
 #include "core/run_subjects.h"
 #include "core/timing.h"
 #include "core/variable_names.h"
+#include "data/asset_readers.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
 #include "data/game_file.h"
+#include "graphics/texture_load.h"
+#include "graphics/window.h"
+#include "storage/ds_core.h"
 #include "platform/files.h"
 #include "platform/process.h"
 
@@ -142,6 +147,7 @@ bool InitGame() {
 
 bool StartGame() {
   g_DebugConsole->Output("Create Error Form\n");
+  JobManager_Start();
   g_DebugConsole->Output(
       "\n***************************************\n*     Kova Games Runner v%d.%d(%d)[r%d]    *\n"
       "***************************************\t \n",
@@ -152,6 +158,8 @@ bool StartGame() {
     return false;
   }
   const GameHeader& header = GameData_Header();
+  Window_SetHeadless(g_options.headless);
+  Window_SetSplashPath(GamePath_WorkingDirectory(g_options.game_path) + "splash.png");
   g_DebugConsole->Output("Create Window\n");
   if (!Window_Create(header.window_width, header.window_height)) return false;
   g_DebugConsole->Output("Init Graphics\n");
@@ -169,6 +177,8 @@ bool StartGame() {
   g_DebugConsole->Output("Create Load Form\n");
   g_DebugConsole->Output("Do The Work\n");
   std::srand(static_cast<unsigned>(Timing_Time()));
+  TextureLoad_SetRoots("", GamePath_WorkingDirectory(g_options.game_path));
+  Assets_InstallReaders();
   if (!LoadGameData(g_image.data, g_image.size)) {
     g_ReleaseConsole->Output("Failed to load the game\n");
     Run_ExitCode = 1;
@@ -224,9 +234,12 @@ void Run_End() {
 }
 
 void ShutDownGame() {
+  // Background jobs may still read tables that are about to go.
+  JobManager_Stop();
   Game_FreeSubjects();
   Function_Clear();
   Window_Destroy();
+  DS_FreeAll();
   GCCollectAll();
   GC_Reset();
   GameFile_Free(&g_image);
@@ -250,6 +263,7 @@ void Game_End(int32_t code, bool code_given) {
 void Game_Restart() { New_Room = kNewRoomRestart; }
 
 int Kova_Main(int argc, char** argv) {
+  MemoryManager::Start();
   Frame_SetMainThread();
   Platform_InstallQuitSignals();
   Platform_MoveAtNamedFiles(".");

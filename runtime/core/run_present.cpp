@@ -81,6 +81,7 @@ const VsyncPacerHooks kDeviceHooks = {Timing_Time, Timing_Wait, Device_WaitForVB
 VsyncPacer& Frame_Pacer() { return g_pacer; }
 
 void End_Frame(bool present) {
+  Device_EndFrame(present);
   if (!present) return;
   if (!SleepTimingForced && !SleepTimingFallback && Run_ResetCountdown != 1) {
     g_pacer.Present(kDeviceHooks, Run_RoomSpeed, RefreshRate, PresentInterval);

@@ -5,24 +5,11 @@
 void TimeSource_TickRoots(int64_t) {}
 void Audio_Tick() {}
 
-bool Window_Create(int32_t, int32_t) { return true; }
-bool Graphics_Init() { return true; }
-void Window_ApplyPendingSize() {}
-void Device_Reset() {}
-void Start_Frame() {}
-bool Device_Present(int32_t) { return false; }
-bool Device_WaitForVBlank() { return false; }
-void Splash_Show() {}
-void Window_Destroy() {}
-
-void RenderState_ApplyPending() {}
 void SavedGame_ApplyQueued() {}
 void IO_Update() {}
 void IO_Clear() {}
 bool IO_PauseEventThisFrame() { return false; }
-bool Window_FreezeForLostFocus() { return false; }
 void Run_Step() {}
-void TextureLoadManager_Tick() {}
 void Instance_PurgeDestroyed() {}
 void Room_Draw() {}
 void Deferred_Process() {}

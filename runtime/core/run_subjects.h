@@ -20,6 +20,12 @@ bool Device_Present(int32_t sync_interval);
 bool Device_WaitForVBlank();
 void Splash_Show();
 void Window_Destroy();
+// Drains the window's messages into runtime state; a quit message (the close button) raises the
+// same quit request as SIGINT (Platform_PostQuit). ProcessMessages calls it first.
+void Window_PumpMessages();
+// The device side of End_Frame, before any present: flushes the batch, ends the batch frame,
+// closes the scene and, when presenting, copies the main render target to the back buffer.
+void Device_EndFrame(bool present);
 
 // A running frame.
 void RenderState_ApplyPending();
@@ -29,7 +35,6 @@ void IO_Clear();
 bool IO_PauseEventThisFrame();
 bool Window_FreezeForLostFocus();  // the option is on and the game's window isn't active
 void Run_Step();
-void TextureLoadManager_Tick();
 void Instance_PurgeDestroyed();
 void Room_Draw();
 void Deferred_Process();

@@ -122,6 +122,13 @@ TEST_F(FnValueTest, EpsilonBuiltins) {
   Call("math_set_epsilon", Args({Val::Real(0.5)}));
   EXPECT_EQ(Math_GetEpsilon(), 0.5);
   EXPECT_EQ(Call("math_get_epsilon")->val, 0.5);
+  // Only [0, 1) is taken, and 0 stands for 1e-11.
+  for (double ignored : {1.0, -0.25, 7.0}) {
+    Call("math_set_epsilon", Args({Val::Real(ignored)}));
+    EXPECT_EQ(Math_GetEpsilon(), 0.5) << ignored;
+  }
+  Call("math_set_epsilon", Args({Val::Real(0)}));
+  EXPECT_EQ(Math_GetEpsilon(), 1e-11);
   EXPECT_EQ(RaisedMessage([&] { Call("math_set_epsilon", Args({Val::Str("x")})); }),
             "math_set_epsilon argument 1 incorrect type (string) expecting a Number (KVGR)");
 }

@@ -173,6 +173,7 @@ class ValueBuiltinsTest : public ValueTest {
   void SetUp() override {
     Function_Clear();
     Value_RegisterBuiltins();
+    Value_RegisterEpsilonBuiltins();
   }
   void TearDown() override {
     Function_Clear();

@@ -1,0 +1,182 @@
+#pragma once
+// The graphics device: primitives only. It owns textures, render targets and vertex buffers under
+// small integer ids, sets whole state descriptions, draws vertex arrays and presents. It never sees
+// a sprite, a batch or a numbered render state: the shared graphics layer turns those into the
+// descriptions below and calls these operations only when something really changed.
+//
+// Conventions every device keeps:
+//   - Texel row 0 is the top of an image. Drawing into a render target keeps that: pixel (x, y) of
+//     the target, y counted from the top, is texel row y. Viewports and scissors are given from the
+//     top-left corner of the current target. ReadPixels returns rows top-down.
+//   - Colours are 32-bit words with red in the low byte; vertex colours are four normalised bytes.
+//   - The matrices map depth 0..1 (near..far); the device maps that onto its own range.
+//   - A clear ignores the scissor and the colour, depth and stencil write masks.
+// Ids are never 0; 0 means "none" (for a render target: the window's back buffer). Operations on
+// an unknown id do nothing. All calls come from the main thread.
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+using DeviceTextureId = uint32_t;
+using DeviceBufferId = uint32_t;
+
+// Primitive types as the batcher numbers them; triangle fans never reach a device.
+enum class PrimitiveType : int32_t {
+  kPointList = 1,
+  kLineList = 2,
+  kLineStrip = 3,
+  kTriangleList = 4,
+  kTriangleStrip = 5,
+};
+
+// Built-in shader sets: what the pixel stage samples and how the vertex stage colours.
+enum class ShaderSet : int32_t {
+  kColour = 0,     // position, colour
+  kTextured = 1,   // position, colour, uv: sample x colour
+  kNormalUnlit = 2,
+  kNormalLit = 3,  // per-vertex lights from the constants
+  kCount = 4,
+};
+inline constexpr const char* kShaderSetNames[] = {"colour", "textured", "normal_unlit", "normal_lit"};
+static_assert(std::size(kShaderSetNames) == static_cast<size_t>(ShaderSet::kCount));
+
+// One vertex attribute: what it is, where it lies in a vertex, how many components.
+enum class VertexAttribute : int32_t {
+  kPosition = 0,  // 2 or 3 floats
+  kColour = 1,    // 4 normalised unsigned bytes
+  kTexCoord = 2,  // 2 floats
+  kNormal = 3,    // 3 floats
+  kCount = 4,
+};
+inline constexpr const char* kVertexAttributeNames[] = {"in_Position", "in_Colour", "in_TextureCoord", "in_Normal"};
+static_assert(std::size(kVertexAttributeNames) == static_cast<size_t>(VertexAttribute::kCount));
+
+struct VertexElement {
+  VertexAttribute attribute = VertexAttribute::kPosition;
+  int32_t components = 0;  // 0: the element is absent
+  int32_t offset = 0;      // bytes from the start of a vertex
+};
+
+struct VertexLayout {
+  int32_t stride = 0;
+  VertexElement elements[static_cast<int>(VertexAttribute::kCount)] = {};  // indexed by attribute
+};
+
+// Blend factors and compare functions in the numbering of the render states (1 zero ... 15).
+struct BlendDesc {
+  bool enable = true;
+  uint8_t src = 5, dest = 6, src_alpha = 5, dest_alpha = 6;
+  uint8_t write_mask = 15;  // R 1, G 2, B 4, A 8
+};
+
+struct DepthStencilDesc {
+  bool depth_test = false;
+  bool depth_write = true;
+  uint8_t depth_func = 4;  // 1 never ... 8 always
+  bool stencil = false;
+  uint8_t stencil_fail = 1, stencil_depth_fail = 1, stencil_pass = 1;  // 1 keep, 2 zero, 3 replace, ...
+  uint8_t stencil_func = 8;
+  uint8_t stencil_ref = 0;
+  uint8_t stencil_read_mask = 0xFF, stencil_write_mask = 0xFF;
+};
+
+struct RasterDesc {
+  bool wireframe = false;
+  int32_t cull = 0;  // 0 none, 1 front, 2 back
+};
+
+struct SamplerDesc {
+  bool mag_linear = true;
+  bool min_linear = true;
+  int32_t mip_filter = 1;  // 0 point, 1 linear, 2 anisotropic
+  bool repeat_u = false;
+  bool repeat_v = false;
+  float min_lod = 0.0f;
+  float max_lod = 16.0f;
+  float lod_bias = 0.0f;
+  int32_t max_anisotropy = 16;
+};
+
+constexpr int kMaxLights = 8;
+constexpr int kTextureStages = 8;
+
+// The constants of the built-in shader sets, matrices row-major with row vectors.
+struct ShaderConstants {
+  float world[16] = {};
+  float world_view[16] = {};
+  float world_view_projection[16] = {};
+  bool lighting = false;
+  bool fog = false;
+  float fog_start = 0.0f;
+  float rcp_fog_range = 1.0f;
+  float fog_colour[3] = {};
+  bool alpha_test = false;
+  float alpha_ref = 0.0f;  // 0..1: a pixel is kept only when its alpha is above this
+  float ambient[4] = {};
+  float dir_light_dir[kMaxLights][4] = {};
+  float dir_light_colour[kMaxLights][4] = {};
+  float point_light_pos[kMaxLights][4] = {};  // w: range
+  float point_light_colour[kMaxLights][4] = {};
+};
+
+struct DeviceRect {
+  int32_t x = 0, y = 0, w = 0, h = 0;
+};
+
+enum ClearFlags : uint32_t {
+  kClearColour = 1,
+  kClearDepth = 2,
+  kClearStencil = 4,
+};
+
+class IDevice {
+ public:
+  virtual ~IDevice() = default;
+
+  // Size of the window's back buffer (the drawable) now.
+  virtual void BackBufferSize(int32_t* width, int32_t* height) = 0;
+  // Largest side of a texture.
+  virtual int32_t MaxTextureSize() = 0;
+  // Mask of supported multisample counts: bits 2, 4, 8, 16.
+  virtual uint32_t MultisampleLevels() = 0;
+
+  // RGBA8 textures. pixels (w x h words, row 0 the top) may be null: contents undefined.
+  // A render target can be drawn into; with_depth adds a depth-stencil buffer.
+  virtual DeviceTextureId CreateTexture(int32_t width, int32_t height, const void* pixels, bool render_target,
+                                        bool with_depth) = 0;
+  virtual void UpdateTexture(DeviceTextureId texture, int32_t x, int32_t y, int32_t width, int32_t height,
+                             const void* pixels) = 0;
+  virtual void DestroyTexture(DeviceTextureId texture) = 0;
+  virtual void BindTexture(int32_t stage, DeviceTextureId texture) = 0;
+
+  // 0 binds the back buffer. The viewport and scissor keep their values across target changes.
+  virtual void SetRenderTarget(DeviceTextureId target) = 0;
+  virtual void SetViewport(const DeviceRect& rect) = 0;
+  virtual void SetScissor(const DeviceRect& rect) = 0;
+  // colour: red in the low byte. Covers the whole target.
+  virtual void Clear(uint32_t flags, uint32_t colour, float depth, uint8_t stencil) = 0;
+
+  virtual void SetBlend(const BlendDesc& desc) = 0;
+  virtual void SetDepthStencil(const DepthStencilDesc& desc) = 0;
+  virtual void SetRaster(const RasterDesc& desc) = 0;
+  virtual void SetSampler(int32_t stage, const SamplerDesc& desc) = 0;
+  virtual void SetConstants(const ShaderConstants& constants) = 0;
+
+  // Vertex buffers for streaming. discard: the old contents may be thrown away (the write starts a
+  // fresh use of the buffer); otherwise the bytes outside the written range stay as they were.
+  virtual DeviceBufferId CreateVertexBuffer(size_t bytes) = 0;
+  virtual void WriteVertexBuffer(DeviceBufferId buffer, size_t offset, const void* data, size_t bytes,
+                                 bool discard) = 0;
+  virtual void DestroyVertexBuffer(DeviceBufferId buffer) = 0;
+  virtual void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
+                    size_t first_byte, int32_t vertex_count) = 0;
+
+  // Reads a rectangle of the current target as RGBA words, rows top-down. False when the
+  // rectangle leaves the target or nothing can be read.
+  virtual bool ReadPixels(const DeviceRect& rect, uint32_t* out) = 0;
+  // Finishes queued work (before a read or at the end of a frame).
+  virtual void Flush() = 0;
+  // Shows the back buffer; sync_interval 0 doesn't wait for the display. False when the device
+  // was lost and must be rebuilt.
+  virtual bool Present(int32_t sync_interval) = 0;
+};

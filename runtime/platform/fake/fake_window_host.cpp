@@ -1,0 +1,138 @@
+#include "platform/fake/fake_window_host.h"
+
+bool FakeWindowHost::DisplayBounds(DisplayRect* bounds) { return DisplayBoundsAt(display_index, bounds); }
+
+bool FakeWindowHost::DisplayBoundsAt(int32_t index, DisplayRect* bounds) {
+  if (index < 0 || index >= static_cast<int32_t>(displays.size())) {
+    *bounds = DisplayRect{};
+    return false;
+  }
+  *bounds = displays[static_cast<size_t>(index)];
+  return true;
+}
+
+bool FakeWindowHost::Open(const WindowOpenDesc& desc) {
+  if (fail_open) return false;
+  open = true;
+  visible = false;
+  x = desc.x;
+  y = desc.y;
+  width = desc.width;
+  height = desc.height;
+  borderless = desc.borderless;
+  resizable = desc.resizable;
+  caption = desc.caption;
+  fullscreen = false;
+  if (desc.fullscreen) SetFullscreen(true);
+  return true;
+}
+
+void FakeWindowHost::Close() {
+  open = false;
+  visible = false;
+}
+
+void FakeWindowHost::Show() {
+  if (!open) return;
+  visible = true;
+  ++shows;
+}
+
+void FakeWindowHost::ClientSize(int32_t* w, int32_t* h) {
+  *w = open ? width : 0;
+  *h = open ? height : 0;
+}
+
+void FakeWindowHost::ClientPosition(int32_t* px, int32_t* py) {
+  *px = open ? x : 0;
+  *py = open ? y : 0;
+}
+
+void FakeWindowHost::FrameSize(int32_t* extra_width, int32_t* extra_height) {
+  const bool framed = open && !borderless && !fullscreen;
+  *extra_width = framed ? frame_extra_width : 0;
+  *extra_height = framed ? frame_extra_height : 0;
+}
+
+void FakeWindowHost::SetClientSize(int32_t w, int32_t h) {
+  if (!open || w <= 0 || h <= 0) return;
+  ++set_size_calls;
+  width = w;
+  height = h;
+}
+
+void FakeWindowHost::SetClientPosition(int32_t px, int32_t py) {
+  if (!open) return;
+  x = px;
+  y = py;
+}
+
+bool FakeWindowHost::SetFullscreen(bool on) {
+  if (!open) return false;
+  if (on && refuse_fullscreen) return false;
+  if (on == fullscreen) return true;
+  if (on) {
+    windowed_width = width;
+    windowed_height = height;
+    DisplayRect d;
+    DisplayBounds(&d);
+    width = d.w;
+    height = d.h;
+  } else {
+    width = windowed_width;
+    height = windowed_height;
+  }
+  fullscreen = on;
+  return true;
+}
+
+void FakeWindowHost::SetSizeLimits(int32_t a, int32_t b, int32_t c, int32_t d) {
+  min_w = a;
+  min_h = b;
+  max_w = c;
+  max_h = d;
+}
+
+bool FakeWindowHost::PollMessage(WindowMessage* message) {
+  if (queue.empty()) return false;
+  *message = queue.front();
+  queue.pop_front();
+  return true;
+}
+
+void FakeWindowHost::Push(WindowMessageKind kind, int32_t a, int32_t b) {
+  WindowMessage m;
+  m.kind = kind;
+  m.a = a;
+  m.b = b;
+  queue.push_back(m);
+}
+
+void FakeWindowHost::MousePosition(int32_t* px, int32_t* py) {
+  *px = mouse_x;
+  *py = mouse_y;
+}
+
+void FakeWindowHost::SetMousePosition(int32_t px, int32_t py) {
+  mouse_x = px;
+  mouse_y = py;
+}
+
+void FakeWindowHost::GlobalMousePosition(int32_t* px, int32_t* py) {
+  *px = x + mouse_x;
+  *py = y + mouse_y;
+}
+
+int32_t FakeWindowHost::ShowMessageBox(const std::string& title, const std::string& text, const char* const*,
+                                       int32_t button_count, bool) {
+  if (button_count <= 0) return -1;
+  message_boxes.push_back(title + "\n" + text);
+  return message_box_answer;
+}
+
+bool FakeWindowHost::SwapBuffers(int32_t sync_interval) {
+  if (!open) return false;
+  ++swaps;
+  last_sync_interval = sync_interval;
+  return true;
+}

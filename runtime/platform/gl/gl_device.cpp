@@ -1,0 +1,619 @@
+#include "platform/gl/gl_device.h"
+
+#include <epoxy/gl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "platform/window_host.h"
+
+namespace {
+
+struct GlTexture {
+  GLuint texture = 0;
+  GLuint framebuffer = 0;
+  GLuint depth = 0;
+  int32_t width = 0;
+  int32_t height = 0;
+  bool live = false;
+};
+
+struct GlBuffer {
+  GLuint buffer = 0;
+  size_t bytes = 0;
+  bool live = false;
+};
+
+struct Program {
+  GLuint program = 0;
+  uint64_t constants_sent = 0;  // the constants version this program last received
+  float flip_sent = 0.0f;
+  GLint world = -1, world_view = -1, wvp = -1, flip_y = -1;
+  GLint fog_enable_v = -1, fog_start = -1, rcp_fog_range = -1, lighting = -1, ambient = -1;
+  GLint dir_dir = -1, dir_colour = -1, point_pos = -1, point_colour = -1;
+  GLint texture = -1, fog_enable_p = -1, fog_colour = -1, alpha_test = -1, alpha_ref = -1;
+};
+
+GLenum blend_factor(uint8_t factor) {
+  switch (factor) {
+    case 1: return GL_ZERO;
+    case 2: return GL_ONE;
+    case 3: return GL_SRC_COLOR;
+    case 4: return GL_ONE_MINUS_SRC_COLOR;
+    case 5: return GL_SRC_ALPHA;
+    case 6: return GL_ONE_MINUS_SRC_ALPHA;
+    case 7: return GL_DST_ALPHA;
+    case 8: return GL_ONE_MINUS_DST_ALPHA;
+    case 9: return GL_DST_COLOR;
+    case 10: return GL_ONE_MINUS_DST_COLOR;
+    case 11: return GL_SRC_ALPHA_SATURATE;
+    case 14: return GL_CONSTANT_COLOR;
+    case 15: return GL_ONE_MINUS_CONSTANT_COLOR;
+    default: return GL_ONE;
+  }
+}
+
+GLenum compare_func(uint8_t func) {
+  static const GLenum kFuncs[] = {GL_NEVER, GL_LESS, GL_EQUAL, GL_LEQUAL, GL_GREATER, GL_NOTEQUAL, GL_GEQUAL, GL_ALWAYS};
+  return func >= 1 && func <= 8 ? kFuncs[func - 1] : GL_ALWAYS;
+}
+
+GLenum stencil_op(uint8_t op) {
+  static const GLenum kOps[] = {GL_KEEP, GL_ZERO, GL_REPLACE, GL_INCR, GL_DECR, GL_INVERT, GL_INCR_WRAP, GL_DECR_WRAP};
+  return op >= 1 && op <= 8 ? kOps[op - 1] : GL_KEEP;
+}
+
+GLenum primitive_mode(PrimitiveType type) {
+  switch (type) {
+    case PrimitiveType::kPointList: return GL_POINTS;
+    case PrimitiveType::kLineList: return GL_LINES;
+    case PrimitiveType::kLineStrip: return GL_LINE_STRIP;
+    case PrimitiveType::kTriangleStrip: return GL_TRIANGLE_STRIP;
+    default: return GL_TRIANGLES;
+  }
+}
+
+GLuint compile(GLenum stage, const std::string& source, std::string* error) {
+  const GLuint shader = glCreateShader(stage);
+  const char* text = source.c_str();
+  glShaderSource(shader, 1, &text, nullptr);
+  glCompileShader(shader);
+  GLint ok = 0;
+  glGetShaderiv(shader, GL_COMPILE_STATUS, &ok);
+  if (ok == GL_TRUE) return shader;
+  char log[2048] = {};
+  glGetShaderInfoLog(shader, sizeof(log) - 1, nullptr, log);
+  *error = std::string("built-in shader failed to compile: ") + log;
+  glDeleteShader(shader);
+  return 0;
+}
+
+class GlDevice final : public IDevice {
+ public:
+  explicit GlDevice(IWindowHost* host) : host_(host) {}
+
+  ~GlDevice() override {
+    for (GlTexture& t : textures_) release_texture(&t);
+    for (GlBuffer& b : buffers_) {
+      if (b.live) glDeleteBuffers(1, &b.buffer);
+    }
+    for (Program& p : programs_) {
+      if (p.program != 0) glDeleteProgram(p.program);
+    }
+    if (!samplers_.empty()) glDeleteSamplers(static_cast<GLsizei>(samplers_.size()), samplers_.data());
+    if (vao_ != 0) glDeleteVertexArrays(1, &vao_);
+  }
+
+  bool Init(std::string* error) {
+    if (epoxy_gl_version() < 33) {
+      *error = "OpenGL 3.3 or later is needed";
+      return false;
+    }
+    for (int set = 0; set < static_cast<int>(ShaderSet::kCount); ++set) {
+      if (!build_program(static_cast<ShaderSet>(set), error)) return false;
+    }
+    glGenVertexArrays(1, &vao_);
+    glBindVertexArray(vao_);
+    samplers_.resize(kTextureStages);
+    glGenSamplers(kTextureStages, samplers_.data());
+    for (int stage = 0; stage < kTextureStages; ++stage) {
+      SetSampler(stage, SamplerDesc{});
+      glBindSampler(stage, samplers_[stage]);
+    }
+    anisotropy_ = epoxy_has_gl_extension("GL_EXT_texture_filter_anisotropic") ||
+                  epoxy_has_gl_extension("GL_ARB_texture_filter_anisotropic");
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_texture_size_);
+    GLint samples = 0;
+    glGetIntegerv(GL_MAX_SAMPLES, &samples);
+    for (uint32_t count : {2u, 4u, 8u, 16u}) {
+      if (static_cast<GLint>(count) <= samples) msaa_levels_ |= count;
+    }
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glEnable(GL_SCISSOR_TEST);
+    glDisable(GL_DITHER);
+    SetBlend(BlendDesc{});
+    SetDepthStencil(DepthStencilDesc{});
+    SetRaster(RasterDesc{});
+    SetRenderTarget(0);
+    int32_t w = 0, h = 0;
+    BackBufferSize(&w, &h);
+    SetViewport(DeviceRect{0, 0, w, h});
+    SetScissor(DeviceRect{0, 0, 16384, 16384});
+    return true;
+  }
+
+  void BackBufferSize(int32_t* width, int32_t* height) override { host_->DrawableSize(width, height); }
+  int32_t MaxTextureSize() override { return max_texture_size_; }
+  uint32_t MultisampleLevels() override { return msaa_levels_; }
+
+  DeviceTextureId CreateTexture(int32_t width, int32_t height, const void* pixels, bool render_target,
+                                bool with_depth) override {
+    if (width <= 0 || height <= 0 || width > max_texture_size_ || height > max_texture_size_) return 0;
+    GlTexture t;
+    t.width = width;
+    t.height = height;
+    glGenTextures(1, &t.texture);
+    glActiveTexture(GL_TEXTURE0 + kScratchUnit);
+    glBindTexture(GL_TEXTURE_2D, t.texture);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_BASE_LEVEL, 0);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    if (render_target) {
+      glGenFramebuffers(1, &t.framebuffer);
+      glBindFramebuffer(GL_FRAMEBUFFER, t.framebuffer);
+      glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, t.texture, 0);
+      if (with_depth) {
+        glGenRenderbuffers(1, &t.depth);
+        glBindRenderbuffer(GL_RENDERBUFFER, t.depth);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, width, height);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, t.depth);
+      }
+      const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+      glBindFramebuffer(GL_FRAMEBUFFER, current_framebuffer());
+      if (!complete) {
+        release_texture(&t);
+        return 0;
+      }
+    }
+    t.live = true;
+    for (size_t i = 0; i < textures_.size(); ++i) {
+      if (!textures_[i].live) {
+        textures_[i] = t;
+        return static_cast<DeviceTextureId>(i + 1);
+      }
+    }
+    textures_.push_back(t);
+    return static_cast<DeviceTextureId>(textures_.size());
+  }
+
+  void UpdateTexture(DeviceTextureId id, int32_t x, int32_t y, int32_t width, int32_t height,
+                     const void* pixels) override {
+    GlTexture* t = texture(id);
+    if (t == nullptr || pixels == nullptr || width <= 0 || height <= 0) return;
+    if (x < 0 || y < 0 || x + width > t->width || y + height > t->height) return;
+    glActiveTexture(GL_TEXTURE0 + kScratchUnit);
+    glBindTexture(GL_TEXTURE_2D, t->texture);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, x, y, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glBindTexture(GL_TEXTURE_2D, 0);
+  }
+
+  void DestroyTexture(DeviceTextureId id) override {
+    GlTexture* t = texture(id);
+    if (t == nullptr) return;
+    if (id == target_) SetRenderTarget(0);
+    for (DeviceTextureId& bound : bound_) {
+      if (bound == id) bound = 0;
+    }
+    release_texture(t);
+  }
+
+  void BindTexture(int32_t stage, DeviceTextureId id) override {
+    if (stage < 0 || stage >= kTextureStages) return;
+    GlTexture* t = texture(id);
+    bound_[stage] = t != nullptr ? id : 0;
+    glActiveTexture(GL_TEXTURE0 + stage);
+    glBindTexture(GL_TEXTURE_2D, t != nullptr ? t->texture : 0);
+  }
+
+  void SetRenderTarget(DeviceTextureId id) override {
+    GlTexture* t = texture(id);
+    if (t != nullptr && t->framebuffer == 0) return;
+    target_ = t != nullptr ? id : 0;
+    glBindFramebuffer(GL_FRAMEBUFFER, current_framebuffer());
+    glFrontFace(target_ != 0 ? GL_CW : GL_CCW);
+    apply_viewport();
+    apply_scissor();
+  }
+
+  void SetViewport(const DeviceRect& rect) override {
+    viewport_ = rect;
+    apply_viewport();
+  }
+
+  void SetScissor(const DeviceRect& rect) override {
+    scissor_ = rect;
+    apply_scissor();
+  }
+
+  void Clear(uint32_t flags, uint32_t colour, float depth, uint8_t stencil) override {
+    GLbitfield bits = 0;
+    if (flags & kClearColour) bits |= GL_COLOR_BUFFER_BIT;
+    if (flags & kClearDepth) bits |= GL_DEPTH_BUFFER_BIT;
+    if (flags & kClearStencil) bits |= GL_STENCIL_BUFFER_BIT;
+    if (bits == 0) return;
+    // A clear covers the whole target whatever the masks and the scissor say.
+    glDisable(GL_SCISSOR_TEST);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    glDepthMask(GL_TRUE);
+    glStencilMask(0xFF);
+    glClearColor((colour & 0xFF) / 255.0f, ((colour >> 8) & 0xFF) / 255.0f, ((colour >> 16) & 0xFF) / 255.0f,
+                 ((colour >> 24) & 0xFF) / 255.0f);
+    glClearDepth(depth);
+    glClearStencil(stencil);
+    glClear(bits);
+    glEnable(GL_SCISSOR_TEST);
+    apply_write_masks();
+  }
+
+  void SetBlend(const BlendDesc& desc) override {
+    blend_ = desc;
+    if (desc.enable) {
+      glEnable(GL_BLEND);
+    } else {
+      glDisable(GL_BLEND);
+    }
+    glBlendFuncSeparate(blend_factor(desc.src), blend_factor(desc.dest), blend_factor(desc.src_alpha),
+                        blend_factor(desc.dest_alpha));
+    glBlendEquation(GL_FUNC_ADD);
+    apply_write_masks();
+  }
+
+  void SetDepthStencil(const DepthStencilDesc& desc) override {
+    depth_ = desc;
+    if (desc.depth_test) {
+      glEnable(GL_DEPTH_TEST);
+    } else {
+      glDisable(GL_DEPTH_TEST);
+    }
+    glDepthFunc(compare_func(desc.depth_func));
+    if (desc.stencil) {
+      glEnable(GL_STENCIL_TEST);
+    } else {
+      glDisable(GL_STENCIL_TEST);
+    }
+    glStencilFunc(compare_func(desc.stencil_func), desc.stencil_ref, desc.stencil_read_mask);
+    glStencilOp(stencil_op(desc.stencil_fail), stencil_op(desc.stencil_depth_fail), stencil_op(desc.stencil_pass));
+    apply_write_masks();
+  }
+
+  void SetRaster(const RasterDesc& desc) override {
+    glPolygonMode(GL_FRONT_AND_BACK, desc.wireframe ? GL_LINE : GL_FILL);
+    if (desc.cull == 1 || desc.cull == 2) {
+      glEnable(GL_CULL_FACE);
+      glCullFace(desc.cull == 1 ? GL_FRONT : GL_BACK);
+    } else {
+      glDisable(GL_CULL_FACE);
+    }
+  }
+
+  void SetSampler(int32_t stage, const SamplerDesc& desc) override {
+    if (stage < 0 || stage >= static_cast<int32_t>(samplers_.size())) return;
+    const GLuint s = samplers_[stage];
+    GLenum min = desc.min_linear ? GL_LINEAR : GL_NEAREST;
+    if (desc.mip_filter == 0) min = desc.min_linear ? GL_LINEAR_MIPMAP_NEAREST : GL_NEAREST_MIPMAP_NEAREST;
+    if (desc.mip_filter >= 1) min = desc.min_linear ? GL_LINEAR_MIPMAP_LINEAR : GL_NEAREST_MIPMAP_LINEAR;
+    glSamplerParameteri(s, GL_TEXTURE_MIN_FILTER, static_cast<GLint>(min));
+    glSamplerParameteri(s, GL_TEXTURE_MAG_FILTER, desc.mag_linear ? GL_LINEAR : GL_NEAREST);
+    glSamplerParameteri(s, GL_TEXTURE_WRAP_S, desc.repeat_u ? GL_REPEAT : GL_CLAMP_TO_EDGE);
+    glSamplerParameteri(s, GL_TEXTURE_WRAP_T, desc.repeat_v ? GL_REPEAT : GL_CLAMP_TO_EDGE);
+    glSamplerParameteri(s, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
+    glSamplerParameterf(s, GL_TEXTURE_MIN_LOD, desc.min_lod);
+    glSamplerParameterf(s, GL_TEXTURE_MAX_LOD, desc.max_lod);
+    glSamplerParameterf(s, GL_TEXTURE_LOD_BIAS, desc.lod_bias);
+    if (anisotropy_) {
+      const float aniso = desc.mip_filter == 2 ? static_cast<float>(std::clamp(desc.max_anisotropy, 1, 16)) : 1.0f;
+      glSamplerParameterf(s, GL_TEXTURE_MAX_ANISOTROPY_EXT, aniso);
+    }
+  }
+
+  void SetConstants(const ShaderConstants& constants) override {
+    constants_ = constants;
+    ++constants_version_;
+  }
+
+  DeviceBufferId CreateVertexBuffer(size_t bytes) override {
+    GlBuffer b;
+    b.bytes = bytes;
+    glGenBuffers(1, &b.buffer);
+    glBindBuffer(GL_ARRAY_BUFFER, b.buffer);
+    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_STREAM_DRAW);
+    b.live = true;
+    bound_layout_buffer_ = 0;
+    for (size_t i = 0; i < buffers_.size(); ++i) {
+      if (!buffers_[i].live) {
+        buffers_[i] = b;
+        return static_cast<DeviceBufferId>(i + 1);
+      }
+    }
+    buffers_.push_back(b);
+    return static_cast<DeviceBufferId>(buffers_.size());
+  }
+
+  void WriteVertexBuffer(DeviceBufferId id, size_t offset, const void* data, size_t bytes, bool discard) override {
+    GlBuffer* b = buffer(id);
+    if (b == nullptr || bytes == 0 || offset + bytes > b->bytes) return;
+    glBindBuffer(GL_ARRAY_BUFFER, b->buffer);
+    const GLbitfield access = GL_MAP_WRITE_BIT | (discard ? GL_MAP_INVALIDATE_BUFFER_BIT
+                                                          : GL_MAP_INVALIDATE_RANGE_BIT | GL_MAP_UNSYNCHRONIZED_BIT);
+    void* mapped = glMapBufferRange(GL_ARRAY_BUFFER, static_cast<GLintptr>(offset), static_cast<GLsizeiptr>(bytes),
+                                    access);
+    if (mapped != nullptr) {
+      std::memcpy(mapped, data, bytes);
+      glUnmapBuffer(GL_ARRAY_BUFFER);
+    } else {
+      glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(offset), static_cast<GLsizeiptr>(bytes), data);
+    }
+  }
+
+  void DestroyVertexBuffer(DeviceBufferId id) override {
+    GlBuffer* b = buffer(id);
+    if (b == nullptr) return;
+    glDeleteBuffers(1, &b->buffer);
+    *b = GlBuffer{};
+    bound_layout_buffer_ = 0;
+  }
+
+  void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId id, size_t first_byte,
+            int32_t vertex_count) override {
+    GlBuffer* b = buffer(id);
+    const int set = static_cast<int>(shader);
+    if (b == nullptr || vertex_count <= 0 || set < 0 || set >= static_cast<int>(ShaderSet::kCount)) return;
+    Program& p = programs_[set];
+    if (program_ != p.program) {
+      glUseProgram(p.program);
+      program_ = p.program;
+    }
+    send_constants(&p);
+    bind_layout(layout, b->buffer, first_byte);
+    glDrawArrays(primitive_mode(type), 0, vertex_count);
+  }
+
+  bool ReadPixels(const DeviceRect& rect, uint32_t* out) override {
+    int32_t tw = 0, th = 0;
+    target_size(&tw, &th);
+    if (rect.w <= 0 || rect.h <= 0 || rect.x < 0 || rect.y < 0 || rect.x + rect.w > tw || rect.y + rect.h > th) {
+      return false;
+    }
+    if (target_ != 0) {
+      glReadBuffer(GL_COLOR_ATTACHMENT0);
+      glReadPixels(rect.x, rect.y, rect.w, rect.h, GL_RGBA, GL_UNSIGNED_BYTE, out);
+      return true;
+    }
+    // The back buffer's rows run bottom-up.
+    glReadBuffer(GL_BACK);
+    glReadPixels(rect.x, th - rect.y - rect.h, rect.w, rect.h, GL_RGBA, GL_UNSIGNED_BYTE, out);
+    std::vector<uint32_t> row(static_cast<size_t>(rect.w));
+    for (int32_t top = 0, bottom = rect.h - 1; top < bottom; ++top, --bottom) {
+      uint32_t* a = out + static_cast<size_t>(top) * rect.w;
+      uint32_t* c = out + static_cast<size_t>(bottom) * rect.w;
+      std::memcpy(row.data(), a, rect.w * sizeof(uint32_t));
+      std::memcpy(a, c, rect.w * sizeof(uint32_t));
+      std::memcpy(c, row.data(), rect.w * sizeof(uint32_t));
+    }
+    return true;
+  }
+
+  void Flush() override { glFlush(); }
+
+  bool Present(int32_t sync_interval) override {
+    return host_->SwapBuffers(sync_interval);
+  }
+
+ private:
+  static constexpr int kScratchUnit = kTextureStages;  // uploads never disturb a stage's binding
+
+  GlTexture* texture(DeviceTextureId id) {
+    if (id == 0 || id > textures_.size() || !textures_[id - 1].live) return nullptr;
+    return &textures_[id - 1];
+  }
+
+  GlBuffer* buffer(DeviceBufferId id) {
+    if (id == 0 || id > buffers_.size() || !buffers_[id - 1].live) return nullptr;
+    return &buffers_[id - 1];
+  }
+
+  void release_texture(GlTexture* t) {
+    if (t->framebuffer != 0) glDeleteFramebuffers(1, &t->framebuffer);
+    if (t->depth != 0) glDeleteRenderbuffers(1, &t->depth);
+    if (t->texture != 0) glDeleteTextures(1, &t->texture);
+    *t = GlTexture{};
+  }
+
+  GLuint current_framebuffer() {
+    GlTexture* t = texture(target_);
+    return t != nullptr ? t->framebuffer : 0;
+  }
+
+  void target_size(int32_t* w, int32_t* h) {
+    GlTexture* t = texture(target_);
+    if (t != nullptr) {
+      *w = t->width;
+      *h = t->height;
+    } else {
+      BackBufferSize(w, h);
+    }
+  }
+
+  // Rectangles come from the top-left corner. A target is drawn flipped, so its rows already run
+  // top-down; the back buffer's run bottom-up.
+  DeviceRect to_gl(const DeviceRect& r) {
+    if (target_ != 0) return r;
+    int32_t w = 0, h = 0;
+    target_size(&w, &h);
+    return DeviceRect{r.x, h - r.y - r.h, r.w, r.h};
+  }
+
+  void apply_viewport() {
+    const DeviceRect r = to_gl(viewport_);
+    glViewport(r.x, r.y, std::max(r.w, 0), std::max(r.h, 0));
+  }
+
+  void apply_scissor() {
+    const DeviceRect r = to_gl(scissor_);
+    glScissor(r.x, r.y, std::max(r.w, 0), std::max(r.h, 0));
+  }
+
+  void apply_write_masks() {
+    glColorMask((blend_.write_mask & 1) != 0, (blend_.write_mask & 2) != 0, (blend_.write_mask & 4) != 0,
+                (blend_.write_mask & 8) != 0);
+    glDepthMask(depth_.depth_write ? GL_TRUE : GL_FALSE);
+    glStencilMask(depth_.stencil_write_mask);
+  }
+
+  bool build_program(ShaderSet set, std::string* error) {
+    std::string defines = "#version 330 core\n";
+    if (set != ShaderSet::kColour) defines += "#define TEXTURED\n";
+    if (set == ShaderSet::kNormalLit) defines += "#define LIT\n";
+    const GLuint vs = compile(GL_VERTEX_SHADER, defines + GlShaders_VertexSource(), error);
+    if (vs == 0) return false;
+    const GLuint ps = compile(GL_FRAGMENT_SHADER, defines + GlShaders_PixelSource(), error);
+    if (ps == 0) {
+      glDeleteShader(vs);
+      return false;
+    }
+    Program& p = programs_[static_cast<int>(set)];
+    p.program = glCreateProgram();
+    glAttachShader(p.program, vs);
+    glAttachShader(p.program, ps);
+    for (int a = 0; a < static_cast<int>(VertexAttribute::kCount); ++a) {
+      glBindAttribLocation(p.program, static_cast<GLuint>(a), kVertexAttributeNames[a]);
+    }
+    glBindFragDataLocation(p.program, 0, "out_colour");
+    glLinkProgram(p.program);
+    glDeleteShader(vs);
+    glDeleteShader(ps);
+    GLint ok = 0;
+    glGetProgramiv(p.program, GL_LINK_STATUS, &ok);
+    if (ok != GL_TRUE) {
+      char log[2048] = {};
+      glGetProgramInfoLog(p.program, sizeof(log) - 1, nullptr, log);
+      *error = std::string("built-in shader failed to link: ") + log;
+      return false;
+    }
+    const GLuint g = p.program;
+    p.world = glGetUniformLocation(g, "u_world");
+    p.world_view = glGetUniformLocation(g, "u_worldView");
+    p.wvp = glGetUniformLocation(g, "u_worldViewProj");
+    p.flip_y = glGetUniformLocation(g, "u_flipY");
+    p.fog_enable_v = glGetUniformLocation(g, "u_fogEnable");
+    p.fog_start = glGetUniformLocation(g, "u_fogStart");
+    p.rcp_fog_range = glGetUniformLocation(g, "u_rcpFogRange");
+    p.lighting = glGetUniformLocation(g, "u_lighting");
+    p.ambient = glGetUniformLocation(g, "u_ambient");
+    p.dir_dir = glGetUniformLocation(g, "u_dirLightDir");
+    p.dir_colour = glGetUniformLocation(g, "u_dirLightColour");
+    p.point_pos = glGetUniformLocation(g, "u_pointLightPos");
+    p.point_colour = glGetUniformLocation(g, "u_pointLightColour");
+    p.texture = glGetUniformLocation(g, "u_texture");
+    p.fog_colour = glGetUniformLocation(g, "u_fogColour");
+    p.alpha_test = glGetUniformLocation(g, "u_alphaTest");
+    p.alpha_ref = glGetUniformLocation(g, "u_alphaRef");
+    glUseProgram(g);
+    if (p.texture >= 0) glUniform1i(p.texture, 0);
+    glUseProgram(0);
+    return true;
+  }
+
+  void send_constants(Program* p) {
+    const float flip = target_ != 0 ? -1.0f : 1.0f;
+    if (p->constants_sent == constants_version_ && p->flip_sent == flip) return;
+    const ShaderConstants& c = constants_;
+    glUniformMatrix4fv(p->world, 1, GL_FALSE, c.world);
+    glUniformMatrix4fv(p->world_view, 1, GL_FALSE, c.world_view);
+    glUniformMatrix4fv(p->wvp, 1, GL_FALSE, c.world_view_projection);
+    glUniform1f(p->flip_y, flip);
+    glUniform1i(p->fog_enable_v, c.fog ? 1 : 0);
+    glUniform1f(p->fog_start, c.fog_start);
+    glUniform1f(p->rcp_fog_range, c.rcp_fog_range);
+    glUniform3fv(p->fog_colour, 1, c.fog_colour);
+    glUniform1i(p->alpha_test, c.alpha_test ? 1 : 0);
+    glUniform1f(p->alpha_ref, c.alpha_ref);
+    if (p->lighting >= 0) {
+      glUniform1i(p->lighting, c.lighting ? 1 : 0);
+      glUniform4fv(p->ambient, 1, c.ambient);
+      glUniform4fv(p->dir_dir, kMaxLights, &c.dir_light_dir[0][0]);
+      glUniform4fv(p->dir_colour, kMaxLights, &c.dir_light_colour[0][0]);
+      glUniform4fv(p->point_pos, kMaxLights, &c.point_light_pos[0][0]);
+      glUniform4fv(p->point_colour, kMaxLights, &c.point_light_colour[0][0]);
+    }
+    p->constants_sent = constants_version_;
+    p->flip_sent = flip;
+  }
+
+  void bind_layout(const VertexLayout& layout, GLuint gl_buffer, size_t first_byte) {
+    if (bound_layout_buffer_ == gl_buffer && bound_first_byte_ == first_byte &&
+        std::memcmp(&bound_layout_, &layout, sizeof(layout)) == 0) {
+      return;
+    }
+    glBindBuffer(GL_ARRAY_BUFFER, gl_buffer);
+    for (int a = 0; a < static_cast<int>(VertexAttribute::kCount); ++a) {
+      const VertexElement& e = layout.elements[a];
+      const GLuint location = static_cast<GLuint>(a);
+      if (e.components <= 0) {
+        glDisableVertexAttribArray(location);
+        continue;
+      }
+      const void* pointer = reinterpret_cast<const void*>(first_byte + static_cast<size_t>(e.offset));
+      glEnableVertexAttribArray(location);
+      if (e.attribute == VertexAttribute::kColour) {
+        glVertexAttribPointer(location, 4, GL_UNSIGNED_BYTE, GL_TRUE, layout.stride, pointer);
+      } else {
+        glVertexAttribPointer(location, e.components, GL_FLOAT, GL_FALSE, layout.stride, pointer);
+      }
+    }
+    // Absent attributes read as constants: white colour, zero uv and normal.
+    if (layout.elements[static_cast<int>(VertexAttribute::kColour)].components <= 0) {
+      glVertexAttrib4f(static_cast<GLuint>(VertexAttribute::kColour), 1.0f, 1.0f, 1.0f, 1.0f);
+    }
+    bound_layout_ = layout;
+    bound_layout_buffer_ = gl_buffer;
+    bound_first_byte_ = first_byte;
+  }
+
+  IWindowHost* host_;
+  std::vector<GlTexture> textures_;
+  std::vector<GlBuffer> buffers_;
+  Program programs_[static_cast<int>(ShaderSet::kCount)];
+  std::vector<GLuint> samplers_;
+  GLuint vao_ = 0;
+  GLuint program_ = 0;
+  DeviceTextureId target_ = 0;
+  DeviceTextureId bound_[kTextureStages] = {};
+  DeviceRect viewport_;
+  DeviceRect scissor_;
+  BlendDesc blend_;
+  DepthStencilDesc depth_;
+  ShaderConstants constants_;
+  uint64_t constants_version_ = 1;
+  VertexLayout bound_layout_;
+  GLuint bound_layout_buffer_ = 0;
+  size_t bound_first_byte_ = 0;
+  GLint max_texture_size_ = 2048;
+  uint32_t msaa_levels_ = 0;
+  bool anisotropy_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<IDevice> GlDevice_Create(IWindowHost* host, std::string* error) {
+  if (host == nullptr || !host->IsOpen()) {
+    *error = "no window to draw into";
+    return nullptr;
+  }
+  auto device = std::make_unique<GlDevice>(host);
+  if (!device->Init(error)) return nullptr;
+  return device;
+}

@@ -1,0 +1,21 @@
+#pragma once
+// The OpenGL 3.3 core device, through libepoxy. It draws with the context the window host made
+// current; Present swaps through the host. Render targets are framebuffer objects drawn with the
+// clip-space y negated (and the front face swapped to match), so that texel row 0 of every target
+// is the top of the image; drawing to the back buffer is not flipped, which turns the picture the
+// right way up on screen. Depth 0..1 of the matrices is mapped onto GL's -1..1 in the vertex stage.
+// Textures have one level and their sampler never asks for more (GL_TEXTURE_MAX_LEVEL 0).
+#include <memory>
+#include <string>
+
+#include "platform/device.h"
+
+class IWindowHost;
+
+// Null, with the reason in *error, when the context is missing or too old or a built-in shader
+// does not compile.
+std::unique_ptr<IDevice> GlDevice_Create(IWindowHost* host, std::string* error);
+
+// The built-in shader sources (GLSL 330 core); the set chooses the defines.
+const char* GlShaders_VertexSource();
+const char* GlShaders_PixelSource();

@@ -1,0 +1,431 @@
+#include "platform/sdl/sdl_window_host.h"
+
+#include <SDL.h>
+
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+constexpr int kVkShift = 16;
+constexpr int kVkControl = 17;
+constexpr int kVkAlt = 18;
+
+struct KeyPair {
+  SDL_Keycode sdl;
+  int vk;
+};
+
+constexpr KeyPair kKeyTable[] = {
+    {SDLK_BACKSPACE, 8},     {SDLK_TAB, 9},          {SDLK_RETURN, 13},       {SDLK_KP_ENTER, 13},
+    {SDLK_LSHIFT, kVkShift}, {SDLK_RSHIFT, kVkShift}, {SDLK_LCTRL, kVkControl}, {SDLK_RCTRL, kVkControl},
+    {SDLK_LALT, kVkAlt},     {SDLK_RALT, kVkAlt},    {SDLK_PAUSE, 19},        {SDLK_CAPSLOCK, 20},
+    {SDLK_ESCAPE, 27},       {SDLK_SPACE, 32},       {SDLK_PAGEUP, 33},       {SDLK_PAGEDOWN, 34},
+    {SDLK_END, 35},          {SDLK_HOME, 36},        {SDLK_LEFT, 37},         {SDLK_UP, 38},
+    {SDLK_RIGHT, 39},        {SDLK_DOWN, 40},        {SDLK_PRINTSCREEN, 44},  {SDLK_INSERT, 45},
+    {SDLK_DELETE, 46},       {SDLK_LGUI, 91},        {SDLK_RGUI, 92},         {SDLK_APPLICATION, 93},
+    {SDLK_KP_0, 96},         {SDLK_KP_1, 97},        {SDLK_KP_2, 98},         {SDLK_KP_3, 99},
+    {SDLK_KP_4, 100},        {SDLK_KP_5, 101},       {SDLK_KP_6, 102},        {SDLK_KP_7, 103},
+    {SDLK_KP_8, 104},        {SDLK_KP_9, 105},       {SDLK_KP_MULTIPLY, 106}, {SDLK_KP_PLUS, 107},
+    {SDLK_KP_MINUS, 109},    {SDLK_KP_PERIOD, 110},  {SDLK_KP_DIVIDE, 111},   {SDLK_NUMLOCKCLEAR, 144},
+    {SDLK_SCROLLLOCK, 145},  {SDLK_SEMICOLON, 186},  {SDLK_EQUALS, 187},      {SDLK_COMMA, 188},
+    {SDLK_MINUS, 189},       {SDLK_PERIOD, 190},     {SDLK_SLASH, 191},       {SDLK_BACKQUOTE, 192},
+    {SDLK_LEFTBRACKET, 219}, {SDLK_BACKSLASH, 220},  {SDLK_RIGHTBRACKET, 221}, {SDLK_QUOTE, 222},
+};
+
+SDL_SystemCursor system_cursor(WindowCursor cursor) {
+  switch (cursor) {
+    case WindowCursor::kCross: return SDL_SYSTEM_CURSOR_CROSSHAIR;
+    case WindowCursor::kIBeam: return SDL_SYSTEM_CURSOR_IBEAM;
+    case WindowCursor::kSizeNESW: return SDL_SYSTEM_CURSOR_SIZENESW;
+    case WindowCursor::kSizeNS: return SDL_SYSTEM_CURSOR_SIZENS;
+    case WindowCursor::kSizeNWSE: return SDL_SYSTEM_CURSOR_SIZENWSE;
+    case WindowCursor::kSizeWE: return SDL_SYSTEM_CURSOR_SIZEWE;
+    case WindowCursor::kUpArrow: return SDL_SYSTEM_CURSOR_ARROW;
+    case WindowCursor::kWait: return SDL_SYSTEM_CURSOR_WAIT;
+    case WindowCursor::kHand: return SDL_SYSTEM_CURSOR_HAND;
+    case WindowCursor::kNo: return SDL_SYSTEM_CURSOR_NO;
+    case WindowCursor::kAppStarting: return SDL_SYSTEM_CURSOR_WAITARROW;
+    case WindowCursor::kSizeAll: return SDL_SYSTEM_CURSOR_SIZEALL;
+    default: return SDL_SYSTEM_CURSOR_ARROW;
+  }
+}
+
+int mouse_button(uint8_t sdl_button) {
+  switch (sdl_button) {
+    case SDL_BUTTON_LEFT: return 1;
+    case SDL_BUTTON_RIGHT: return 2;
+    case SDL_BUTTON_MIDDLE: return 3;
+    case SDL_BUTTON_X1: return 4;
+    case SDL_BUTTON_X2: return 5;
+    default: return 0;
+  }
+}
+
+class SdlWindowHost final : public IWindowHost {
+ public:
+  ~SdlWindowHost() override {
+    Close();
+    for (SDL_Cursor* cursor : cursors_) {
+      if (cursor != nullptr) SDL_FreeCursor(cursor);
+    }
+    if (video_) SDL_QuitSubSystem(SDL_INIT_VIDEO);
+  }
+
+  bool DisplayBounds(DisplayRect* bounds) override { return DisplayBoundsAt(DisplayIndex(), bounds); }
+
+  int32_t DisplayRefreshRate() override {
+    if (!ensure_video()) return 0;
+    SDL_DisplayMode mode{};
+    if (window_ != nullptr && SDL_GetWindowDisplayMode(window_, &mode) == 0 && mode.refresh_rate > 0) {
+      return mode.refresh_rate;
+    }
+    if (SDL_GetCurrentDisplayMode(DisplayIndex(), &mode) == 0) return mode.refresh_rate;
+    return 0;
+  }
+
+  int32_t DisplayIndex() override {
+    if (window_ == nullptr) return 0;
+    const int index = SDL_GetWindowDisplayIndex(window_);
+    return index < 0 ? 0 : index;
+  }
+
+  int32_t DisplayCount() override {
+    if (!ensure_video()) return 0;
+    const int count = SDL_GetNumVideoDisplays();
+    return count < 0 ? 0 : count;
+  }
+
+  bool DisplayBoundsAt(int32_t index, DisplayRect* bounds) override {
+    *bounds = DisplayRect{};
+    if (!ensure_video()) return false;
+    SDL_Rect rect{};
+    if (SDL_GetDisplayBounds(index, &rect) != 0) return false;
+    *bounds = DisplayRect{rect.x, rect.y, rect.w, rect.h};
+    return true;
+  }
+
+  int32_t FrameExtraHeight() override {
+    if (window_ == nullptr) return 0;
+    int top = 0, left = 0, bottom = 0, right = 0;
+    if (SDL_GetWindowBordersSize(window_, &top, &left, &bottom, &right) != 0) return 0;
+    return top + bottom;
+  }
+
+  bool Open(const WindowOpenDesc& desc) override {
+    if (window_ != nullptr) return true;
+    if (!ensure_video()) return false;
+    SDL_GL_ResetAttributes();
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 3);
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 3);
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_CORE);
+    SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
+    SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, 24);
+    SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, 8);
+    uint32_t flags = SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN | SDL_WINDOW_ALLOW_HIGHDPI;
+    if (desc.borderless) flags |= SDL_WINDOW_BORDERLESS;
+    if (desc.resizable) flags |= SDL_WINDOW_RESIZABLE;
+    if (desc.fullscreen) flags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
+    window_ = SDL_CreateWindow(desc.caption.c_str(), desc.x, desc.y, desc.width > 0 ? desc.width : 1,
+                               desc.height > 0 ? desc.height : 1, flags);
+    if (window_ == nullptr) return false;
+    context_ = SDL_GL_CreateContext(window_);
+    if (context_ == nullptr) {
+      SDL_DestroyWindow(window_);
+      window_ = nullptr;
+      return false;
+    }
+    SDL_GL_MakeCurrent(window_, context_);
+    swap_interval_ = -2;
+    return true;
+  }
+
+  void Close() override {
+    if (context_ != nullptr) SDL_GL_DeleteContext(context_);
+    if (window_ != nullptr) SDL_DestroyWindow(window_);
+    context_ = nullptr;
+    window_ = nullptr;
+  }
+
+  bool IsOpen() override { return window_ != nullptr; }
+
+  void Show() override {
+    if (window_ == nullptr) return;
+    SDL_ShowWindow(window_);
+    SDL_RaiseWindow(window_);
+  }
+
+  void ClientSize(int32_t* width, int32_t* height) override {
+    *width = *height = 0;
+    if (window_ != nullptr) SDL_GetWindowSize(window_, width, height);
+  }
+
+  void ClientPosition(int32_t* x, int32_t* y) override {
+    *x = *y = 0;
+    if (window_ != nullptr) SDL_GetWindowPosition(window_, x, y);
+  }
+
+  void FrameSize(int32_t* extra_width, int32_t* extra_height) override {
+    *extra_width = *extra_height = 0;
+    if (window_ == nullptr) return;
+    int top = 0, left = 0, bottom = 0, right = 0;
+    if (SDL_GetWindowBordersSize(window_, &top, &left, &bottom, &right) != 0) return;
+    *extra_width = left + right;
+    *extra_height = top + bottom;
+  }
+
+  void SetClientSize(int32_t width, int32_t height) override {
+    if (window_ != nullptr && width > 0 && height > 0) SDL_SetWindowSize(window_, width, height);
+  }
+
+  void SetClientPosition(int32_t x, int32_t y) override {
+    if (window_ != nullptr) SDL_SetWindowPosition(window_, x, y);
+  }
+
+  bool SetFullscreen(bool on) override {
+    if (window_ == nullptr) return false;
+    return SDL_SetWindowFullscreen(window_, on ? SDL_WINDOW_FULLSCREEN_DESKTOP : 0) == 0;
+  }
+
+  void SetBorderless(bool on) override {
+    if (window_ != nullptr) SDL_SetWindowBordered(window_, on ? SDL_FALSE : SDL_TRUE);
+  }
+
+  void SetResizable(bool on) override {
+    if (window_ != nullptr) SDL_SetWindowResizable(window_, on ? SDL_TRUE : SDL_FALSE);
+  }
+
+  void SetSizeLimits(int32_t min_w, int32_t min_h, int32_t max_w, int32_t max_h) override {
+    if (window_ == nullptr) return;
+    SDL_SetWindowMinimumSize(window_, min_w > 0 ? min_w : 1, min_h > 0 ? min_h : 1);
+    // SDL has no "no limit" value for the maximum; a very large one stands in.
+    SDL_SetWindowMaximumSize(window_, max_w > 0 ? max_w : 16384, max_h > 0 ? max_h : 16384);
+  }
+
+  void SetCaption(const std::string& utf8) override {
+    if (window_ != nullptr) SDL_SetWindowTitle(window_, utf8.c_str());
+  }
+
+  void SetCursor(WindowCursor cursor) override {
+    if (!ensure_video()) return;
+    if (cursor == WindowCursor::kNone) {
+      SDL_ShowCursor(SDL_DISABLE);
+      return;
+    }
+    const SDL_SystemCursor id = system_cursor(cursor);
+    if (cursors_.empty()) cursors_.assign(SDL_NUM_SYSTEM_CURSORS, nullptr);
+    if (cursors_[id] == nullptr) cursors_[id] = SDL_CreateSystemCursor(id);
+    if (cursors_[id] != nullptr) SDL_SetCursor(cursors_[id]);
+    SDL_ShowCursor(SDL_ENABLE);
+  }
+
+  void Focus() override {
+    if (window_ != nullptr) SDL_SetWindowInputFocus(window_);
+  }
+
+  bool HasInputFocus() override {
+    return window_ != nullptr && (SDL_GetWindowFlags(window_) & SDL_WINDOW_INPUT_FOCUS) != 0;
+  }
+
+  bool PollMessage(WindowMessage* message) override {
+    if (!video_) return false;
+    SDL_Event event;
+    while (SDL_PollEvent(&event) != 0) {
+      if (translate(event, message)) return true;
+    }
+    return false;
+  }
+
+  void PostQuit() override {
+    if (!ensure_video()) return;
+    SDL_Event event{};
+    event.type = SDL_QUIT;
+    SDL_PushEvent(&event);
+  }
+
+  void MousePosition(int32_t* x, int32_t* y) override {
+    *x = *y = 0;
+    if (video_) SDL_GetMouseState(x, y);
+  }
+
+  void SetMousePosition(int32_t x, int32_t y) override {
+    if (window_ != nullptr) SDL_WarpMouseInWindow(window_, x, y);
+  }
+
+  void GlobalMousePosition(int32_t* x, int32_t* y) override {
+    *x = *y = 0;
+    if (video_) SDL_GetGlobalMouseState(x, y);
+  }
+
+  int32_t ShowMessageBox(const std::string& title, const std::string& text, const char* const* buttons,
+                         int32_t button_count, bool is_error) override {
+    if (!ensure_video() || button_count <= 0) return -1;
+    std::vector<SDL_MessageBoxButtonData> data;
+    for (int32_t i = 0; i < button_count && i < 3; ++i) {
+      SDL_MessageBoxButtonData button{};
+      button.flags = i == 0 ? SDL_MESSAGEBOX_BUTTON_RETURNKEY_DEFAULT : 0;
+      if (i == button_count - 1) button.flags |= SDL_MESSAGEBOX_BUTTON_ESCAPEKEY_DEFAULT;
+      button.buttonid = i;
+      button.text = buttons[i];
+      data.push_back(button);
+    }
+    SDL_MessageBoxData box{};
+    box.flags = is_error ? SDL_MESSAGEBOX_ERROR : SDL_MESSAGEBOX_INFORMATION;
+    box.window = window_;
+    box.title = title.c_str();
+    box.message = text.c_str();
+    box.numbuttons = static_cast<int>(data.size());
+    box.buttons = data.data();
+    int pressed = -1;
+    if (SDL_ShowMessageBox(&box, &pressed) != 0) return -1;
+    return pressed;
+  }
+
+  std::string ClipboardText() override {
+    if (!ensure_video()) return "";
+    char* text = SDL_GetClipboardText();
+    std::string copy = text != nullptr ? text : "";
+    SDL_free(text);
+    return copy;
+  }
+
+  void SetClipboardText(const std::string& utf8) override {
+    if (ensure_video()) SDL_SetClipboardText(utf8.c_str());
+  }
+
+  void DrawableSize(int32_t* width, int32_t* height) override {
+    *width = *height = 0;
+    if (window_ != nullptr) SDL_GL_GetDrawableSize(window_, width, height);
+  }
+
+  bool SwapBuffers(int32_t sync_interval) override {
+    if (window_ == nullptr) return false;
+    if (sync_interval != swap_interval_) {
+      SDL_GL_SetSwapInterval(sync_interval > 0 ? 1 : 0);
+      swap_interval_ = sync_interval;
+    }
+    SDL_GL_SwapWindow(window_);
+    return true;
+  }
+
+ private:
+  bool ensure_video() {
+    if (video_) return true;
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) return false;
+    video_ = true;
+    return true;
+  }
+
+  bool translate(const SDL_Event& event, WindowMessage* m) {
+    *m = WindowMessage{};
+    switch (event.type) {
+      case SDL_QUIT:
+        m->kind = WindowMessageKind::kQuit;
+        return true;
+      case SDL_WINDOWEVENT:
+        return translate_window(event.window, m);
+      case SDL_KEYDOWN:
+      case SDL_KEYUP: {
+        const int vk = SdlWindowHost_VirtualKey(event.key.keysym.sym);
+        if (vk == 0) return false;
+        m->kind = event.type == SDL_KEYDOWN ? WindowMessageKind::kKeyDown : WindowMessageKind::kKeyUp;
+        m->a = vk;
+        const SDL_Keycode sym = event.key.keysym.sym;
+        m->b = (sym == SDLK_RSHIFT || sym == SDLK_RCTRL || sym == SDLK_RALT) ? 1 : 0;
+        m->repeat = event.key.repeat != 0;
+        m->alt = (event.key.keysym.mod & KMOD_ALT) != 0;
+        return true;
+      }
+      case SDL_TEXTINPUT:
+        m->kind = WindowMessageKind::kText;
+        m->text = event.text.text;
+        return true;
+      case SDL_MOUSEMOTION:
+        m->kind = WindowMessageKind::kMouseMove;
+        m->a = event.motion.x;
+        m->b = event.motion.y;
+        return true;
+      case SDL_MOUSEBUTTONDOWN:
+      case SDL_MOUSEBUTTONUP:
+        m->kind = event.type == SDL_MOUSEBUTTONDOWN ? WindowMessageKind::kMouseDown : WindowMessageKind::kMouseUp;
+        m->a = mouse_button(event.button.button);
+        return m->a != 0;
+      case SDL_MOUSEWHEEL: {
+        const int sign = event.wheel.direction == SDL_MOUSEWHEEL_FLIPPED ? -1 : 1;
+        m->kind = WindowMessageKind::kMouseWheel;
+        m->a = event.wheel.x * sign;
+        m->b = event.wheel.y * sign;
+        return true;
+      }
+      case SDL_CONTROLLERDEVICEADDED:
+      case SDL_CONTROLLERDEVICEREMOVED:
+      case SDL_JOYDEVICEADDED:
+      case SDL_JOYDEVICEREMOVED:
+        m->kind = WindowMessageKind::kDevicesChanged;
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  bool translate_window(const SDL_WindowEvent& event, WindowMessage* m) {
+    if (window_ == nullptr || event.windowID != SDL_GetWindowID(window_)) return false;
+    switch (event.event) {
+      case SDL_WINDOWEVENT_CLOSE:
+        m->kind = WindowMessageKind::kClose;
+        return true;
+      case SDL_WINDOWEVENT_SIZE_CHANGED:
+        m->kind = WindowMessageKind::kResized;
+        m->a = event.data1;
+        m->b = event.data2;
+        return true;
+      case SDL_WINDOWEVENT_MINIMIZED:
+        m->kind = WindowMessageKind::kMinimized;
+        return true;
+      case SDL_WINDOWEVENT_MAXIMIZED:
+      case SDL_WINDOWEVENT_RESTORED:
+        m->kind = event.event == SDL_WINDOWEVENT_MAXIMIZED ? WindowMessageKind::kMaximized
+                                                           : WindowMessageKind::kRestored;
+        SDL_GetWindowSize(window_, &m->a, &m->b);
+        return true;
+      case SDL_WINDOWEVENT_FOCUS_GAINED:
+        m->kind = WindowMessageKind::kFocusGained;
+        return true;
+      case SDL_WINDOWEVENT_FOCUS_LOST:
+        m->kind = WindowMessageKind::kFocusLost;
+        return true;
+      case SDL_WINDOWEVENT_MOVED:
+        m->kind = WindowMessageKind::kMoved;
+        m->a = event.data1;
+        m->b = event.data2;
+        return true;
+      case SDL_WINDOWEVENT_DISPLAY_CHANGED:
+        m->kind = WindowMessageKind::kDisplayChanged;
+        m->a = event.data1;
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  SDL_Window* window_ = nullptr;
+  SDL_GLContext context_ = nullptr;
+  bool video_ = false;
+  int32_t swap_interval_ = -2;
+  std::vector<SDL_Cursor*> cursors_;
+};
+
+}  // namespace
+
+int SdlWindowHost_VirtualKey(int sdl_keycode) {
+  if (sdl_keycode >= SDLK_a && sdl_keycode <= SDLK_z) return 'A' + (sdl_keycode - SDLK_a);
+  if (sdl_keycode >= SDLK_0 && sdl_keycode <= SDLK_9) return '0' + (sdl_keycode - SDLK_0);
+  if (sdl_keycode >= SDLK_F1 && sdl_keycode <= SDLK_F12) return 112 + (sdl_keycode - SDLK_F1);
+  if (sdl_keycode >= SDLK_F13 && sdl_keycode <= SDLK_F24) return 124 + (sdl_keycode - SDLK_F13);
+  for (const KeyPair& pair : kKeyTable) {
+    if (pair.sdl == sdl_keycode) return pair.vk;
+  }
+  return 0;
+}
+
+std::unique_ptr<IWindowHost> SdlWindowHost_Create() { return std::make_unique<SdlWindowHost>(); }

@@ -1,0 +1,149 @@
+#pragma once
+// The window host: the one top-level window, the display it sits on, its message queue and the
+// graphics context behind it. The window logic in graphics/ keeps all bookkeeping (requested sizes,
+// full-screen state, the reset countdown); a host only carries out single operations and reports
+// what the system did, as WindowMessage records in arrival order.
+//
+// Sizes are client sizes in pixels. Positions are client origins in desktop coordinates. Open
+// fails (false) when there is no display; nothing else needs a display to be called, and every
+// call on a host without a window does nothing and reports zeros. Everything runs on the main
+// thread.
+#include <cstdint>
+#include <string>
+
+enum class WindowMessageKind : int32_t {
+  kQuit = 0,         // the application was asked to end (the close button after kClose)
+  kClose,            // the window's close button
+  kResized,          // client size now a x b, changed by the user or the system
+  kMinimized,
+  kMaximized,        // client size a x b
+  kRestored,         // client size a x b
+  kFocusGained,
+  kFocusLost,
+  kActivated,        // the application became active (a = 1) or inactive (a = 0)
+  kSizeMoveStart,    // the user began dragging the frame
+  kSizeMoveEnd,      // the drag ended
+  kMoved,            // client origin now a, b
+  kDisplayChanged,   // the window moved to another display
+  kKeyDown,          // a: virtual key (16 shift, 17 control, 18 alt, letters upper case ...), b: 1 right-hand modifier
+  kKeyUp,
+  kText,             // text: UTF-8
+  kMouseMove,        // a, b: client position
+  kMouseDown,        // a: button 1 left, 2 right, 3 middle, 4, 5 extended
+  kMouseUp,
+  kMouseWheel,       // a: horizontal steps, b: vertical steps (up positive)
+  kDevicesChanged,   // a game controller or joystick came or went
+  kCount,
+};
+inline constexpr const char* kWindowMessageKindNames[] = {
+    "quit",     "close",       "resized",  "minimized",      "maximized",  "restored",   "focus_gained",
+    "focus_lost", "activated", "size_move_start", "size_move_end", "moved", "display_changed", "key_down",
+    "key_up",   "text",        "mouse_move", "mouse_down",   "mouse_up",   "mouse_wheel", "devices_changed"};
+static_assert(sizeof(kWindowMessageKindNames) / sizeof(kWindowMessageKindNames[0]) ==
+              static_cast<size_t>(WindowMessageKind::kCount));
+
+struct WindowMessage {
+  WindowMessageKind kind = WindowMessageKind::kQuit;
+  int32_t a = 0;
+  int32_t b = 0;
+  bool repeat = false;   // key messages: auto-repeat
+  bool alt = false;      // key messages: an Alt key is held
+  std::string text;
+};
+
+struct DisplayRect {
+  int32_t x = 0, y = 0, w = 0, h = 0;
+};
+
+enum class WindowCursor : int32_t {
+  kNone = 0,
+  kArrow,
+  kCross,
+  kIBeam,
+  kSizeNESW,
+  kSizeNS,
+  kSizeNWSE,
+  kSizeWE,
+  kUpArrow,
+  kWait,
+  kHand,
+  kNo,
+  kAppStarting,
+  kSizeAll,
+  kCount,
+};
+inline constexpr const char* kWindowCursorNames[] = {"none", "arrow", "cross", "ibeam", "size_nesw",
+                                                     "size_ns", "size_nwse", "size_we", "up_arrow", "wait",
+                                                     "hand", "no", "app_starting", "size_all"};
+static_assert(sizeof(kWindowCursorNames) / sizeof(kWindowCursorNames[0]) == static_cast<size_t>(WindowCursor::kCount));
+
+struct WindowOpenDesc {
+  int32_t x = 0, y = 0;           // client origin
+  int32_t width = 0, height = 0;  // client size
+  bool borderless = false;
+  bool resizable = false;
+  bool fullscreen = false;
+  std::string caption;
+};
+
+class IWindowHost {
+ public:
+  virtual ~IWindowHost() = default;
+
+  // Display queries work before Open. The display is the one the window is on (the first before
+  // the window exists). Refresh 0 means unknown.
+  virtual bool DisplayBounds(DisplayRect* bounds) = 0;
+  virtual int32_t DisplayRefreshRate() = 0;
+  virtual int32_t DisplayIndex() = 0;
+  // Every display, in enumeration order.
+  virtual int32_t DisplayCount() = 0;
+  virtual bool DisplayBoundsAt(int32_t index, DisplayRect* bounds) = 0;
+  // Height of the caption plus the top and bottom frame of a bordered window (0 when unknown).
+  virtual int32_t FrameExtraHeight() = 0;
+
+  // Creates the window hidden with a graphics context (OpenGL 3.3 core where real). False: no
+  // display or no context; the host then stays without a window.
+  virtual bool Open(const WindowOpenDesc& desc) = 0;
+  virtual void Close() = 0;
+  virtual bool IsOpen() = 0;
+
+  virtual void Show() = 0;
+  virtual void ClientSize(int32_t* width, int32_t* height) = 0;
+  virtual void ClientPosition(int32_t* x, int32_t* y) = 0;
+  // The frame's extra size: whole window minus client area on each axis.
+  virtual void FrameSize(int32_t* extra_width, int32_t* extra_height) = 0;
+  virtual void SetClientSize(int32_t width, int32_t height) = 0;
+  virtual void SetClientPosition(int32_t x, int32_t y) = 0;
+  // Desktop full screen covering the display. False when the system refused.
+  virtual bool SetFullscreen(bool on) = 0;
+  virtual void SetBorderless(bool on) = 0;
+  virtual void SetResizable(bool on) = 0;
+  // Limits of the client size; 0 means none.
+  virtual void SetSizeLimits(int32_t min_w, int32_t min_h, int32_t max_w, int32_t max_h) = 0;
+  virtual void SetCaption(const std::string& utf8) = 0;
+  virtual void SetCursor(WindowCursor cursor) = 0;
+  virtual void Focus() = 0;
+  virtual bool HasInputFocus() = 0;
+
+  // Takes the next message; false when the queue is empty.
+  virtual bool PollMessage(WindowMessage* message) = 0;
+  // Queues kQuit as the system would (a test's stand-in for the close button).
+  virtual void PostQuit() = 0;
+
+  // Pointer in client coordinates; SetMousePosition moves the system pointer there.
+  virtual void MousePosition(int32_t* x, int32_t* y) = 0;
+  virtual void SetMousePosition(int32_t x, int32_t y) = 0;
+  virtual void GlobalMousePosition(int32_t* x, int32_t* y) = 0;
+
+  // A modal box with up to three buttons, the first the default; returns the index pressed, -1
+  // when no box could be shown.
+  virtual int32_t ShowMessageBox(const std::string& title, const std::string& text, const char* const* buttons,
+                                 int32_t button_count, bool is_error) = 0;
+
+  virtual std::string ClipboardText() = 0;
+  virtual void SetClipboardText(const std::string& utf8) = 0;
+
+  // The graphics context made by Open: the drawable's size, and the swap of its buffers.
+  virtual void DrawableSize(int32_t* width, int32_t* height) = 0;
+  virtual bool SwapBuffers(int32_t sync_interval) = 0;
+};

@@ -1,0 +1,182 @@
+// The real window and OpenGL device under a display (xvfb with a software renderer): drawing goes
+// through the batcher into the main render target and is read back pixel by pixel.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "core/frame_state.h"
+#include "data/game_data.h"
+#include "datawin/writer/chunk_gen8.h"
+#include "graphics/batcher.h"
+#include "graphics/device_state.h"
+#include "graphics/draw.h"
+#include "graphics/gpu_state.h"
+#include "graphics/gr_texture.h"
+#include "graphics/render_state.h"
+#include "graphics/window.h"
+#include "platform/process.h"
+#include "support/fixture.h"
+
+namespace {
+
+constexpr int kSize = 64;
+
+struct Rgb {
+  int r, g, b;
+};
+
+class GlDrawTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ResetLoaderState();
+    FrameState_Reset();
+    datawin::Writer writer;
+    datawin::Gen8Record record = MinimalHeader(17, 2, 60.0f);
+    record.window_width = kSize;
+    record.window_height = kSize;
+    datawin::add_gen8(writer, record);
+    image_ = BuildImage(writer);
+    ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
+    Window_UsePlatform(nullptr, nullptr);
+    ASSERT_TRUE(Window_Create(kSize, kSize));
+    ASSERT_TRUE(Graphics_Init());
+    if (!Window_State().real_display) GTEST_SKIP() << "no display";
+    Draw_ResetState();
+    Start_Frame();
+    GR_Set_View(0, 0, kSize, kSize, 0);
+    Draw_Clear(0xFF000000u);
+  }
+
+  void TearDown() override {
+    Window_Destroy();
+    FrameState_Reset();
+    Platform_TakeQuitSignal();
+  }
+
+  // The pixel of the current target at (x, y), y from the top.
+  Rgb Pixel(int x, int y) {
+    GR_Flush();
+    uint32_t p = 0;
+    EXPECT_TRUE(Graphics_Device()->ReadPixels(DeviceRect{x, y, 1, 1}, &p));
+    return Rgb{static_cast<int>(p & 0xFF), static_cast<int>((p >> 8) & 0xFF), static_cast<int>((p >> 16) & 0xFF)};
+  }
+
+  static void ExpectNear(const Rgb& got, const Rgb& want, const std::string& what) {
+    EXPECT_NEAR(got.r, want.r, 2) << what;
+    EXPECT_NEAR(got.g, want.g, 2) << what;
+    EXPECT_NEAR(got.b, want.b, 2) << what;
+  }
+
+  static void Fill(float x1, float y1, float x2, float y2, uint32_t colour) {
+    Draw_Rectangle(x1, y1, x2, y2, colour, colour, colour, colour, false);
+  }
+
+  std::vector<uint8_t> image_;
+};
+
+TEST_F(GlDrawTest, RowZeroIsTheTopAndRectanglesCoverTheirLastPixel) {
+  Fill(0, 0, 9, 4, 0xFF0000FFu);  // red, covers 0..10.01 x 0..5.01
+  ExpectNear(Pixel(0, 0), {255, 0, 0}, "top left");
+  ExpectNear(Pixel(9, 4), {255, 0, 0}, "the pixel at the second corner");
+  ExpectNear(Pixel(11, 6), {0, 0, 0}, "outside");
+  ExpectNear(Pixel(0, kSize - 1), {0, 0, 0}, "bottom row");
+}
+
+TEST_F(GlDrawTest, PrimitivesLandWhereTheyAreDrawn) {
+  Draw_Point(19.5f, 19.5f, 0xFF00FF00u);  // shifted by one: the centre of pixel 20, 20
+  Draw_Line(0, 29.5f, 63, 29.5f, 0xFFFF0000u, 0xFFFF0000u);
+  Draw_Triangle(40, 40, 60, 40, 40, 60, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, false);
+  Draw_Ellipse(2, 40, 22, 60, 0xFF00FFFFu, 0xFF00FFFFu, false);
+  ExpectNear(Pixel(20, 20), {0, 255, 0}, "point");
+  ExpectNear(Pixel(32, 30), {0, 0, 255}, "line");
+  ExpectNear(Pixel(45, 45), {255, 255, 255}, "triangle inside");
+  ExpectNear(Pixel(60, 60), {0, 0, 0}, "triangle outside");
+  ExpectNear(Pixel(13, 51), {255, 255, 0}, "circle centre");
+  ExpectNear(Pixel(3, 41), {0, 0, 0}, "circle corner");
+}
+
+TEST_F(GlDrawTest, EachBlendModeMixesAsItsFactorsSay) {
+  struct Case {
+    int mode;
+    Rgb want;
+  };
+  // Destination (100, 100, 100); source (200, 50, 0) at alpha 0.5.
+  const Case cases[] = {
+      {0, {150, 75, 50}},
+      {1, {200, 125, 100}},
+      {2, {122, 105, 100}},
+      {3, {22, 80, 100}},
+  };
+  for (const Case& c : cases) {
+    Gpu_SetBlendMode(0);
+    Draw_Clear(0xFF646464u);
+    Gpu_SetBlendMode(c.mode);
+    Fill(10, 10, 20, 20, 0x800032C8u);
+    ExpectNear(Pixel(15, 15), c.want, "mode " + std::to_string(c.mode));
+  }
+  Gpu_SetBlendMode(0);
+}
+
+TEST_F(GlDrawTest, ClearsIgnoreTheWriteMaskAndTheScissor) {
+  RenderState_Set(kRSColourWriteEnable, 0);
+  Graphics_Device()->SetScissor(DeviceRect{0, 0, 8, 8});
+  Draw_Clear(0xFF00FF00u);
+  Fill(0, 0, 63, 63, 0xFF0000FFu);  // masked out
+  ExpectNear(Pixel(40, 40), {0, 255, 0}, "clear reached outside the scissor");
+  ExpectNear(Pixel(2, 2), {0, 255, 0}, "the masked draw wrote nothing");
+  RenderState_Set(kRSColourWriteEnable, 15);
+  Graphics_Device()->SetScissor(DeviceRect{0, 0, kSize, kSize});
+}
+
+TEST_F(GlDrawTest, AlphaTestWithReferenceZeroDropsOnlyTransparentPixels) {
+  RenderState_Set(kRSAlphaTestEnable, 1);
+  RenderState_Set(kRSAlphaRef, 0);
+  Gpu_SetBlendFactors(2, 1, 2, 1, false);  // one, zero: what passes replaces the target
+  Fill(0, 0, 9, 9, 0x000000FFu);
+  Fill(20, 0, 29, 9, 0x010000FFu);
+  ExpectNear(Pixel(5, 5), {0, 0, 0}, "alpha 0 discarded");
+  ExpectNear(Pixel(25, 5), {255, 0, 0}, "alpha 1 kept");
+  RenderState_Set(kRSAlphaTestEnable, 0);
+  Gpu_SetBlendMode(0);
+}
+
+TEST_F(GlDrawTest, TexturesSampleRowZeroAtTheTop) {
+  const uint32_t pixels[4] = {0xFF0000FFu, 0xFF00FF00u, 0xFFFF0000u, 0xFFFFFFFFu};  // red green / blue white
+  GRTexture texture;
+  texture.device_ = Graphics_Device()->CreateTexture(2, 2, pixels, false, false);
+  texture.width_ = texture.height_ = 2;
+  SamplerState_Set(0, kSampMagFilter, 0);
+  SamplerState_Set(0, kSampMinFilter, 0);
+  Draw_PrimitiveBegin(kPrimTriangleStrip, &texture, false, 0, 0, 0, 0);
+  Draw_PrimitiveVertex(0, 0, 0, 0, 0xFFFFFFFFu);
+  Draw_PrimitiveVertex(32, 0, 1, 0, 0xFFFFFFFFu);
+  Draw_PrimitiveVertex(0, 32, 0, 1, 0xFFFFFFFFu);
+  Draw_PrimitiveVertex(32, 32, 1, 1, 0xFFFFFFFFu);
+  Draw_PrimitiveEnd();
+  ExpectNear(Pixel(8, 8), {255, 0, 0}, "top left texel");
+  ExpectNear(Pixel(24, 8), {0, 255, 0}, "top right texel");
+  ExpectNear(Pixel(8, 24), {0, 0, 255}, "bottom left texel");
+  GR_Flush();
+  Graphics_Device()->DestroyTexture(texture.device_);
+}
+
+TEST_F(GlDrawTest, PresentShowsTheMainTargetTheRightWayUp) {
+  Fill(0, 0, 63, 9, 0xFF0000FFu);
+  Device_EndFrame(true);
+  // The flip left the back buffer drawn; read it before the swap.
+  Graphics_Device()->SetRenderTarget(0);
+  ExpectNear(Pixel(30, 2), {255, 0, 0}, "top of the window");
+  ExpectNear(Pixel(30, 60), {0, 0, 0}, "bottom of the window");
+  Graphics_Device()->SetRenderTarget(GR_MainRenderTarget());
+  EXPECT_TRUE(Device_Present(0));
+}
+
+TEST_F(GlDrawTest, TheCloseButtonsQuitMessageEndsTheGame) {
+  Window_Host()->PostQuit();
+  Window_PumpMessages();
+  EXPECT_TRUE(Platform_TakeQuitSignal());
+}
+
+}  // namespace

@@ -1,0 +1,162 @@
+// The batcher over the recording device: what joins a batch, what ends one, what the device is
+// given, and when state reaches it.
+#include <cstring>
+#include <functional>
+
+#include "graphics/draw.h"
+#include "graphics/gpu_state.h"
+#include "graphics/gr_texture.h"
+#include "graphics_fixture.h"
+
+namespace {
+
+class BatcherTest : public GraphicsTest {
+ protected:
+  void Quad(GRTexture* texture, float x) {
+    auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, texture, kFormatTextured, 6));
+    for (int i = 0; i < 6; ++i) v[i] = VertexTextured{0, 0, 0xFFFFFFFFu, x + i, 0, 0};
+  }
+  int Draws() { return device_.count(DeviceCallKind::kDraw); }
+
+  GRTexture page_a_;
+  GRTexture page_b_;
+  void SetUp() override {
+    GraphicsTest::SetUp();
+    page_a_.device_ = device_.CreateTexture(64, 64, nullptr, false, false);
+    page_b_.device_ = device_.CreateTexture(64, 64, nullptr, false, false);
+    device_.clear_record();
+  }
+  // The first frames grow the staging memory and each growth ends a batch; tests that count draws
+  // start from a batcher that has settled, whichever tests ran before them in this process.
+  void Settle() {
+    for (int frame = 0; frame < 3; ++frame) {
+      for (int i = 0; i < 500; ++i) Quad(&page_a_, static_cast<float>(i));
+      GR_Flush();
+      GR_End_Batch_Frame();
+    }
+    device_.clear_record();
+  }
+};
+
+TEST_F(BatcherTest, ManyQuadsOfOnePageAndStateAreOneDraw) {
+  Settle();
+  for (int i = 0; i < 500; ++i) Quad(&page_a_, static_cast<float>(i));
+  GR_Flush();
+  ASSERT_EQ(Draws(), 1);
+  EXPECT_EQ(device_.draws()[0].vertex_count, 3000);
+  EXPECT_EQ(device_.draws()[0].texture, page_a_.device_);
+  EXPECT_EQ(device_.draws()[0].shader, ShaderSet::kTextured);
+}
+
+TEST_F(BatcherTest, OnlyARealChangeBetweenTwoSpritesEndsTheBatch) {
+  struct Case {
+    const char* name;
+    std::function<void()> between;
+    GRTexture* second;
+    int draws;
+  };
+  Settle();
+  const Case cases[] = {
+      {"nothing", [] {}, &page_a_, 1},
+      {"another page", [] {}, &page_b_, 2},
+      {"blend mode", [] { Gpu_SetBlendMode(1); }, &page_a_, 2},
+      {"blend mode and back", [] { Gpu_SetBlendMode(1); Gpu_SetBlendMode(0); }, &page_a_, 1},
+      {"sampler and back", [] { SamplerState_Set(0, kSampMagFilter, 0); SamplerState_Set(0, kSampMagFilter, 1); },
+       &page_a_, 1},
+      {"sampler of stage 7", [] { SamplerState_Set(7, kSampAddressU, 0); }, &page_a_, 2},
+      {"depth", [] { GR_Set_Depth(5.0f); }, &page_a_, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    RenderState_Reset();
+    RenderState_Force_All();
+    device_.clear_record();
+    Quad(&page_a_, 0);
+    c.between();
+    Quad(c.second, 10);
+    GR_Flush();
+    EXPECT_EQ(Draws(), c.draws);
+  }
+}
+
+TEST_F(BatcherTest, StateChangeReachesTheDeviceAfterTheVerticesDrawnBeforeIt) {
+  Quad(&page_a_, 0);
+  Gpu_SetBlendMode(1);  // add: dest factor one
+  Quad(&page_a_, 10);
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 2u);
+  EXPECT_EQ(device_.draws()[0].blend.dest, 6);
+  EXPECT_EQ(device_.draws()[1].blend.dest, 2);
+}
+
+TEST_F(BatcherTest, OutlinesNeverJoinFilledCirclesDo) {
+  Settle();
+  for (bool outline : {true, false}) {
+    device_.clear_record();
+    Draw_Ellipse(0, 0, 10, 10, 0xFF000000u, 0xFF000000u, outline);
+    Draw_Ellipse(20, 0, 30, 10, 0xFF000000u, 0xFF000000u, outline);
+    GR_Flush();
+    EXPECT_EQ(Draws(), outline ? 2 : 1) << "outline " << outline;
+  }
+}
+
+TEST_F(BatcherTest, FanIsDrawnAsTrianglesThatAllHoldTheFirstVertex) {
+  auto* v = static_cast<VertexColour*>(GR_Alloc_Verts(kPrimTriangleFan, GR_WhiteTexture(), kFormatColour, 6));
+  for (int i = 0; i < 6; ++i) v[i] = VertexColour{static_cast<float>(i), 0, 0, 0xFF000000u};
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 1u);
+  const RecordedDraw& d = device_.draws()[0];
+  EXPECT_EQ(d.type, PrimitiveType::kTriangleList);
+  ASSERT_EQ(d.vertex_count, 12);
+  const auto* out = reinterpret_cast<const VertexColour*>(d.vertices.data());
+  for (int t = 0; t < 4; ++t) {
+    EXPECT_EQ(out[t * 3].x, 0.0f);
+    EXPECT_EQ(out[t * 3 + 1].x, static_cast<float>(t + 1));
+    EXPECT_EQ(out[t * 3 + 2].x, static_cast<float>(t + 2));
+  }
+}
+
+TEST_F(BatcherTest, ABatchLargerThanAnyBufferGetsABufferOfExactlyItsSize) {
+  const int32_t count = 30000;  // 720000 bytes, more than the 0x90000 of a new buffer
+  auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimPointList, &page_a_, kFormatTextured, count));
+  std::memset(v, 0, sizeof(VertexTextured) * count);
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 1u);
+  EXPECT_EQ(device_.buffer_size(device_.draws()[0].buffer), static_cast<size_t>(count) * 24);
+}
+
+TEST_F(BatcherTest, ABufferUsedThisFrameIsAppendedToAndRewrittenOnlyInALaterFrame) {
+  Quad(&page_a_, 0);
+  GR_Flush();
+  Quad(&page_b_, 0);
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 2u);
+  EXPECT_EQ(device_.draws()[0].buffer, device_.draws()[1].buffer);
+  EXPECT_EQ(device_.draws()[1].first_byte, 6u * 24);
+  // Filling the rest of the buffer in this frame takes a new one; the next frame reuses the first.
+  const int32_t rest = static_cast<int32_t>(kMinVertexBufferBytes / 24) - 6;
+  GR_Alloc_Verts(kPrimPointList, &page_a_, kFormatTextured, rest);
+  GR_Flush();
+  EXPECT_EQ(GR_Batch_Stats().buffers, 2);
+  GR_End_Batch_Frame();
+  GR_Alloc_Verts(kPrimPointList, &page_a_, kFormatTextured, rest + 6);
+  GR_Flush();
+  EXPECT_EQ(GR_Batch_Stats().buffers, 2);
+  EXPECT_EQ(device_.draws().back().first_byte, 0u);
+}
+
+TEST_F(BatcherTest, UnknownCustomFormatFallsBackToStrideOneAndDrawsNothing) {
+  GR_Alloc_Verts(kPrimTriangleList, &page_a_, kFormatCustomBit | 7, 3);
+  GR_Flush();
+  EXPECT_EQ(Draws(), 0);
+}
+
+TEST_F(BatcherTest, DepthIsClamped) {
+  GR_Set_Depth(20000.0f);
+  EXPECT_EQ(GR_Depth(), 16000.0f);
+  GR_Set_Depth(-20000.0f);
+  EXPECT_EQ(GR_Depth(), -16000.0f);
+  GR_Set_Depth(0.0f);
+}
+
+}  // namespace

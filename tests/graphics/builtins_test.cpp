@@ -1,0 +1,260 @@
+// The draw, gpu and matrix builtins: argument handling, their messages, and the state and
+// vertices they leave behind.
+#include <cmath>
+
+#include "core/console.h"
+#include "core/gc.h"
+#include "core/object.h"
+#include "graphics/draw.h"
+#include "graphics/gpu_state.h"
+#include "graphics_fixture.h"
+
+namespace {
+
+class BuiltinsTest : public GraphicsTest {
+ protected:
+  void SetUp() override {
+    GraphicsTest::SetUp();
+    Draw_RegisterBuiltins();
+    Window_RegisterBuiltins();
+    Draw_ResetState();
+  }
+  // Arrays made by the builtins and the tests belong to the collector.
+  void TearDown() override {
+    GraphicsTest::TearDown();
+    GC_Reset();
+  }
+  static RValue R(double v) { return RV_Real(v); }
+  static RValue Matrix(const std::vector<double>& values) {
+    RefDynamicArrayOfRValue* a = RV_NewArray(static_cast<int32_t>(values.size()));
+    for (size_t i = 0; i < values.size(); ++i) a->pArray[i] = RV_Real(values[i]);
+    RValue v;
+    v.pArray = a;
+    v.flags = 0;
+    v.kind = kRVArray;
+    return v;
+  }
+  static std::vector<double> Numbers(RValue v) {
+    std::vector<double> out;
+    if (RV_Kind(v) == kRVArray) {
+      for (int32_t i = 0; i < v.pArray->length; ++i) out.push_back(RV_ToDouble(v.pArray->pArray[i]));
+    }
+    RV_FreeToUndefined(&v);
+    return out;
+  }
+};
+
+TEST_F(BuiltinsTest, ArgumentErrorsUseTheirMessages) {
+  const RValue identity = Matrix({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
+  struct Case {
+    const char* name;
+    std::vector<RValue> args;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"gpu_set_blendmode", {}, "gpu_set_blendmode() - should be passed a single parameter"},
+      {"gpu_set_blendmode_ext", {R(5)}, "gpu_set_blendmode_ext() - should be passed two parameters"},
+      {"gpu_set_blendmode_ext", {Matrix({5, 6, 7})}, "gpu_set_blendmode_ext() - invalid array (must be 2 values)"},
+      {"gpu_set_blendmode_ext_sepalpha", {Matrix({5})},
+       "gpu_set_blendmode_ext_sepalpha() - invalid array (must be 4 values)"},
+      {"gpu_set_state", {}, "gpu_set_state() - wrong number of arguments - should take ds_map"},
+      {"gpu_set_state", {R(3)}, "gpu_set_state() - ds_map index is invalid"},
+      {"matrix_get", {R(3)}, "Illegal matrix type"},
+      {"matrix_set", {R(0), R(1)}, "Illegal argument type, expecting matrix"},
+      {"matrix_set", {R(0), Matrix({1, 2})}, "Illegal matrix"},
+      {"matrix_stack_push", {R(1)}, "matrix_stack_push() - argument must be matrix"},
+      {"matrix_stack_push", {Matrix({1})}, "matrix_stack_push() - matrix not valid"},
+      {"matrix_stack_set", {R(1)}, "matrix_stack_set() - expects matrix"},
+      {"matrix_stack_set", {Matrix({1})}, "matrix_stack_set() - Illegal matrix"},
+      {"draw_primitive_begin_texture", {R(4), R(12)}, "Illegal texture supplied."},
+      {"matrix_set", {R(2), identity}, ""},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(BuiltinError(c.name, c.args), c.message) << c.name;
+  }
+}
+
+TEST_F(BuiltinsTest, BlendModesRoundTripAndMismatchedFactorsReadAsMinusOne) {
+  for (int mode = 0; mode < 4; ++mode) {
+    CallBuiltin("gpu_set_blendmode", {R(mode)});
+    EXPECT_EQ(RV_ToDouble(CallBuiltin("gpu_get_blendmode")), mode);
+  }
+  CallBuiltin("gpu_set_blendmode", {R(42)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("gpu_get_blendmode")), 0) << "unknown modes are normal";
+  CallBuiltin("gpu_set_blendmode_ext_sepalpha", {R(5), R(6), R(2), R(2)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("gpu_get_blendmode")), -1);
+  EXPECT_EQ(RenderState_Get(kRSSeparateAlphaBlend), 1u);
+  EXPECT_EQ(Numbers(CallBuiltin("gpu_get_blendmode_ext_sepalpha")), (std::vector<double>{5, 6, 2, 2}));
+}
+
+TEST_F(BuiltinsTest, ColourWriteAndFogFollowTheirRules) {
+  CallBuiltin("gpu_set_colourwriteenable", {R(-1), R(-1), R(1), R(0)});
+  EXPECT_EQ(RenderState_Get(kRSColourWriteEnable), 1u | 4u) << "red counts when non-zero, others when positive";
+  EXPECT_EQ(Numbers(CallBuiltin("gpu_get_colourwriteenable")), (std::vector<double>{1, 0, 1, 0}));
+  CallBuiltin("gpu_set_fog", {R(0), R(0x123456), R(10), R(20)});
+  EXPECT_EQ(RenderState_Get(kRSFogColour), 0xFF123456u);
+  EXPECT_EQ(Numbers(CallBuiltin("gpu_get_fog")), (std::vector<double>{0, 0x123456, 0, 1})) << "start, end kept";
+  CallBuiltin("gpu_set_fog", {Matrix({1, 0xFF, 10, 20})});
+  EXPECT_EQ(Numbers(CallBuiltin("gpu_get_fog")), (std::vector<double>{1, 0xFF, 10, 20}));
+}
+
+TEST_F(BuiltinsTest, SamplerBuiltinsSetAllStagesOrOneAndRefuseBadAnisotropy) {
+  CallBuiltin("gpu_set_texfilter", {R(1)});
+  CallBuiltin("gpu_set_texrepeat", {R(1)});
+  for (int stage = 0; stage < 8; ++stage) EXPECT_EQ(SamplerState_Get(stage, kSampAddressV), 0u);
+  CallBuiltin("gpu_set_tex_filter_ext", {R(3), R(0)});
+  EXPECT_EQ(SamplerState_Get(3, kSampMinFilter), 0u);
+  EXPECT_EQ(SamplerState_Get(2, kSampMinFilter), 1u);
+  CallBuiltin("gpu_set_tex_filter_ext", {R(9), R(0)});  // stages above 7 are ignored
+  CallBuiltin("gpu_set_tex_mip_bias", {R(-0.5)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("gpu_get_tex_mip_bias_ext", {R(5)})), -0.5);
+  ConsoleCapture capture;
+  CallBuiltin("gpu_set_tex_max_aniso", {R(17)});
+  EXPECT_EQ(SamplerState_Get(0, kSampMaxAniso), 16u);
+  EXPECT_NE(capture.text().find("gpu_set_tex_max_aniso() - value must be between 1 and 16"), std::string::npos);
+}
+
+TEST_F(BuiltinsTest, StateMapRestoresFilterValuesPerStage) {
+  RenderState_Reset();
+  SamplerState_Set(2, kSampMagFilter, 0);
+  SamplerState_Set(6, kSampMaxMip, RenderState_FloatBits(3.5f));
+  std::vector<std::pair<std::string, double>> map;
+  Gpu_VisitState([&](const char* key, double value) { map.emplace_back(key, value); });
+  ASSERT_EQ(map.size(), 18u + 80u);
+  EXPECT_EQ(map[0].first, "blendenable");
+  EXPECT_EQ(map[18].first, "magfilter0");
+  RenderState_Reset();
+  for (const auto& [key, value] : map) Gpu_SetStateKey(key.c_str(), value);
+  EXPECT_EQ(SamplerState_Get(2, kSampMagFilter), 0u);
+  EXPECT_EQ(SamplerState_Get(3, kSampMagFilter), 1u);
+  EXPECT_EQ(RenderState_BitsFloat(SamplerState_Get(6, kSampMaxMip)), 3.5f);
+}
+
+TEST_F(BuiltinsTest, StateStackPopsAndSurvivesAnEmptyPop) {
+  ConsoleCapture capture;
+  CallBuiltin("gpu_pop_state");
+  EXPECT_NE(capture.text().find("Attempting to drop below bottom of GPU state stack\n"), std::string::npos);
+  CallBuiltin("gpu_push_state");
+  CallBuiltin("gpu_set_cullmode", {R(2)});
+  CallBuiltin("gpu_push_state");
+  CallBuiltin("gpu_set_cullmode", {R(1)});
+  CallBuiltin("gpu_pop_state");
+  EXPECT_EQ(RenderState_Get(kRSCullMode), 2u);
+  CallBuiltin("gpu_pop_state");
+  EXPECT_EQ(RenderState_Get(kRSCullMode), 0u);
+  for (int i = 0; i < 32; ++i) CallBuiltin("gpu_push_state");
+  EXPECT_EQ(RenderState_StackDepth(), 31);
+  EXPECT_NE(capture.text().find("GPU state stack has run out of space\n"), std::string::npos);
+}
+
+TEST_F(BuiltinsTest, SettingAStateBackToItsAppliedValueIsNotDirty) {
+  RenderState_Set(kRSCullMode, 2);
+  EXPECT_NE(RenderState_AnyDirty(), 0u);
+  RenderState_Set(kRSCullMode, 2);
+  RenderState_Set(kRSCullMode, 0);
+  EXPECT_EQ(RenderState_AnyDirty(), 0u);
+  SamplerState_Set(4, kSampMipFilter, 2);
+  EXPECT_EQ(RenderState_AnyDirty() & 1, 1u) << "a sampler change shows as bit 0";
+  RenderState_Apply();
+  EXPECT_EQ(SamplerState_Applied(4, kSampMipFilter), 2u);
+  EXPECT_EQ(RenderState_AnyDirty(), 0u);
+}
+
+TEST_F(BuiltinsTest, MatrixStackMultipliesAndPopsBackToIdentity) {
+  const RValue scale = Matrix({2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1});
+  const RValue move = Matrix({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 0, 0, 1});
+  EXPECT_TRUE(RV_ToBool(CallBuiltin("matrix_stack_is_empty")));
+  CallBuiltin("matrix_stack_push", {move});
+  CallBuiltin("matrix_stack_push", {scale});
+  const std::vector<double> top = Numbers(CallBuiltin("matrix_stack_top"));
+  EXPECT_EQ(top[0], 2);
+  EXPECT_EQ(top[12], 5) << "new top is matrix x old top";
+  CallBuiltin("matrix_stack_pop");
+  CallBuiltin("matrix_stack_pop");
+  CallBuiltin("matrix_stack_pop");
+  EXPECT_TRUE(RV_ToBool(CallBuiltin("matrix_stack_is_empty")));
+  EXPECT_EQ(Numbers(CallBuiltin("matrix_stack_top"))[12], 0);
+  for (int i = 0; i < 50; ++i) CallBuiltin("matrix_stack_push");
+  EXPECT_EQ(BuiltinError("matrix_stack_push"), "matrix_stack_push() - stack is full");
+  CallBuiltin("matrix_stack_clear");
+}
+
+TEST_F(BuiltinsTest, MatrixSetReachesTheShaderConstantsAfterAFlush) {
+  CallBuiltin("matrix_set", {R(2), Matrix({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 7, 8, 9, 1})});
+  EXPECT_EQ(Numbers(CallBuiltin("matrix_get", {R(2)}))[13], 8);
+  CallBuiltin("draw_point", {R(0), R(0)});
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 1u);
+  EXPECT_EQ(device_.draws()[0].constants.world[12], 7.0f);
+  const std::vector<double> ortho = Numbers(CallBuiltin("matrix_build_projection_ortho", {R(0), R(10), R(1), R(2)}));
+  EXPECT_EQ(ortho[0], 1) << "a zero width gives the identity";
+}
+
+TEST_F(BuiltinsTest, RectangleCoversItsLastPixelAndShapesCarryTheDrawAlpha) {
+  CallBuiltin("draw_set_colour", {R(0x0000FF)});
+  CallBuiltin("draw_set_alpha", {R(0.5)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("draw_get_colour")), 0x0000FF);
+  CallBuiltin("draw_rectangle", {R(10), R(10), R(20), R(20), R(0)});
+  GR_Flush();
+  ASSERT_EQ(device_.draws().size(), 1u);
+  const auto* v = reinterpret_cast<const VertexTextured*>(device_.draws()[0].vertices.data());
+  EXPECT_FLOAT_EQ(v[0].x, 10.0f);
+  EXPECT_FLOAT_EQ(v[2].x, 21.01f);
+  EXPECT_FLOAT_EQ(v[2].y, 21.01f);
+  EXPECT_EQ(v[0].colour, 0x7F0000FFu);
+}
+
+TEST_F(BuiltinsTest, CirclePrecisionIsClampedAndRoundedToFour) {
+  const std::pair<double, double> cases[] = {{1, 4}, {100, 64}, {30, 28}, {24, 24}};
+  for (const auto& [given, kept] : cases) {
+    CallBuiltin("draw_set_circle_precision", {R(given)});
+    EXPECT_EQ(RV_ToDouble(CallBuiltin("draw_get_circle_precision")), kept) << given;
+  }
+  CallBuiltin("draw_set_circle_precision", {R(24)});
+}
+
+TEST_F(BuiltinsTest, PrimitivesDrawOnlyWholePrimitives) {
+  struct Case {
+    int kind;
+    int vertices;
+    int drawn;
+  };
+  const Case cases[] = {{4, 1, 0}, {4, 5, 5}, {2, 1, 0}, {6, 3, 3}, {1, 1, 1}, {9, 6, 0}};
+  for (const Case& c : cases) {
+    device_.clear_record();
+    CallBuiltin("draw_primitive_begin", {R(c.kind)});
+    for (int i = 0; i < c.vertices; ++i) CallBuiltin("draw_vertex_colour", {R(i), R(i), R(0xFF), R(1)});
+    CallBuiltin("draw_primitive_end");
+    GR_Flush();
+    const int drawn = device_.draws().empty() ? 0 : device_.draws()[0].vertex_count;
+    EXPECT_EQ(drawn, c.drawn) << "kind " << c.kind << " with " << c.vertices;
+  }
+}
+
+TEST_F(BuiltinsTest, ColoursMixAndConvert) {
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("make_colour_rgb", {R(1), R(2), R(3)})), 1 + 2 * 256 + 3 * 65536);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("make_colour_hsv", {R(0), R(255), R(255)})), 0x0000FF);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("merge_colour", {R(0x000000), R(0xFEFEFE), R(0.5)})), 0x7F7F7F);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("colour_get_blue", {R(0xAB0000)})), 0xAB);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("colour_get_value", {R(0x00FF00)})), 255);
+}
+
+TEST_F(BuiltinsTest, WindowBuiltinsReadTheWindowState) {
+  RValue caption = RV_Undefined();
+  RV_SetString(&caption, "Keep");
+  CallBuiltin("window_set_caption", {caption});
+  RV_FreeToUndefined(&caption);
+  EXPECT_EQ(host_.caption, "Keep");
+  CallBuiltin("window_set_colour", {R(0x112233)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_colour")), 0x112233);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_width")), 640);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("display_get_width")), 1920);
+  CallBuiltin("window_set_cursor", {R(-4)});
+  EXPECT_EQ(host_.cursor, WindowCursor::kIBeam);
+  CallBuiltin("window_set_cursor", {R(-1)});
+  EXPECT_EQ(host_.cursor, WindowCursor::kNone);
+  EXPECT_EQ(Numbers(CallBuiltin("window_get_visible_rects", {R(1800), R(0), R(2000), R(10)})),
+            (std::vector<double>{1800, 0, 1920, 10, 0, 0, 1920, 1080}));
+}
+
+}  // namespace
