@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/console.h"
+#include "core/object.h"
 #include "data/game_data.h"
 #include "data/loader_internal.h"
 
@@ -113,6 +114,7 @@ bool LoadGameData(uint8_t* image, uint32_t size) {
   clear_tables();
   link_block_begin();
   g_loader.global_object_slots = std::max(g_loader.var_count, g_loader.global_var_count);
+  Object_CreateGlobal(g_loader.global_object_slots);
 
   bool ok = true;
   if (image != nullptr && size >= 8 && load_u32(image + 4) == size - 8) {

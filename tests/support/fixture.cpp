@@ -7,6 +7,7 @@
 #include "core/builtin_families.h"
 #include "core/code_tables.h"
 #include "core/function_table.h"
+#include "core/gc.h"
 #include "core/variable_names.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
@@ -67,6 +68,7 @@ datawin::Writer MakeMinimalGame(int version, uint32_t generation, float speed) {
 }
 
 void ResetLoaderState() {
+  GC_Reset();
   GameData_Reset();
   GameData_SetInAWindow(false);
   GameData_SetFatalHandler(nullptr);
