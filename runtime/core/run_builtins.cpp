@@ -48,6 +48,12 @@ void F_GameGetSpeed(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
   *result = RV_Real(GameTimer_GetSpeed(Run_GameTimer, KVGetInt32(argv, 0)));
 }
 
+// Swaps the checked builtins of the families that have unchecked twins for those twins.
+void F_TslReleaseMode(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  DS_SetReleaseMode(argc > 0 && KVGetReal(argv, 0) >= 0.5);
+  *result = RV_Undefined();
+}
+
 void F_DisplaySetTimingMethod(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
   const int32_t method = KVGetInt32(argv, 0);
   if (method == 0) SleepTimingForced = true;
@@ -80,6 +86,7 @@ void Run_RegisterGameBuiltins() {
   Function_Add("game_restart", F_GameRestart, 0, 0);
   Function_Add("game_set_speed", F_GameSetSpeed, 2, 0);
   Function_Add("game_get_speed", F_GameGetSpeed, 1, 0);
+  Function_Add("tsl_release_mode", F_TslReleaseMode, 1, 0);
 }
 
 void Run_RegisterDisplayTimingBuiltins() {

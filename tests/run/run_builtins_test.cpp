@@ -8,6 +8,7 @@
 #include "core/function_table.h"
 #include "core/run_builtins.h"
 #include "core/timing.h"
+#include "storage/fn_ds.h"
 
 namespace {
 
@@ -100,6 +101,17 @@ TEST_F(RunBuiltinsTest, DisplayTimingMethodMarginAndReset) {
   EXPECT_EQ(Run_ResetCountdown, 1);
   EXPECT_TRUE(VsyncOn);
   VsyncOn = false;
+}
+
+TEST_F(RunBuiltinsTest, ReleaseModeSwapsTheGridCellBuiltinsAndBack) {
+  DS_RegisterBuiltins();
+  int32_t get = -1;
+  ASSERT_TRUE(Function_Find("ds_grid_get", &get));
+  const TSL_Builtin checked = Function_Row(get)->handler;
+  call("tsl_release_mode", {RV_Real(1)});
+  EXPECT_NE(Function_Row(get)->handler, checked);
+  call("tsl_release_mode", {RV_Real(0.25)});
+  EXPECT_EQ(Function_Row(get)->handler, checked);
 }
 
 }  // namespace
