@@ -33,19 +33,19 @@ class GraphicsTest : public ::testing::Test {
   void SetUp() override { Open(HeaderSpec{}); }
   void TearDown() override { Close(); }
 
-  void Open(const HeaderSpec& spec) {
+  void Open(const HeaderSpec& wanted) {
     ResetLoaderState();
     FrameState_Reset();
     datawin::Writer writer;
-    datawin::Gen8Record record = MinimalHeader(17, spec.generation, 60.0f);
-    record.window_width = spec.width;
-    record.window_height = spec.height;
-    record.info_flags = spec.flags;
+    datawin::Gen8Record record = MinimalHeader(17, wanted.generation, 60.0f);
+    record.window_width = wanted.width;
+    record.window_height = wanted.height;
+    record.info_flags = wanted.flags;
     datawin::add_gen8(writer, record);
     image_ = BuildImage(writer);
     ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
     Window_UsePlatform(&host_, &device_);
-    ASSERT_TRUE(Window_Create(spec.width, spec.height));
+    ASSERT_TRUE(Window_Create(wanted.width, wanted.height));
     ASSERT_TRUE(Graphics_Init());
     device_.clear_record();
   }
