@@ -108,17 +108,7 @@ bool load_exact(const std::vector<uint8_t>& bytes) {
   return scanned && loaded;
 }
 
-class AssetCorruption : public LoaderTest {
- protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
-  }
-  void TearDown() override {
-    LoaderTest::TearDown();
-    GC_Reset();  // the global object each load makes
-  }
-};
+class AssetCorruption : public AssetLoaderTest {};
 
 }  // namespace
 

@@ -7,7 +7,6 @@
 #include "core/timing.h"
 #include "data/asset_extensions.h"
 #include "data/asset_options.h"
-#include "core/gc.h"
 #include "data/asset_readers.h"
 #include "data/asset_scripts.h"
 #include "data/asset_tags.h"
@@ -21,25 +20,13 @@ using namespace datawin::optn;
 
 namespace {
 
-class AssetOptions : public LoaderTest {
+class AssetOptions : public AssetLoaderTest {
  protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
-  }
   void TearDown() override {
     g_CopyOnWrite = true;
     SleepMargin = 10;
-    LoaderTest::TearDown();
-    GC_Reset();  // the global object each load makes
+    AssetLoaderTest::TearDown();
   }
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
-  std::vector<uint8_t> image_;
 };
 
 }  // namespace

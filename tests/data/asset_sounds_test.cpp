@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "audio/asset_sounds.h"
-#include "core/gc.h"
 #include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/format/options_layout.h"
@@ -16,24 +15,7 @@ using namespace datawin;
 
 namespace {
 
-class AssetSounds : public LoaderTest {
- protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
-  }
-  void TearDown() override {
-    LoaderTest::TearDown();
-    GC_Reset();  // the global object each load makes
-  }
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
-  std::vector<uint8_t> image_;
-};
+class AssetSounds : public AssetLoaderTest {};
 
 std::vector<uint8_t> bytes(const std::string& text) { return std::vector<uint8_t>(text.begin(), text.end()); }
 

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "core/gc.h"
 #include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_sprites.h"
@@ -18,16 +17,8 @@ using namespace datawin;
 
 namespace {
 
-class AssetSprites : public LoaderTest {
+class AssetSprites : public AssetLoaderTest {
  protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
-  }
-  void TearDown() override {
-    LoaderTest::TearDown();
-    GC_Reset();  // the global object each load makes
-  }
   // A game of `generation` with four page entries, whose labels records can point at.
   Writer game(uint32_t generation) {
     Writer writer = MakeMinimalGame(17, generation);
@@ -36,17 +27,10 @@ class AssetSprites : public LoaderTest {
     entries_ = add_tpag(writer, entries);
     return writer;
   }
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
   // The address of page entry i in the loaded image.
   const uint8_t* entry(uint32_t i) const { return image_.data() + WordAt(image_, FindPayload(image_, "TPAG") + 4 + 4 * i); }
 
   std::vector<Label> entries_;
-  std::vector<uint8_t> image_;
 };
 
 SpriteRecord bitmap_sprite(const std::string& name, const std::vector<Label>& frames) {

@@ -2,7 +2,6 @@
 #include <string>
 #include <vector>
 
-#include "core/gc.h"
 #include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_world.h"
@@ -14,24 +13,7 @@ using namespace datawin;
 
 namespace {
 
-class AssetWorld : public LoaderTest {
- protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
-  }
-  void TearDown() override {
-    LoaderTest::TearDown();
-    GC_Reset();  // the global object each load makes
-  }
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
-  std::vector<uint8_t> image_;
-};
+class AssetWorld : public AssetLoaderTest {};
 
 }  // namespace
 

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "core/console.h"
+#include "data/asset_readers.h"
+#include "data/game_data.h"
 #include "datawin/format/byte_order.h"
 #include "support/fixture.h"
 
@@ -19,6 +21,22 @@ class LoaderTest : public ::testing::Test {
     ResetLoaderState();
     Console_Reset();
   }
+};
+
+// A loader fixture with every asset reader plugged in; load() scans and loads the built image.
+class AssetLoaderTest : public LoaderTest {
+ protected:
+  void SetUp() override {
+    LoaderTest::SetUp();
+    Assets_InstallReaders();
+  }
+  bool load(const datawin::Writer& writer) {
+    image_ = BuildImage(writer);
+    const auto size = static_cast<uint32_t>(image_.size());
+    const bool scanned = HeaderScan(image_.data(), size);
+    return LoadGameData(image_.data(), size) && scanned;
+  }
+  std::vector<uint8_t> image_;
 };
 
 // Routes the debug console to the release console and captures both while alive.

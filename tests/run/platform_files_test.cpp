@@ -4,33 +4,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <string>
+#include "support/fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-class TempDir {
- public:
-  TempDir() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() / ("kova_files_" + std::to_string(random()) + std::to_string(random()));
-    fs::create_directories(path_);
-    path_ = fs::canonical(path_);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);
-    fs::remove_all(path_, ignored);
-  }
-  const fs::path& path() const { return path_; }
-  fs::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  fs::path path_;
-};
 
 void write_file(const fs::path& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
@@ -63,7 +43,7 @@ TEST(PlatformFiles, MovesAtNamedFilesIntoDirectories) {
   fs::create_directory(dir / "dir@name");
   fs::create_symlink(dir / "plain.txt", dir / "link@plain");
 
-  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 2);
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), 2);
   EXPECT_EQ(read_file(dir / "a/b/c.txt"), "abc");
   EXPECT_EQ(read_file(dir / "x/y.dat"), "xy");
   EXPECT_FALSE(fs::exists(dir / "a@b@c.txt"));
@@ -74,7 +54,7 @@ TEST(PlatformFiles, MovesAtNamedFilesIntoDirectories) {
   EXPECT_FALSE(fs::exists(dir / "dir/name"));
   EXPECT_FALSE(fs::exists(dir / "link/plain"));
 
-  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 0) << "a second pass finds nothing left";
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), 0) << "a second pass finds nothing left";
 }
 
 TEST(PlatformFiles, MoveKeepsAnExistingTargetAndSkipsOddNames) {
@@ -86,7 +66,7 @@ TEST(PlatformFiles, MoveKeepsAnExistingTargetAndSkipsOddNames) {
   write_file(dir / "double@@gap.txt", "gap");
   write_file(dir / std::string(200, 'n').append("@x"), "long but fine");
 
-  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), 3);
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), 3);
   EXPECT_EQ(read_file(dir / "save/slot.dat"), "old") << "an existing file is never replaced";
   EXPECT_EQ(read_file(dir / "save@slot.dat"), "new");
   EXPECT_EQ(read_file(dir / "lead.txt"), "lead") << "a leading @ stays inside the directory";
@@ -100,7 +80,7 @@ TEST(PlatformFiles, MoveSkipsFilesWeCannotWrite) {
   fs::permissions(dir / "ro@file.txt", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
   // A privileged user may write any file; then read-only isn't visible to us and the file moves.
   const bool privileged = std::ofstream(dir / "ro@file.txt", std::ios::app).good();
-  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path().string()), privileged ? 1 : 0);
+  EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), privileged ? 1 : 0);
   EXPECT_EQ(fs::exists(dir / "ro@file.txt"), !privileged);
 }
 
@@ -133,7 +113,7 @@ TEST(PlatformFiles, WholeFileReadAndWrite) {
   read.assign(3, 7);
   EXPECT_FALSE(Platform_ReadWholeFile((dir / "missing").string(), &read));
   EXPECT_TRUE(read.empty());
-  EXPECT_FALSE(Platform_ReadWholeFile(dir.path().string(), &read)) << "a directory is no file";
+  EXPECT_FALSE(Platform_ReadWholeFile(dir.path(), &read)) << "a directory is no file";
   EXPECT_FALSE(Platform_ReadWholeFile("", &read));
   EXPECT_FALSE(Platform_WriteWholeFile("", "x", 1));
   EXPECT_FALSE(Platform_WriteWholeFile((dir / "new/parents/blob.bin/under").string(), "x", 1));
@@ -150,7 +130,7 @@ TEST(PlatformFiles, Readable) {
   write_file(dir / "f", "1");
   EXPECT_TRUE(Platform_FileReadable((dir / "f").string()));
   EXPECT_FALSE(Platform_FileReadable((dir / "g").string()));
-  EXPECT_FALSE(Platform_FileReadable(dir.path().string()));
+  EXPECT_FALSE(Platform_FileReadable(dir.path()));
   EXPECT_FALSE(Platform_FileReadable(""));
 }
 
@@ -178,7 +158,7 @@ TEST(PlatformFiles, FullPath) {
   write_file(dir / "real/sub/game.win", "FORM");
   fs::create_directory_symlink(dir / "real", dir / "link");
   CwdScope cwd(dir.path());
-  const std::string root = dir.path().string();
+  const std::string root = dir.path();
 
   const struct {
     const char* path;

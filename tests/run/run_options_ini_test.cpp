@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <string>
 
 #include "core/console.h"
 #include "core/timing.h"
 #include "storage/ini_file.h"
+#include "support/fixture.h"
 
 namespace {
 
@@ -131,23 +131,6 @@ TEST(OptionsIniApply, ConsoleLinesForExtensionsAndBadWords) {
   EXPECT_NE(capture.text().find("PreGraphicsInitFile lib.so: extension libraries can't be loaded"), std::string::npos);
   EXPECT_NE(capture.text().find("[DEFAULT] OrientPortrait = \"maybe\""), std::string::npos);
 }
-
-class TempDir {
- public:
-  TempDir() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() / ("kova_optini_" + std::to_string(random()) + std::to_string(random()));
-    fs::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  fs::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  fs::path path_;
-};
 
 // Shows the silent debug console's text for one test.
 class DebugConsoleScope {

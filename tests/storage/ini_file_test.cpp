@@ -4,11 +4,11 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <string>
 
 #include "core/console.h"
+#include "support/fixture.h"
 
 namespace {
 
@@ -33,23 +33,6 @@ std::string parse_dump(const std::string& text) {
   ini.LoadFromData(text.data(), text.size());
   return dump(ini);
 }
-
-class TempDir {
- public:
-  TempDir() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() / ("kova_ini_" + std::to_string(random()) + std::to_string(random()));
-    fs::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  fs::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  fs::path path_;
-};
 
 std::string read_file(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);

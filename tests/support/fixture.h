@@ -6,6 +6,7 @@
 //   MakeMinimalGame a Writer holding only a GEN8 of the given version, generation and speed
 //   ResetLoaderState forgets every table the loader fills, so each test starts from nothing
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ class TempDir {
   const std::string& path() const { return path_; }
   // path() + "/" + name
   std::string file(const std::string& name) const;
+  std::filesystem::path operator/(const std::string& name) const { return std::filesystem::path(path_) / name; }
 
  private:
   std::string path_;
