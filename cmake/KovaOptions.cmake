@@ -13,6 +13,8 @@ target_compile_options(kova_warnings INTERFACE -Wall -Wextra)
 if(KOVA_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   add_link_options(-fsanitize=address,undefined)
+  # Keep the system's operator new/delete so the address sanitizer sees every object's heap errors.
+  add_compile_definitions(KOVA_SYSTEM_NEW)
 endif()
 
 # kova_library(name SOURCES ... DEPS ...): one static library per subsystem.

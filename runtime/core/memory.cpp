@@ -478,6 +478,9 @@ void* AllocAligned(size_t size, size_t alignment, const char* file, int line, bo
   // The slack behind the caller's bytes counts as part of the block for ReAlloc: keep it zero.
   if (!clear) std::memset(aligned + size, 0, static_cast<size_t>(block + total - (aligned + size)));
   if (aligned != block) {
+    // The slack in front is read when the pointer is classified (as a would-be header): no stale
+    // magic words may stand there.
+    if (!clear) std::memset(block, 0, static_cast<size_t>(aligned - block));
     auto* words = reinterpret_cast<uint32_t*>(aligned);
     words[-2] = kAlignMagic;
     words[-1] = static_cast<uint32_t>(aligned - block) | kAlignDistanceBit;
@@ -593,3 +596,92 @@ void CountFrame() { g_frames.fetch_add(1, std::memory_order_relaxed); }
 int64_t FrameCount() { return g_frames.load(std::memory_order_relaxed); }
 
 }  // namespace MemoryManager
+
+// ---- Global operator new and delete --------------------------------------------------------------
+// Every `new` of the process goes to Alloc with clear off and every `delete` to Free; the sized
+// forms only carry the size and behave the same. The operators are link-time replacements, so they
+// are in place before the first static constructor runs: nothing made by the system's operator new
+// can reach our delete. That is also why the manager must work before any of its own statics are
+// constructed: the buckets, the page table and the counters are constant-initialised, and the
+// mutex is made on first use with malloc. A block made before Start comes from the heap and is
+// freed by its header, whenever that happens.
+//
+// Sanitizer builds define KOVA_SYSTEM_NEW (cmake/KovaOptions.cmake) and keep the system's
+// operators: inside a bucket page the address sanitizer could not see an overflow into the next
+// item, a double delete or a mismatched free, and its leak report would see pages, not objects.
+// The runtime's explicit Alloc/Free calls still go through the manager there.
+#if !defined(KOVA_SYSTEM_NEW)
+
+namespace {
+
+constexpr const char* kNewSite = "operator new";
+
+// The standard loop: on failure call the new-handler and try again, or throw without one. A zero
+// size still gives a distinct block.
+void* new_block(size_t size) {
+  if (size == 0) size = 1;
+  for (;;) {
+    if (void* block = MemoryManager::Alloc(size, kNewSite, 0, false)) return block;
+    std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) throw std::bad_alloc();
+    handler();
+  }
+}
+
+void* new_aligned_block(size_t size, std::align_val_t alignment) {
+  if (size == 0) size = 1;
+  for (;;) {
+    if (void* block = MemoryManager::AllocAligned(size, static_cast<size_t>(alignment), kNewSite, 0, false)) return block;
+    std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) throw std::bad_alloc();
+    handler();
+  }
+}
+
+// The nothrow forms give null where the others throw, whatever the failure handler raises.
+void* new_block_nothrow(size_t size) noexcept {
+  try {
+    return new_block(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+void* new_aligned_block_nothrow(size_t size, std::align_val_t alignment) noexcept {
+  try {
+    return new_aligned_block(size, alignment);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+void* operator new(size_t size) { return new_block(size); }
+void* operator new[](size_t size) { return new_block(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return new_block_nothrow(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return new_block_nothrow(size); }
+void* operator new(size_t size, std::align_val_t alignment) { return new_aligned_block(size, alignment); }
+void* operator new[](size_t size, std::align_val_t alignment) { return new_aligned_block(size, alignment); }
+void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return new_aligned_block_nothrow(size, alignment);
+}
+void* operator new[](size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return new_aligned_block_nothrow(size, alignment);
+}
+
+void operator delete(void* block) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block, size_t) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block, size_t) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+// Free finds the block behind an aligned pointer through the alignment words.
+void operator delete(void* block, std::align_val_t) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block, size_t, std::align_val_t) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block, size_t, std::align_val_t) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+
+#endif  // !KOVA_SYSTEM_NEW

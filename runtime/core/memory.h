@@ -13,7 +13,9 @@
 // new tail whichever way the block was made (the unused tail of a bucket item is kept zero for
 // that reason). A failed allocation prints the memory figures on the release console and calls
 // the failure handler, or returns null when none is set.
-// Global operator new/delete are left alone; runtime objects use KV_NEW / KV_Delete.
+// The global operator new and delete (every form) are replaced by Alloc with clear off and Free,
+// so std containers and every `new` of the process land here; sanitizer builds (KOVA_SYSTEM_NEW)
+// keep the system's operators. KV_NEW / KV_Delete make objects in zeroed blocks.
 #include <cstddef>
 #include <cstdint>
 #include <new>

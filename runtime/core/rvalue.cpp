@@ -15,9 +15,10 @@ namespace {
 
 constexpr int32_t kConstantBit = static_cast<int32_t>(0x80000000u);
 
+// Constant-initialised and never on the heap, so it costs no block of the memory manager.
 std::mutex& string_mutex() {
-  static std::mutex* mutex = new std::mutex;
-  return *mutex;
+  static constinit std::mutex mutex;
+  return mutex;
 }
 
 // Empty texts share one constant: a record of size 0 without the constant bit would never free its

@@ -98,7 +98,10 @@ ChunkReader Chunk_Reader(uint32_t tag) {
 
 void Chunk_ClearReaders() { std::fill(std::begin(g_readers), std::end(g_readers), nullptr); }
 
-void GameData_AddClearHook(void (*hook)()) { g_clear_hooks.push_back(hook); }
+// Every start installs its hooks again: a hook already in the list is not added twice.
+void GameData_AddClearHook(void (*hook)()) {
+  if (std::find(g_clear_hooks.begin(), g_clear_hooks.end(), hook) == g_clear_hooks.end()) g_clear_hooks.push_back(hook);
+}
 
 void GameData_SetFallbackTextureHook(void (*hook)()) { g_fallback_texture_hook = hook; }
 

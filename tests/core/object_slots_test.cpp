@@ -9,6 +9,7 @@
 
 #include "core/error.h"
 #include "core/fn_object.h"
+#include "core/frame_state.h"
 #include "core/function_table.h"
 #include "core/gc.h"
 #include "core/object.h"
@@ -337,6 +338,9 @@ TEST_F(ObjectSlotsTest, FinalisersRunOnceAndAPassThatRanOneFreesNothing) {
   KVObjectBase* saved = Object_NewStruct();
   Set(saved, "@@Dispose@@", *finaliser);
   Set(saved, "keep", RV_Bool(true));
+  Val unused;
+  EXPECT_FALSE(saved->GetDispose(unused.get())) << "no finaliser runs unless the game is running";
+  Run_Running = true;
   GCStep(-1);
   GCStep(-1);
   EXPECT_EQ(g_finalised, 2);
@@ -347,6 +351,7 @@ TEST_F(ObjectSlotsTest, FinalisersRunOnceAndAPassThatRanOneFreesNothing) {
   EXPECT_EQ(g_finalised, 3) << "a saved object is finalised again when it dies later";
   GCStep(-1);
   EXPECT_EQ(saved->slotId, -1);
+  Run_Running = false;
 }
 
 TEST_F(ObjectSlotsTest, ArraysHeldOutsideObjectsKeepWhatTheyHoldAlive) {
