@@ -76,16 +76,10 @@ void set_undefined(RValue* result) {
   *result = RV_Undefined();
 }
 
-// A function index: a builtin row gets its arguments as one contiguous block copied bit for bit
-// (the caller keeps the references), a script its pointers.
+// A function index: a builtin row gets its arguments as one contiguous block, a script its pointers.
 void call_index(CInstance* self, CInstance* other, RValue* result, int argc, int64_t index, RValue** argv) {
   if (index >= 0 && index < Function_Count()) {
-    const RFunction* row = Function_Row(static_cast<int32_t>(index));
-    std::vector<RValue> block(static_cast<size_t>(argc > 0 ? argc : 0));
-    for (size_t i = 0; i < block.size(); ++i) block[i] = *argv[i];
-    set_undefined(result);
-    CurrentFunctionScope scope(row);
-    row->handler(result, self, other, argc, block.data());
+    CallBuiltin(self, other, result, argc, static_cast<int32_t>(index), argv);
     return;
   }
   const KVScriptFunction entry = script_entry(index);
@@ -98,6 +92,28 @@ void call_index(CInstance* self, CInstance* other, RValue* result, int argc, int
 }
 
 }  // namespace
+
+void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv) {
+  const RFunction* row = Function_Row(index);
+  if (row == nullptr) {
+    KVError("attempting to call invalid function with script index %d", index);
+    return;
+  }
+  // Most calls fit the stack block; longer argument lists take a heap block.
+  constexpr int kStackArguments = 16;
+  RValue stack_block[kStackArguments];
+  std::vector<RValue> heap_block;
+  RValue* block = stack_block;
+  const int count = argc > 0 ? argc : 0;
+  if (count > kStackArguments) {
+    heap_block.resize(static_cast<size_t>(count));
+    block = heap_block.data();
+  }
+  for (int i = 0; i < count; ++i) block[i] = *argv[i];
+  set_undefined(result);
+  CurrentFunctionScope scope(row);
+  row->handler(result, self, other, argc, block);
+}
 
 bool Call_IsCallable(const RValue& value) {
   if (is_number(value)) {

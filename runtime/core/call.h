@@ -15,6 +15,12 @@ class CScriptRef;
 // at its row. argv holds argc values that stay the caller's.
 void CallFunctionObject(CInstance* self, CInstance* other, RValue* result, CScriptRef* functionObject, int argc,
                         RValue* argv);
+// Calls builtin row index with argv's values copied bit for bit into one contiguous block (the
+// caller keeps the references; a builtin must not free its arguments). The result is freed and
+// left undefined first; g_CurrentFunction is the row for the call and restored after, unwinding
+// too. An index outside the builtin table raises "attempting to call invalid function with script
+// index %d".
+void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv);
 // method is a value: a function object, or a function index. argv may be null when argc is 0.
 // Returns result.
 RValue* CallMethod(CInstance* self, CInstance* other, RValue* result, int argc, RValue* method, RValue** argv);

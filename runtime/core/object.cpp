@@ -6,6 +6,7 @@
 #include <new>
 
 #include "core/error.h"
+#include "core/frame_state.h"
 #include "core/gc.h"
 #include "core/hash_map.h"
 #include "core/memory.h"
@@ -239,7 +240,9 @@ bool RefDynamicArrayOfRValue::Mark(uint32_t* bitmap, int32_t bits) {
   return true;
 }
 
+// Only while the game runs: at shutdown the collector frees what is left without calling scripts.
 bool KVObjectBase::GetDispose(RValue* out) {
+  if (!Run_Running) return false;
   const int32_t slot = Variable_GetSlot("@@Dispose@@");
   RValue* value = slot >= 0 ? FindSlot(slot) : nullptr;
   if (value == nullptr || RV_Kind(*value) == kRVUnset || RV_Kind(*value) == kRVUndefined) return false;
@@ -378,4 +381,5 @@ void Object_ForgetCachedObjects() {
   }
   Method_ForgetCachedObjects();
   Property_ForgetCachedObjects();
+  Error_ForgetCachedObjects();
 }

@@ -8,6 +8,7 @@
 #include "core/object.h"
 #include "core/object_internal.h"
 #include "core/variable_names.h"
+#include "core/with.h"
 
 namespace {
 
@@ -87,6 +88,7 @@ bool Object_GetVar(KVObjectBase* object, int32_t slot, int32_t index, RValue* ou
            g_builtin_variables.get(KV_AsInstance(object), slot, builtin_index(index), out);
   }
   RValue* value = readable_slot(object, slot);
+  if (value == nullptr) value = With_StaticSlot(slot);
   if (value == nullptr) {
     if (!prepare) return false;
     value = object->GetVarRefForWrite(slot);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/console.h"
 #include "core/frame_state.h"
@@ -13,6 +14,8 @@
 #include "graphics/device_state.h"
 #include "graphics/gr_texture.h"
 #include "graphics/render_state.h"
+#include "graphics/texture_decode.h"
+#include "graphics/texture_load.h"
 #include "graphics/window.h"
 #include "graphics/window_internal.h"
 #include "platform/fake/null_device.h"
@@ -33,7 +36,6 @@ GRTexture g_white;
 GRTexture g_main_target;
 GRTextureResolver g_resolver = nullptr;
 void (*g_surface_release)() = nullptr;
-SplashLoader g_splash_loader = nullptr;
 std::string g_splash_path;
 
 WindowState& S() { return Window_State(); }
@@ -127,6 +129,23 @@ void create_main_target() {
   g_main_target.height_ = h;
 }
 
+// One splash pass: the image centred on the display, scaled down to fit, faded in over the passes.
+void draw_splash_pass(GRTexture* splash, int pass, int passes) {
+  const WindowState& s = S();
+  const float display_w = static_cast<float>(s.display_width), display_h = static_cast<float>(s.display_height);
+  const float w = static_cast<float>(splash->width_), h = static_cast<float>(splash->height_);
+  const float scale = std::min({1.0f, display_w / w, display_h / h});
+  const float dw = w * scale, dh = h * scale;
+  const float x0 = (display_w - dw) / 2.0f, y0 = (display_h - dh) / 2.0f;
+  const uint32_t alpha = static_cast<uint32_t>(255 * (pass + 1) / passes);
+  const uint32_t colour = (alpha << 24) | 0xFFFFFFu;
+  GR_Set_View(0.0f, 0.0f, display_w, display_h, 0.0f);
+  auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, splash, kFormatTextured, 6));
+  const float us[6] = {0, 1, 0, 1, 1, 0};
+  const float vs[6] = {0, 0, 1, 0, 1, 1};
+  for (int i = 0; i < 6; ++i) v[i] = VertexTextured{us[i], vs[i], colour, x0 + us[i] * dw, y0 + vs[i] * dh, 0.0f};
+}
+
 }  // namespace
 
 GRTexture* GR_WhiteTexture() { return &g_white; }
@@ -144,7 +163,6 @@ GRTexture* GR_ResolveTexture(int64_t handle, GRTexturePageRect* page_rect, bool*
 }
 
 void Window_SetSurfaceReleaseHook(void (*hook)()) { g_surface_release = hook; }
-void Window_SetSplashLoader(SplashLoader loader) { g_splash_loader = loader; }
 void Window_SetSplashPath(const std::string& path) { g_splash_path = path; }
 
 bool Graphics_Init() {
@@ -349,40 +367,34 @@ void RenderState_ApplyPending() {
 }
 
 void Splash_Show() {
-  if (g_device == nullptr || g_splash_loader == nullptr || g_splash_path.empty()) return;
-  if (!Platform_FileReadable(g_splash_path)) return;
-  std::string pixels;
-  int32_t w = 0, h = 0;
-  if (!g_splash_loader(g_splash_path, &pixels, &w, &h) || w <= 0 || h <= 0 ||
-      pixels.size() < static_cast<size_t>(w) * static_cast<size_t>(h) * 4) {
-    return;
-  }
+  constexpr uint32_t kFlagSplash = 0x10000;
+  constexpr int kSplashPasses = 5;
+  if (g_device == nullptr) return;
+  const bool file_there = !g_splash_path.empty() && Platform_FileReadable(g_splash_path);
+  if (!file_there && (GameData_Header().info_flags & kFlagSplash) == 0) return;
   GRTexture splash;
-  splash.device_ = g_device->CreateTexture(w, h, pixels.data(), false, false);
-  splash.width_ = w;
-  splash.height_ = h;
-  if (splash.device_ == 0) return;
-  const WindowState& s = S();
-  const float scale = std::min(static_cast<float>(s.display_width) / static_cast<float>(w),
-                               static_cast<float>(s.display_height) / static_cast<float>(h));
-  const float dw = static_cast<float>(w) * scale, dh = static_cast<float>(h) * scale;
-  const float x0 = (static_cast<float>(s.display_width) - dw) / 2.0f, y0 = (static_cast<float>(s.display_height) - dh) / 2.0f;
-  for (int pass = 0; pass < 5; ++pass) {
-    Start_Frame();
-    g_device->Clear(kClearColour | kClearDepth, kOpaqueBlack, 1.0f, 0);
-    GR_Set_View(0.0f, 0.0f, static_cast<float>(s.display_width), static_cast<float>(s.display_height), 0.0f);
-    auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, &splash, kFormatTextured, 6));
-    const float xs[6] = {x0, x0 + dw, x0, x0 + dw, x0 + dw, x0};
-    const float ys[6] = {y0, y0, y0 + dh, y0, y0 + dh, y0 + dh};
-    for (int i = 0; i < 6; ++i) {
-      v[i] = VertexTextured{(xs[i] - x0) / dw, (ys[i] - y0) / dh, 0xFFFFFFFFu, xs[i], ys[i], 0.0f};
+  if (file_there) {
+    std::vector<uint8_t> file;
+    DecodedImage image;
+    if (Platform_ReadWholeFile(g_splash_path, &file) &&
+        Texture_DecodePng(file.data(), static_cast<uint32_t>(file.size()), &image) && image.width > 0 &&
+        image.height > 0) {
+      splash.width_ = static_cast<int32_t>(image.width);
+      splash.height_ = static_cast<int32_t>(image.height);
+      splash.device_ = g_device->CreateTexture(splash.width_, splash.height_, image.pixels.data(), false, false);
     }
+  }
+  for (int pass = 0; pass < kSplashPasses; ++pass) {
+    Start_Frame();
+    g_device->Clear(kClearColour | kClearDepth | kClearStencil, kOpaqueBlack, 1.0f, 0);
+    if (splash.device_ != 0) draw_splash_pass(&splash, pass, kSplashPasses);
     Device_EndFrame(true);
-    g_device->Present(VsyncOn ? 1 : 0);
+    Device_Present(VsyncOn ? 1 : 0);
     Window_PumpMessages();
+    TextureLoad_Tick();
   }
   GR_Flush();
-  g_device->DestroyTexture(splash.device_);
+  if (splash.device_ != 0) g_device->DestroyTexture(splash.device_);
 }
 
 bool Window_ShowErrorDialog(const std::string& text, bool may_ignore) {
@@ -392,8 +404,8 @@ bool Window_ShowErrorDialog(const std::string& text, bool may_ignore) {
   while (true) {
     const char* const with_ignore[] = {kButtons[0], kButtons[1], kButtons[2]};
     const char* const abort_only[] = {kButtons[0], kButtons[2]};
-    const int32_t pressed = may_ignore ? host->ShowMessageBox("Error", text, with_ignore, 3, true)
-                                       : host->ShowMessageBox("Error", text, abort_only, 2, true);
+    const int32_t pressed = may_ignore ? host->ShowMessageBox("Code Error", text, with_ignore, 3, true)
+                                       : host->ShowMessageBox("Code Error", text, abort_only, 2, true);
     const char* chosen = pressed < 0 ? nullptr : (may_ignore ? with_ignore : abort_only)[pressed];
     if (chosen == nullptr) return !may_ignore;
     if (std::strcmp(chosen, "Copy") == 0) {

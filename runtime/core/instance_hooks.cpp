@@ -1,0 +1,3 @@
+#include "core/instance_hooks.h"
+
+KVInstanceHooks g_InstanceHooks;

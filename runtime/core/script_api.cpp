@@ -1,0 +1,115 @@
+#include "core/script_api.h"
+
+#include <utility>
+#include <vector>
+
+#include "core/call.h"
+#include "core/function_table.h"
+#include "core/variable_names.h"
+
+namespace tsl {
+
+namespace {
+
+std::vector<RValue*> pointers_of(std::initializer_list<RValue> args) {
+  std::vector<RValue*> pointers;
+  pointers.reserve(args.size());
+  // The callee reads the values and never frees them; the list keeps them for the call.
+  for (const RValue& value : args) pointers.push_back(const_cast<RValue*>(&value));
+  return pointers;
+}
+
+KVObjectBase* target_of(CInstance* who) {
+  KVObjectBase* object = KV_AsObject(who);
+  if (object == nullptr) KVError("Unable to get variable from a null object");
+  return object;
+}
+
+}  // namespace
+
+Value& Value::operator=(Value&& other) noexcept {
+  std::swap(v_, other.v_);
+  return *this;
+}
+
+Value Value::String(const char* text) {
+  RValue v = RV_Undefined();
+  RV_SetString(&v, text);
+  return Value(v);
+}
+
+Value Value::Copy(const RValue& v) {
+  RValue out = RV_Undefined();
+  RV_CopyRef(&out, &v);
+  return Value(out);
+}
+
+ScriptScope::ScriptScope(const char* name, CInstance* self, RValue* result) : frame_(name), result_(result) {
+  g_CurrentArrayOwner = static_cast<int64_t>(reinterpret_cast<intptr_t>(self));
+  if (result_ != nullptr) RV_FreeToUndefined(result_);
+}
+
+RValue* ScriptScope::give(const Value& value) {
+  if (result_ != nullptr) RV_Assign(result_, value.get());
+  return result_;
+}
+
+EventScope::EventScope(const char* name, CInstance* self) : frame_(name) {
+  g_CurrentArrayOwner = static_cast<int64_t>(reinterpret_cast<intptr_t>(self));
+}
+
+Value get(CInstance* who, int32_t slot) { return get_element(who, slot, kIndexWholeValue); }
+
+Value get(CInstance* who, const char* name) {
+  const int32_t slot = Variable_GetSlot(name);
+  if (slot < 0) {
+    KVError("Unable to get variable %s from object %p\n", name, static_cast<void*>(who));
+    return Value();
+  }
+  return get(who, slot);
+}
+
+Value get_element(CInstance* who, int32_t slot, int32_t index) {
+  Value out;
+  Object_GetVarOrRaise(target_of(who), slot, index, out.get());
+  return out;
+}
+
+void set(CInstance* who, int32_t slot, const RValue& value) {
+  Object_SetVarOrRaise(target_of(who), slot, kIndexWholeValue, &value);
+}
+
+void set(CInstance* who, const char* name, const RValue& value) { set(who, Variable_FindOrAddSlot(name), value); }
+
+void set(CInstance* who, int32_t slot, double value) { set(who, slot, RV_Real(value)); }
+
+Value call(const char* builtin, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
+  int32_t index = -1;
+  if (!Function_Find(builtin, &index)) {
+    KVError("attempting to call invalid function with script index %d", index);
+    return Value();
+  }
+  return call(index, self, other, args);
+}
+
+Value call(int32_t function_index, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
+  const RValue method = RV_Real(function_index);
+  return call_method(method, self, other, args);
+}
+
+Value call(KVScriptFunction script, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
+  std::vector<RValue*> pointers = pointers_of(args);
+  Value result;
+  script(self, other, result.get(), static_cast<int>(pointers.size()), pointers.data());
+  return result;
+}
+
+Value call_method(const RValue& method, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
+  std::vector<RValue*> pointers = pointers_of(args);
+  Value result;
+  RValue callee = method;  // CallMethod reads it only
+  CallMethod(self, other, result.get(), static_cast<int>(pointers.size()), &callee, pointers.data());
+  return result;
+}
+
+}  // namespace tsl
