@@ -5,6 +5,7 @@
 #include "core/fn_math.h"
 #include "core/fn_object.h"
 #include "core/fn_random.h"
+#include "core/fn_script.h"
 #include "core/fn_string.h"
 #include "core/fn_value.h"
 #include "core/frames.h"
@@ -13,11 +14,13 @@
 #include "core/options.h"
 #include "core/run_game.h"
 #include "core/timing.h"
+#include "data/asset_names.h"
 #include "graphics/draw.h"
 #include "graphics/texture_builtins.h"
 #include "storage/fn_ds.h"
 #include "storage/fn_json.h"
 #include "graphics/window.h"
+#include "world/time_source.h"
 
 namespace {
 
@@ -97,21 +100,4 @@ void Run_RegisterDisplayTimingBuiltins() {
   Function_Add("display_reset", F_DisplayReset, 2, 0);
 }
 
-void Run_InstallBuiltinRegistrars() {
-  Builtins_AddRegistrar(kFamilyGame, Run_RegisterGameBuiltins);
-  Builtins_AddRegistrar(kFamilyMath, Math_RegisterArithmeticBuiltins);
-  Builtins_AddRegistrar(kFamilyMath, Value_RegisterEpsilonBuiltins);
-  Builtins_AddRegistrar(kFamilyMath, Math_RegisterAngleBuiltins);
-  Builtins_AddRegistrar(kFamilyMath, Random_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyGraphic, Window_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyGraphic, Run_RegisterDisplayTimingBuiltins);
-  Builtins_AddRegistrar(kFamilyGraphic, Draw_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyGraphic, Texture_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyMisc, Options_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyMisc, Debug_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyMisc, String_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyDS, DS_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyKova, Value_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyKova, Object_RegisterBuiltins);
-  Builtins_AddRegistrar(kFamilyKova, Json_RegisterBuiltins);
-}
+// Run_InstallBuiltinRegistrars is generated from the [registrars] section of assets/manifest.txt.

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "datawin/format/gen8_layout.h"
+#include "manifest/manifest_orders.h"
 
 namespace datawin {
 
@@ -85,6 +86,7 @@ bool parse_manifest(const std::string& text, const std::string& source, Manifest
     start = end == std::string::npos ? text.size() + 1 : end + 1;
     ++line_number;
     if (line.empty() || line[0] == '#') continue;
+    if (manifest::is_section_line(line)) break;  // the orders part: parsed by parse_orders
     const size_t equals = line.find('=');
     if (equals == std::string::npos) return fail("expected `key = value`, got \"" + line + "\"");
     const std::string key = trim(line.substr(0, equals));
@@ -144,6 +146,7 @@ bool parse_manifest(const std::string& text, const std::string& source, Manifest
     *error = source + ": \"name\" is required";
     return false;
   }
+  if (!manifest::parse_orders(text, source, &manifest.orders, error)) return false;
   *out = std::move(manifest);
   return true;
 }

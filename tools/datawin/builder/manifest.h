@@ -10,9 +10,13 @@
 //   flags                            InfoFlags: names (show_cursor, resizable, ...) or numbers,
 //                                    separated by `,` or `|`
 //   room_order                       room numbers separated by `,`; may be empty
+// From the first `[section]` line on the manifest holds its orders (tools/manifest/manifest_orders.h):
+// the function table order decides the code indexes of SCPT, GLOB and CODE.
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "manifest/manifest_orders.h"
 
 namespace datawin {
 
@@ -29,6 +33,7 @@ struct Manifest {
   std::vector<uint32_t> room_order;
   int32_t game_id = 0;
   uint8_t debug_off = 0;
+  manifest::Orders orders;
 };
 
 // Parses `text`; on failure returns false with "<source>:<line>: <what>" in *error.
