@@ -19,6 +19,7 @@
 #include "datawin/writer/chunk_shdr.h"
 #include "datawin/writer/chunk_sprites.h"
 #include "datawin/writer/chunk_textures.h"
+#include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_world.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/texture_table.h"
@@ -73,6 +74,21 @@ Writer every_chunk_game() {
   font.glyphs = {{'A', 0, 0, 2, 2, 2, 0, {{'B', 1}}}};
   add_font(writer, 17, {font});
   add_tmln(writer, {TimelineRecord{"tl", {{0, 1}, {5, -1}}}});
+  add_acrv(writer, {AnimCurveRecord{}});
+  SequenceRecord sequence;
+  sequence.messages.resize(1);
+  sequence.tracks.resize(2);
+  sequence.tracks[1].kind = seqn::kTrackReal;
+  sequence.tracks[1].keyframes.resize(1);
+  sequence.tracks[1].keyframes[0].channels[0].curve = AnimCurveRecord{};
+  add_seqn(writer, {sequence});
+  RoomRecord room;
+  room.views.resize(1);
+  room.placements.resize(1);
+  room.layers.resize(2);
+  room.layers[1].kind = layer::kKindAssets;
+  room.layers[1].sprites.resize(1);
+  add_room(writer, {room});
   add_tags(writer, {"t"}, {{asset_key(kAssetSprite, 0), {"t"}}});
   add_feds(writer, {EffectDescription{"fx", "{}"}});
   add_tpag(writer, {TpagEntry{0, 0, 2, 2, 0, 0, 2, 2, 2, 2, 0}, TpagEntry{2, 0, 2, 2, 0, 0, 2, 2, 2, 2, 1},
