@@ -12,6 +12,8 @@ class GRTexture {
   virtual ~GRTexture() = default;
   // The device texture to sample, made first if needed; 0 when there is none.
   virtual DeviceTextureId DeviceTexture() { return device_; }
+  // The same for binding at a texture stage, whose mip setting may ask for a rebuild.
+  virtual DeviceTextureId DeviceTextureAt(int32_t /*stage*/) { return DeviceTexture(); }
 
   DeviceTextureId device_ = 0;
   int32_t width_ = 1;

@@ -250,7 +250,18 @@ void F_TexturegroupSetMode(RValue* result, CInstance*, CInstance*, int argc, RVa
   *result = RV_Undefined();
 }
 
+// texture_set_stage(stage, texture): a handle, a page entry, or -1 to clear the stage.
+void F_TextureSetStage(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  if (argc >= 2) Texture_SetStage(KVGetInt32(argv, 0), KVGetPtrOrInt(argv, 1));
+  *result = RV_Undefined();
+}
+
 }  // namespace
+
+void Texture_RegisterStageBuiltins() {
+  int32_t id = 0;
+  if (!Function_Find("texture_set_stage", &id)) Function_Add("texture_set_stage", F_TextureSetStage, 2, 0);
+}
 
 void Texture_RegisterBuiltins() {
   Function_Add("texture_get_width", F_TextureGetWidth, 1, 0);

@@ -10,6 +10,9 @@
 #include "data/game_data.h"
 #include "datawin/format/texture_layout.h"
 #include "graphics/asset_texture_pages.h"
+#include "graphics/batcher.h"
+#include "graphics/draw.h"
+#include "graphics/render_state.h"
 #include "graphics/texture_groups.h"
 #include "graphics/texture_load.h"
 #include "graphics/window.h"
@@ -81,10 +84,38 @@ void set_object_source(Texture* texture, const PageHeader& header, uint32_t flag
   texture->flags = (scalable ? 0u : kTextureNoScale) | ((flags & datawin::txtr::kFlagMips) != 0 ? kTextureMips : 0u);
 }
 
+bool pixels_can_mip(uint32_t format) { return format == kTextureFormatRGBA || format == kTextureFormatR32F; }
+
+// Uploads levels 1 and up of the mip chain of a w x h RGBA image.
+void upload_mips(IDevice* target, const Texture* texture, const uint8_t* data, uint32_t width, uint32_t height) {
+  if (width <= 1 && height <= 1) return;
+  DecodedImage base;
+  base.width = width;
+  base.height = height;
+  base.pixels.assign(data, data + static_cast<size_t>(width) * height * 4);
+  const std::vector<DecodedImage> chain = Texture_MakeMipChain(base, texture->mipLevels);
+  for (size_t level = 1; level < chain.size(); ++level) {
+    const DecodedImage& image = chain[level];
+    target->SetTextureMipLevel(texture->device_, static_cast<int32_t>(level), static_cast<int32_t>(image.width),
+                               static_cast<int32_t>(image.height), image.pixels.data());
+  }
+}
+
 }  // namespace
 
-DeviceTextureId Texture::DeviceTexture() {
-  if (device_ == 0 && device() != nullptr) Texture_BuildDevice(this);
+bool Texture_WantsMips(const Texture* texture, int32_t stage) {
+  if (texture == nullptr || texture->render_target || !pixels_can_mip(texture->format)) return false;
+  const uint32_t enable = SamplerState_Applied(stage, kSampMipEnable);
+  return enable == 1 || (enable == 2 && (texture->flags & kTextureMips) != 0);
+}
+
+DeviceTextureId Texture::DeviceTexture() { return DeviceTextureAt(0); }
+
+DeviceTextureId Texture::DeviceTextureAt(int32_t stage) {
+  if (device() == nullptr) return device_;
+  if (device_ == 0 || (device_mips != Texture_WantsMips(this, stage) && !render_target && pixels_can_mip(format))) {
+    Texture_BuildDevice(this, nullptr, stage);
+  }
   return device_;
 }
 
@@ -184,6 +215,7 @@ void Texture_Free_Device(Texture* texture) {
   const bool was_built = (texture->flags & kTextureDeviceBuilt) != 0;
   if (texture->device_ != 0 && device() != nullptr) device()->DestroyTexture(texture->device_);
   texture->device_ = 0;
+  texture->device_mips = false;
   texture->flags &= ~kTextureDeviceBuilt;
   if (!was_built) return;
   debug_line(texture, "flushed");
@@ -216,7 +248,7 @@ bool Texture_DecodeSource(const Texture* texture, DecodedImage* out) {
   return true;
 }
 
-bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels) {
+bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels, int32_t stage) {
   if (texture == nullptr) return false;
   IDevice* target = device();
   DecodedImage decoded;
@@ -253,6 +285,9 @@ bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels) {
     texture->device_ = target->CreateTexture(static_cast<int32_t>(width), static_cast<int32_t>(height), data,
                                              texture->render_target, (texture->flags & kTextureDepth) != 0);
     if (texture->device_ == 0) return false;
+    // Recorded as asked, so an image too small for a chain isn't rebuilt at every bind.
+    texture->device_mips = data != nullptr && Texture_WantsMips(texture, stage);
+    if (texture->device_mips) upload_mips(target, texture, data, width, height);
   }
   texture->flags |= kTextureDeviceBuilt;
   debug_line(texture, "unpacked");
@@ -363,4 +398,18 @@ GRTexture* resolve_handle(int64_t handle, GRTexturePageRect* page_rect, bool* is
 
 }  // namespace
 
-void Texture_InstallResolver() { GR_SetTextureResolver(resolve_handle); }
+void Texture_InstallResolver() {
+  GR_SetTextureResolver(resolve_handle);
+  Draw_SetTextureFlushHook([] { Texture_FreeAllDevice(false); });
+}
+
+void Texture_SetStage(int32_t stage, int64_t handle) {
+  IDevice* target = device();
+  if (target == nullptr || stage < 0 || stage >= kTextureStages) return;
+  GR_Flush();
+  GRTexturePageRect rect;
+  bool is_page_entry = false;
+  GRTexture* texture = GR_ResolveTexture(handle, &rect, &is_page_entry);
+  const DeviceTextureId id = texture != nullptr ? texture->DeviceTextureAt(stage) : 0;
+  target->BindTexture(stage, id != 0 ? id : GR_WhiteTexture()->DeviceTexture());
+}

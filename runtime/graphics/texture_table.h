@@ -39,8 +39,11 @@ enum TextureCreateFlag : uint32_t {
 };
 
 struct Texture final : public GRTexture {
-  // The device texture, built on first use.
+  // The device texture, built on first use; bound at a stage, rebuilt when the stage's mip enable
+  // wants mips and the device texture has none or the other way round (only textures that can
+  // hold mips: RGBA or 32-bit float, not render targets).
   DeviceTextureId DeviceTexture() override;
+  DeviceTextureId DeviceTextureAt(int32_t stage) override;
 
   uint32_t format = kTextureFormatRGBA;
   uint32_t width = 0;
@@ -49,6 +52,7 @@ struct Texture final : public GRTexture {
   int32_t slot = -1;      // -1 for internal targets
   uint32_t flags = 0;
   bool render_target = false;
+  bool device_mips = false;  // the device texture holds a generated mip chain
   std::vector<uint8_t> pixels;  // CPU copy, only for textures the program makes
   const uint8_t* sourceData = nullptr;  // the page's file image: in the data image or in storage
   uint32_t sourceSize = 0;
@@ -108,7 +112,11 @@ void Texture_FreeAllDevice(bool all);
 // Builds the device object from `pixels` (decoded on a worker), the CPU copy or the decoded
 // source, in that order of preference, and marks the object built. False when the pixels can't
 // be had or the device refuses; a side above the maximum is the fatal error of the device build.
-bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels = nullptr);
+// Mip levels are generated and uploaded when Texture_WantsMips says so for the stage.
+bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels = nullptr, int32_t stage = 0);
+// Whether a texture bound at this stage gets mips: it can hold them (RGBA or 32-bit float, not a
+// render target) and the mip enable the stage has applied is 1, or 2 with the texture marked.
+bool Texture_WantsMips(const Texture* texture, int32_t stage);
 // Decodes the object's source into pixels, applying the global scale unless kTextureNoScale.
 bool Texture_DecodeSource(const Texture* texture, DecodedImage* out);
 
@@ -143,5 +151,11 @@ void Texture_SetDebugVerbosity(int32_t level);
 bool Texture_SlotReady(const TextureSlot* slot);
 
 // Installs the batcher's resolver of script handles: the slot's texture through Texture_Get (which
-// may start a load or lend a stand-in), and the rectangle of a page entry.
+// may start a load or lend a stand-in), and the rectangle of a page entry; and draw_texture_flush's
+// hook, which frees the device objects of every texture without kTextureKeepOnFlush.
 void Texture_InstallResolver();
+
+// texture_set_stage: flushes the batch and binds the texture a handle names at the stage; -1 (or a
+// handle nothing resolves) binds the white texture. Stages outside 0..7 and a missing device do
+// nothing.
+void Texture_SetStage(int32_t stage, int64_t handle);

@@ -105,11 +105,13 @@ void GR_Set_View_Size(int32_t width, int32_t height);
 // false and nothing is shown (the console already carries the text).
 bool Window_ShowErrorDialog(const std::string& text, bool may_ignore);
 
-// Hooks of the later subsystems: surfaces drop their device textures before a reset or rebuild;
-// the splash image loader gives RGBA pixels of "splash.png".
+// Hook of the surfaces: they drop their device textures before a reset or rebuild.
 void Window_SetSurfaceReleaseHook(void (*hook)());
-using SplashLoader = bool (*)(const std::string& path, std::string* pixels, int32_t* width, int32_t* height);
-void Window_SetSplashLoader(SplashLoader loader);
+// The start-up splash (Splash_Show): the path of "splash.png" beside the game. The splash runs
+// when that file exists or the header has flag 0x10000: five passes of start frame, clear to
+// opaque black, draw pass n, end frame with present, pump messages and a load-manager tick. Pass n
+// (0 to 4) draws the image centred at alpha (n + 1) / 5, scaled down to fit the display; an image
+// that can't be read or decoded leaves the passes black.
 void Window_SetSplashPath(const std::string& path);
 
 // Window coordinates to those of a view (view -1: the room through all views); installed by the

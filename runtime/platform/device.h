@@ -146,6 +146,12 @@ class IDevice {
                                         bool with_depth) = 0;
   virtual void UpdateTexture(DeviceTextureId texture, int32_t x, int32_t y, int32_t width, int32_t height,
                              const void* pixels) = 0;
+  // Gives a texture mip level `level` (1 and above; level 0 is what CreateTexture took), w x h words
+  // laid out as CreateTexture takes them, each side half the previous level's (rounded down, at
+  // least 1). Levels go up in order; sampling reads only the levels given so far, whatever the
+  // sampler's mip settings ask. Render targets and unknown ids ignore it.
+  virtual void SetTextureMipLevel(DeviceTextureId texture, int32_t level, int32_t width, int32_t height,
+                                  const void* pixels) = 0;
   virtual void DestroyTexture(DeviceTextureId texture) = 0;
   virtual void BindTexture(int32_t stage, DeviceTextureId texture) = 0;
 

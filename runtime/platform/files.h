@@ -21,6 +21,11 @@ std::string Platform_DirectoryOf(const std::string& path);
 // written for other platforms use it. "" for an empty path.
 std::string Platform_FullPath(const std::string& path);
 
+// The save area of a game: "$XDG_DATA_HOME/<name>/" when XDG_DATA_HOME holds an absolute path,
+// else "$HOME/.local/share/<name>/"; "" when neither variable helps or the name is empty. A '/' in
+// the name becomes '_' so the area is one directory. Nothing is created here.
+std::string Platform_SaveAreaDirectory(const std::string& display_name);
+
 // True when the path names something other than a directory that this process can open for
 // reading.
 bool Platform_FileReadable(const std::string& path);

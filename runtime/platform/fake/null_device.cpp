@@ -11,7 +11,7 @@ void NullDevice::BackBufferSize(int32_t* width, int32_t* height) {
 DeviceTextureId NullDevice::CreateTexture(int32_t width, int32_t height, const void*, bool render_target, bool) {
   record(DeviceCallKind::kCreateTexture, width, height);
   if (width <= 0 || height <= 0) return 0;
-  Texture t{width, height, true, render_target};
+  Texture t{width, height, 1, true, render_target};
   for (size_t i = 0; i < textures_.size(); ++i) {
     if (!textures_[i].live) {
       textures_[i] = t;
@@ -24,6 +24,16 @@ DeviceTextureId NullDevice::CreateTexture(int32_t width, int32_t height, const v
 
 void NullDevice::UpdateTexture(DeviceTextureId texture, int32_t x, int32_t y, int32_t, int32_t, const void*) {
   record(DeviceCallKind::kUpdateTexture, texture, (static_cast<int64_t>(x) << 32) | static_cast<uint32_t>(y));
+}
+
+void NullDevice::SetTextureMipLevel(DeviceTextureId texture, int32_t level, int32_t width, int32_t height,
+                                    const void*) {
+  record(DeviceCallKind::kSetTextureMipLevel, texture, level);
+  if (texture == 0 || texture > textures_.size() || !textures_[texture - 1].live || level < 1 || level > 30) return;
+  Texture& t = textures_[texture - 1];
+  const int32_t want_w = std::max(t.width >> level, 1), want_h = std::max(t.height >> level, 1);
+  if (t.target || level != t.levels || width != want_w || height != want_h) return;
+  t.levels = level + 1;
 }
 
 void NullDevice::DestroyTexture(DeviceTextureId texture) {
@@ -173,4 +183,9 @@ bool NullDevice::texture_size(DeviceTextureId texture, int32_t* width, int32_t* 
   *width = textures_[texture - 1].width;
   *height = textures_[texture - 1].height;
   return true;
+}
+
+int32_t NullDevice::texture_levels(DeviceTextureId texture) const {
+  if (texture == 0 || texture > textures_.size() || !textures_[texture - 1].live) return 0;
+  return textures_[texture - 1].levels;
 }

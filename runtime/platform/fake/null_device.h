@@ -31,12 +31,14 @@ enum class DeviceCallKind : int32_t {
   kReadPixels,
   kFlush,
   kPresent,
+  kSetTextureMipLevel,
   kCount,
 };
 inline constexpr const char* kDeviceCallKindNames[] = {
     "CreateTexture", "UpdateTexture", "DestroyTexture", "BindTexture", "SetRenderTarget", "SetViewport",
     "SetScissor", "Clear", "SetBlend", "SetDepthStencil", "SetRaster", "SetSampler", "SetConstants",
-    "CreateVertexBuffer", "WriteVertexBuffer", "DestroyVertexBuffer", "Draw", "ReadPixels", "Flush", "Present"};
+    "CreateVertexBuffer", "WriteVertexBuffer", "DestroyVertexBuffer", "Draw", "ReadPixels", "Flush", "Present",
+    "SetTextureMipLevel"};
 static_assert(sizeof(kDeviceCallKindNames) / sizeof(kDeviceCallKindNames[0]) ==
               static_cast<size_t>(DeviceCallKind::kCount));
 
@@ -75,6 +77,8 @@ class NullDevice final : public IDevice {
                                 bool with_depth) override;
   void UpdateTexture(DeviceTextureId texture, int32_t x, int32_t y, int32_t width, int32_t height,
                      const void* pixels) override;
+  void SetTextureMipLevel(DeviceTextureId texture, int32_t level, int32_t width, int32_t height,
+                          const void* pixels) override;
   void DestroyTexture(DeviceTextureId texture) override;
   void BindTexture(int32_t stage, DeviceTextureId texture) override;
   void SetRenderTarget(DeviceTextureId target) override;
@@ -116,6 +120,8 @@ class NullDevice final : public IDevice {
   size_t buffer_size(DeviceBufferId buffer) const;
   size_t live_textures() const;
   bool texture_size(DeviceTextureId texture, int32_t* width, int32_t* height) const;
+  // Levels the texture holds (1 + the mip levels given in order); 0 for an unknown id.
+  int32_t texture_levels(DeviceTextureId texture) const;
 
   // Knobs for tests.
   void set_back_buffer(int32_t width, int32_t height) { back_w_ = width; back_h_ = height; }
@@ -125,6 +131,7 @@ class NullDevice final : public IDevice {
  private:
   struct Texture {
     int32_t width = 0, height = 0;
+    int32_t levels = 1;
     bool live = false;
     bool target = false;
   };

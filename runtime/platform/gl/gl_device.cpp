@@ -16,6 +16,7 @@ struct GlTexture {
   GLuint depth = 0;
   int32_t width = 0;
   int32_t height = 0;
+  int32_t levels = 1;  // GL_TEXTURE_MAX_LEVEL + 1: sampling never reaches past the levels given
   bool live = false;
 };
 
@@ -198,6 +199,19 @@ class GlDevice final : public IDevice {
     glBindTexture(GL_TEXTURE_2D, t->texture);
     glTexSubImage2D(GL_TEXTURE_2D, 0, x, y, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
     glBindTexture(GL_TEXTURE_2D, 0);
+  }
+
+  void SetTextureMipLevel(DeviceTextureId id, int32_t level, int32_t width, int32_t height,
+                          const void* pixels) override {
+    GlTexture* t = texture(id);
+    if (t == nullptr || t->framebuffer != 0 || pixels == nullptr || level != t->levels || level > 30) return;
+    if (width != std::max(t->width >> level, 1) || height != std::max(t->height >> level, 1)) return;
+    glActiveTexture(GL_TEXTURE0 + kScratchUnit);
+    glBindTexture(GL_TEXTURE_2D, t->texture);
+    glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, level);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    t->levels = level + 1;
   }
 
   void DestroyTexture(DeviceTextureId id) override {

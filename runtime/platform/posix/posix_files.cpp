@@ -223,3 +223,23 @@ int Platform_MoveAtNamedFiles(const std::string& directory) {
   ::closedir(dir);
   return moved;
 }
+
+std::string Platform_SaveAreaDirectory(const std::string& display_name) {
+  if (display_name.empty()) return "";
+  std::string name = display_name;
+  for (char& c : name) {
+    if (c == '/') c = '_';
+  }
+  // Relative XDG paths are to be ignored, as the base-directory convention says.
+  const char* data_home = ::getenv("XDG_DATA_HOME");
+  std::string root;
+  if (data_home != nullptr && data_home[0] == '/') {
+    root = data_home;
+  } else {
+    const char* home = ::getenv("HOME");
+    if (home == nullptr || home[0] == '\0') return "";
+    root = std::string(home) + "/.local/share";
+  }
+  if (root.back() != '/') root += '/';
+  return root + name + "/";
+}
