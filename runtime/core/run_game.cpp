@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/builtin_families.h"
+#include "core/code.h"
 #include "core/console.h"
 #include "core/crc32.h"
 #include "core/error.h"
@@ -30,6 +31,8 @@
 #include "graphics/texture_load.h"
 #include "graphics/window.h"
 #include "storage/ds_core.h"
+#include "world/builtin_var_rows.h"
+#include "world/world_init.h"
 #include "platform/files.h"
 #include "platform/process.h"
 
@@ -142,6 +145,9 @@ bool InitGame() {
   Frame_Pacer().Reset();
   Builtins_ClearRegistrars();
   Run_InstallBuiltinRegistrars();
+  RunVariables_Reset();
+  BuiltinVar_RegisterAll();
+  World_Init(Exception_Unhandled);
   return true;
 }
 
@@ -177,9 +183,18 @@ bool StartGame() {
   g_DebugConsole->Output("Create Load Form\n");
   g_DebugConsole->Output("Do The Work\n");
   std::srand(static_cast<unsigned>(Timing_Time()));
-  TextureLoad_SetRoots("", GamePath_WorkingDirectory(g_options.game_path));
+  TextureLoad_SetRoots(Platform_SaveAreaDirectory(header.display_name),
+                       GamePath_WorkingDirectory(g_options.game_path));
+  g_GameDirectories = {GamePath_WorkingDirectory(g_options.game_path), g_temp_directory + "/",
+                       Platform_DirectoryOf(Platform_ExecutablePath()), Platform_SaveAreaDirectory(header.display_name)};
   Assets_InstallReaders();
-  if (!LoadGameData(g_image.data, g_image.size)) {
+  // Scripts must be findable by name while the load links the function entries; an error raised
+  // before the variable tables exist is reported at once instead of thrown.
+  Code_InstallScriptLookup();
+  ErrorReport_SetTablesExist(false);
+  const bool loaded = LoadGameData(g_image.data, g_image.size);
+  ErrorReport_SetTablesExist(true);
+  if (!loaded) {
     g_ReleaseConsole->Output("Failed to load the game\n");
     Run_ExitCode = 1;
     return false;

@@ -2,39 +2,122 @@
 // subsystem provides the real entry point.
 #include "core/run_subjects.h"
 
-void TimeSource_TickRoots(int64_t) {}
+#include <vector>
+
+#include "core/code.h"
+#include "core/console.h"
+#include "core/event_context.h"
+#include "core/frame_state.h"
+#include "core/options.h"
+#include "core/run_frame.h"
+#include "core/run_game.h"
+#include "data/game_data.h"
+#include "graphics/asset_sprites.h"
+#include "world/instance.h"
+#include "world/object_type.h"
+#include "world/room.h"
+#include "world/step.h"
+#include "world/time_source.h"
+#include "world/timeline.h"
+
+namespace {
+
+bool step_sprite_animation(int32_t index, StepSpriteAnimation* out) {
+  const SpriteAsset* sprite = Sprite_Get(index);
+  if (sprite == nullptr) return false;
+  out->isSequence = sprite->sequence != nullptr;
+  // Records of the old form have no speed: one image per game frame.
+  out->speed = sprite->new_form ? sprite->speed : 1.0f;
+  out->speedType = sprite->new_form ? sprite->speed_type : 1;
+  out->frames = static_cast<int32_t>(sprite->frame_count);
+  return true;
+}
+
+int32_t* room_speed_field(void* room) { return &static_cast<CRoom*>(room)->speed; }
+
+bool sprite_size(int32_t index, int32_t* width, int32_t* height) {
+  const SpriteAsset* sprite = Sprite_Get(index);
+  if (sprite == nullptr) return false;
+  *width = sprite->width;
+  *height = sprite->height;
+  return true;
+}
+
+}  // namespace
+
+void TimeSource_TickRoots(int64_t delta_us) { TimeSource_FrameTick(delta_us); }
 void Audio_Tick() {}
 
 void SavedGame_ApplyQueued() {}
 void IO_Update() {}
 void IO_Clear() {}
 bool IO_PauseEventThisFrame() { return false; }
-void Run_Step() {}
-void Instance_PurgeDestroyed() {}
-void Room_Draw() {}
-void Deferred_Process() {}
+// Run_Step is the world's frame step (world/step.cpp); the draw phase purges, sends the drawing
+// events and flushes.
+void Instance_PurgeDestroyed() { Room_PurgeMarked(Run_Room); }
+void Room_Draw() { Run_DrawEvents(); }
+void Deferred_Process() { Run_Flush(); }
 void Backgrounds_Scroll() {}
 void Particles_UpdateView() {}
 void VirtualKeys_Draw() {}
 
-void Room_Switch(int32_t) {}
-void Room_EndCurrent(bool) {}
-bool Room_StartFirst() { return false; }
+// Room_Switch is the world's (world/room_flow.cpp). Ending the game ends the room with its Game End
+// events and frees every working copy, so a restart starts persistent rooms anew.
+void Room_EndCurrent(bool game_ending) {
+  if (game_ending) {
+    Room_EndGame();
+  } else {
+    Room_End(false);
+  }
+}
+// New_Room may name the room to start with; otherwise the first room of the room order.
+bool Room_StartFirst() {
+  Room_FreeWorkingCopies();
+  const int32_t index = Room_Exists(New_Room) ? New_Room : Room_First();
+  if (!Room_Exists(index)) return false;
+  Room_Start(index, true);
+  return true;
+}
 void Gamepad_Reannounce() {}
 void SavedGame_QueueLoad() {}
 void Game_ResetForRestart() {}
-bool Script_RunGlobalInit() { return true; }
-void Script_RunGameEnd() {}
+// The data file's global initialisers run on the global object until one ends the game.
+bool Script_RunGlobalInit() { return Code_RunList(GameData_GlobalInitCode(), true); }
+void Script_RunGameEnd() { Code_RunList(GameData_GameEndCode(), false); }
 void Sounds_StopAll() {}
 void Sprites_ResetState() {}
 
 bool Extension_Prepare() { return true; }
-bool Script_Prepare() { return true; }
-bool TimeLine_Prepare() { return true; }
-bool Object_Prepare() { return true; }
-bool Room_Prepare() { return true; }
+// Binds the data file's script records to the compiled rows; code runs the old way with -oldexec.
+bool Script_Prepare() {
+  Code_SetOldExec(!Run_Options().new_execution_path);
+  Code_InstallScriptLookup();
+  std::vector<ScriptRecord> records;
+  if (!Script_ReadRecords(GameData_Image(), GameData_ImageSize(), &records)) return false;
+  return Script_Bind(records);
+}
+bool TimeLine_Prepare() { return TimeLine_BuildFromAssets(); }
+// The objects were prepared when OBJT was read; the image update learns the sprites' speeds here.
+bool Object_Prepare() {
+  g_DebugConsole->Output("Preparing %d objects:\n", Object_Count());
+  g_StepSpriteAnimation = step_sprite_animation;
+  return true;
+}
+// Rooms: the templates, the frame's room speed, and what rooms ask of input and sprites.
+bool Room_Prepare() {
+  Room_LoadTemplates();
+  Frame_SetRoomSpeedReader(room_speed_field);
+  g_RoomHooks.inputClear = IO_Clear;
+  g_RoomHooks.imageSize = sprite_size;
+  g_EventNameSources.roomName = [](int32_t index) { return std::string(Room_GetName(index)); };
+  return true;
+}
 bool Sequence_Prepare() { return true; }
 bool AudioGroup_Prepare() { return true; }
 bool InitGraphics() { return true; }
 
-void Game_FreeSubjects() {}
+void Game_FreeSubjects() {
+  TimeSource_ResetAll();
+  TimeLine_FreeAll();
+  Room_FreeAll();
+}

@@ -4,6 +4,7 @@
 
 #include "audio/asset_sounds.h"
 #include "data/asset_extensions.h"
+#include "data/asset_names.h"
 #include "data/asset_options.h"
 #include "data/asset_scripts.h"
 #include "data/asset_tags.h"
@@ -19,7 +20,11 @@
 #include "graphics/texture_load.h"
 #include "graphics/texture_table.h"
 #include "graphics/window.h"
+#include "world/asset_curves.h"
+#include "world/asset_objects.h"
 #include "world/asset_paths.h"
+#include "world/asset_rooms.h"
+#include "world/asset_sequences.h"
 #include "world/asset_timelines.h"
 
 using namespace datawin;
@@ -33,6 +38,22 @@ bool read_options(const uint8_t* payload, uint32_t size, const uint8_t* image_ba
                     Options_Flag(optn::kOptionFreezeOnLostFocus));
   Window_SetColour(Options_Get().window_colour);
   return ok;
+}
+
+// The name look-ups of asset_get_index and the tag builtins, one per table that exists.
+void register_asset_names() {
+  AssetNames_RegisterTable<SpriteAsset, Sprite_Table>(kAssetSprite);
+  AssetNames_RegisterTable<SoundAsset, Sound_Table>(kAssetSound);
+  AssetNames_RegisterTable<BackgroundAsset, Background_Table>(kAssetTiles);
+  AssetNames_RegisterTable<PathAsset, Path_Table>(kAssetPath);
+  AssetNames_RegisterTable<ScriptAsset, Script_Table>(kAssetScript);
+  AssetNames_RegisterTable<FontAsset, Font_Table>(kAssetFont);
+  AssetNames_RegisterTable<TimelineAsset, TimeLine_Table>(kAssetTimeline);
+  AssetNames_RegisterTable<ShaderAsset, Shader_Table>(kAssetShader);
+  AssetNames_Register(kAssetObject, Object_FindByName, Object_NameOrNull);
+  AssetNames_RegisterTable<RoomAsset, RoomAsset_Table>(kAssetRoom);
+  AssetNames_RegisterTable<SequenceAsset, SequenceAsset_Table>(kAssetSequence);
+  AssetNames_RegisterTable<CurveAsset, CurveAsset_Table>(kAssetAnimCurve);
 }
 
 }  // namespace
@@ -49,6 +70,10 @@ void Assets_ClearTables() {
   Shader_Clear();
   Font_Clear();
   TimeLine_Clear();
+  Object_ClearAssets();
+  CurveAsset_Clear();
+  SequenceAsset_Clear();
+  RoomAsset_Clear();
   TextureLoad_Reset();
   TexturePage_Clear();
   TextureGroup_Clear();
@@ -67,9 +92,12 @@ void Assets_InstallReaders() {
       {kChunkSCPT, Script_Load},       {kChunkSHDR, Shader_Load},       {kChunkFONT, Font_Load},
       {kChunkTMLN, TimeLine_Load},     {kChunkTAGS, Tags_Load},         {kChunkFEDS, Effects_Load},
       {kChunkTGIN, TextureGroup_Load}, {kChunkTXTR, TexturePage_Load},  {kChunkEMBI, EmbeddedImage_Load},
+      {kChunkACRV, CurveAsset_Load},    {kChunkSEQN, SequenceAsset_Load}, {kChunkROOM, RoomAsset_Load},
+      {kChunkOBJT, Object_Load},
   };
   for (const Entry& entry : kReaders) Chunk_SetReader(chunk_tag(entry.chunk), entry.reader);
   GameData_AddClearHook(Assets_ClearTables);
   GameData_SetFallbackTextureHook(EmbeddedImage_FindFallback);
   Texture_InstallResolver();
+  register_asset_names();
 }

@@ -10,6 +10,7 @@
 #include "core/timing.h"
 #include "platform/fake/fake_clock.h"
 #include "platform/process.h"
+#include "world/room.h"
 
 namespace {
 
@@ -82,8 +83,8 @@ TEST_F(FrameDriverTest, FreeRunningTimerDoesNotWait) {
 TEST_F(FrameDriverTest, RoomSpeedZeroIsRewrittenToOne) {
   static int32_t speed;
   speed = 0;
-  static int room_marker;
-  Run_Room = reinterpret_cast<CRoom*>(&room_marker);
+  static CRoom room;
+  Run_Room = &room;
   Frame_SetRoomSpeedReader([](void*) { return &speed; });
   Frame_Drive();
   EXPECT_EQ(speed, 1);

@@ -1,0 +1,390 @@
+// The frame step: Run_Step in its order, the event pass, the flush, the image update, the room
+// boundary and async stages, and the drawing events' order.
+#include "world/step.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/call.h"
+#include "core/frame_state.h"
+#include "core/object.h"
+#include "core/timing.h"
+#include "data/game_data.h"
+#include "world/alarm.h"
+#include "world/event.h"
+#include "world/event_async.h"
+#include "world/instance.h"
+#include "world/instance_path.h"
+#include "world/layer.h"
+#include "world/object_type.h"
+#include "world/room.h"
+#include "world/step_collision.h"
+#include "world/step_input.h"
+#include "world/step_stages.h"
+#include "world/time_source.h"
+#include "world/timeline.h"
+
+bool Step_WindowSizeChanged = false;
+bool (*g_StepSpriteAnimation)(int32_t sprite, StepSpriteAnimation* out) = nullptr;
+DrawPhaseHooks g_DrawPhaseHooks;
+
+namespace {
+
+constexpr int32_t kOtherOutsideRoom = 0;
+constexpr int32_t kOtherIntersectBoundary = 1;
+constexpr int32_t kOtherAnimationEnd = 7;
+constexpr int32_t kOtherEndOfPath = 8;
+constexpr int32_t kOtherOutsideView0 = 40;
+constexpr int32_t kOtherBoundaryView0 = 50;
+constexpr int32_t kDrawNormal = 0;
+constexpr int32_t kDrawGui = 64;
+constexpr int32_t kDrawResize = 65;
+constexpr int32_t kDrawBegin = 72;
+constexpr int32_t kDrawEnd = 73;
+constexpr int32_t kDrawGuiBegin = 74;
+constexpr int32_t kDrawGuiEnd = 75;
+constexpr int32_t kDrawPre = 76;
+constexpr int32_t kDrawPost = 77;
+// Visible, and neither marked, deactivated nor waiting for a delayed destroy.
+constexpr uint32_t kDrawTestMask = kInstNotLiveMask | kInstVisible;
+
+int32_t g_async_map = -1;
+
+bool pending_request() { return New_Room != kNewRoomNone; }
+
+// The iteration rules with a test of its own before each dispatch.
+template <class Test>
+void pass_where(int32_t type, int32_t subtype, Test test) {
+  const int64_t c = PassCounter++;
+  int32_t count = 0;
+  const int32_t* objects = Object_EventObjects(type, subtype, &count);
+  for (int32_t i = 0; i < count; ++i) {
+    const CObjectTV* object = Object_Find(objects[i]);
+    if (object == nullptr) continue;
+    for (const ObjectInstanceNode* node = object->instances.head; node != nullptr;) {
+      CInstance* instance = node->instance;
+      node = node->next;
+      if (!Instance_IsLive(instance) || instance->createCounter > c) continue;
+      if (test(instance)) PerformEventOnInstance(instance, instance, type, subtype);
+    }
+  }
+}
+
+// ---- Stages 2 and 3 ------------------------------------------------------------------------------
+
+struct WalkNotes {
+  bool timeline = false;
+  bool path = false;
+};
+
+WalkNotes previous_values_and_images(CRoom* room) {
+  WalkNotes notes;
+  for (CInstance* at = room->active.head; at != nullptr;) {
+    CInstance* next = at->next;
+    at->xprevious = at->x;
+    at->yprevious = at->y;
+    if (InstancePathState* state = at->pathState) {
+      state->pathPositionPrevious = state->pathPosition;
+      if (state->pathIndex >= 0) notes.path = true;
+    }
+    if ((at->flags & kInstTimelineRuns) != 0) notes.timeline = true;
+    Step_ImageUpdate(at);
+    at = next;
+  }
+  return notes;
+}
+
+// ---- Stage 19 ------------------------------------------------------------------------------------
+
+void motion(CRoom* room) {
+  const int64_t c = PassCounter++;
+  for (CInstance* at = room->active.head; at != nullptr;) {
+    CInstance* next = at->next;
+    if (Step_MoveInstance(at) && at->createCounter <= c) PerformEventOnInstance(at, at, kEventOther, kOtherEndOfPath);
+    at = next;
+  }
+}
+
+// ---- Stage 21 ------------------------------------------------------------------------------------
+
+struct Rect {
+  float left, top, right, bottom;
+};
+
+// The box of an instance with a usable sprite or mask, brought up to date; false for a point.
+bool instance_box(CInstance* instance, Rect* box) {
+  if (instance->spriteIndex < 0 && instance->maskIndex < 0) return false;
+  if (g_InstanceWorldHooks.bboxUpdate == nullptr) return false;
+  if ((instance->flags & kInstBBoxDirty) != 0) g_InstanceWorldHooks.bboxUpdate(instance);
+  *box = Rect{instance->bboxLeft, instance->bboxTop, instance->bboxRight, instance->bboxBottom};
+  return true;
+}
+
+bool outside(CInstance* instance, const Rect& area) {
+  Rect box;
+  if (!instance_box(instance, &box)) {
+    return instance->x < area.left || instance->x > area.right || instance->y < area.top || instance->y > area.bottom;
+  }
+  return box.right < area.left || box.left > area.right || box.bottom < area.top || box.top > area.bottom;
+}
+
+bool crosses_boundary(CInstance* instance, const Rect& area) {
+  Rect box;
+  if (!instance_box(instance, &box)) return outside(instance, area);
+  return box.left < area.left || box.right > area.right || box.top < area.top || box.bottom > area.bottom;
+}
+
+// The axis-aligned box of a view's rectangle turned by its angle about its centre.
+Rect view_rect(const CViewGM& view) {
+  const float cx = view.x + view.w * 0.5f;
+  const float cy = view.y + view.h * 0.5f;
+  const double radians = static_cast<double>(view.angle) * M_PI / 180.0;
+  const auto c = static_cast<float>(std::fabs(std::cos(radians)));
+  const auto s = static_cast<float>(std::fabs(std::sin(radians)));
+  const float half_w = (view.w * c + view.h * s) * 0.5f;
+  const float half_h = (view.w * s + view.h * c) * 0.5f;
+  return Rect{cx - half_w, cy - half_h, cx + half_w, cy + half_h};
+}
+
+// Draw walks: the events of one layer's active instance elements, from the head.
+void walk_layer_instances(const CLayer& layer, int32_t subtype, bool all_visible) {
+  for (const CLayerElementBase* element = layer.elementsHead; element != nullptr;) {
+    const CLayerElementBase* next = element->next;
+    if (element->kind != kLayerElementInstance) return;
+    CInstance* instance = static_cast<const CLayerInstanceElement*>(element)->instance;
+    if (instance == nullptr || (instance->flags & kInstDeactivated) != 0) return;
+    if ((instance->flags & kDrawTestMask) == kInstVisible) {
+      const bool has = instance->object != nullptr && instance->object->HasEvent(kEventDraw, subtype);
+      if (has) {
+        PerformEventOnInstance(instance, instance, kEventDraw, subtype);
+      } else if (all_visible && g_DrawPhaseHooks.defaultDraw != nullptr) {
+        g_DrawPhaseHooks.defaultDraw(instance);
+      }
+    }
+    element = next;
+  }
+}
+
+// A layer's begin or end script, on the global object, when it names something callable.
+void run_layer_script(const RValue& script) {
+  if (!Call_IsCallable(script)) return;
+  RValue method = script;
+  RValue result = RV_Undefined();
+  CInstance* global = KV_AsInstance(Object_Global());
+  CallMethod(global, global, &result, 0, &method, nullptr);
+  RV_FreeToUndefined(&result);
+}
+
+void walk_layer(const CLayer& layer, int32_t subtype, bool all_visible) {
+  run_layer_script(layer.beginScript);
+  walk_layer_instances(layer, subtype, all_visible);
+  run_layer_script(layer.endScript);
+}
+
+}  // namespace
+
+// ---- Passes and the flush ------------------------------------------------------------------------
+
+void Pass(int32_t type, int32_t subtype) {
+  pass_where(type, subtype, [](CInstance*) { return true; });
+}
+
+void Run_Flush() {
+  Instance_Flush();
+  Flush_ParticleDepths();
+  Flush_AudioQueue();
+}
+
+// ---- The image update ----------------------------------------------------------------------------
+
+void Step_ImageUpdate(CInstance* instance) {
+  StepSpriteAnimation sprite;
+  const bool known = g_StepSpriteAnimation != nullptr && instance->spriteIndex >= 0 &&
+                     g_StepSpriteAnimation(instance->spriteIndex, &sprite);
+  if (known && sprite.isSequence) return;
+  const int32_t frames = known ? sprite.frames : 0;
+  if (!known || GameData_Header().generation < 2) {
+    instance->imageIndex += instance->imageSpeed;
+  } else if (sprite.speedType == 1) {
+    instance->imageIndex += instance->imageSpeed * sprite.speed;
+  } else {
+    const double game_speed = Run_GameTimer.fps;
+    if (game_speed != 0.0) {
+      instance->imageIndex += static_cast<float>(sprite.speed / game_speed * instance->imageSpeed);
+    }
+  }
+  const auto n = static_cast<float>(frames);
+  bool ended = false;
+  if (instance->imageIndex >= n) {
+    instance->imageIndex -= n;
+    ended = true;
+  } else if (instance->imageIndex < 0.0f) {
+    instance->imageIndex += n;
+    ended = true;
+  }
+  if (ended && Instance_IsLive(instance)) PerformEventOnInstance(instance, instance, kEventOther, kOtherAnimationEnd);
+}
+
+// ---- Boundary and async stages -------------------------------------------------------------------
+
+void Step_BoundaryEvents(CRoom* room) {
+  const Rect area{0.0f, 0.0f, static_cast<float>(room->width), static_cast<float>(room->height)};
+  pass_where(kEventOther, kOtherOutsideRoom, [&area](CInstance* instance) {
+    const bool now = outside(instance, area);
+    const bool was = (instance->flags & kInstWasOutside) != 0;
+    instance->flags = now ? (instance->flags | kInstWasOutside) : (instance->flags & ~kInstWasOutside);
+    return now && !was;
+  });
+  pass_where(kEventOther, kOtherIntersectBoundary,
+             [&area](CInstance* instance) { return crosses_boundary(instance, area); });
+  if (!room->enableViews) return;
+  for (int32_t n = 0; n < kRoomViewCount; ++n) {
+    const CViewGM* view = room->views[n];
+    if (view == nullptr || !view->visible) continue;
+    const Rect rect = view_rect(*view);
+    pass_where(kEventOther, kOtherOutsideView0 + n, [&rect](CInstance* instance) { return outside(instance, rect); });
+    pass_where(kEventOther, kOtherBoundaryView0 + n,
+               [&rect](CInstance* instance) { return crosses_boundary(instance, rect); });
+  }
+}
+
+void Step_AsyncEvents() {
+  const std::vector<EventAsyncRequest> requests = Event_TakeAsyncRequests();
+  for (const EventAsyncRequest& request : requests) {
+    g_async_map = request.map;
+    Pass(kEventOther, request.subtype);
+    g_async_map = -1;
+    if (pending_request()) return;
+  }
+}
+
+int32_t Step_AsyncLoadMap() { return g_async_map; }
+
+// ---- Run_Step ------------------------------------------------------------------------------------
+
+void Run_Step() {
+  CRoom* room = Run_Room;
+  if (room == nullptr) return;
+  // A check: the flush, then leave when a room change or end is pending.
+  auto check = [] {
+    Run_Flush();
+    return pending_request();
+  };
+
+  if (Step_WindowSizeChanged) {
+    Step_WindowSizeChanged = false;
+    Room_PurgeMarked(room);
+    PerformEventAll(kEventDraw, kDrawResize);
+    Run_Flush();
+    Room_PurgeMarked(room);
+  }
+  const WalkNotes notes = previous_values_and_images(room);
+  Layer_Animate(room);
+  Step_SequencePass(kStepBegin);
+  Pass(kEventStep, kStepBegin);
+  if (check()) return;
+  Step_PollSockets();
+  if (check()) return;
+  if (notes.timeline) {
+    TimeLine_Stage();
+    if (check()) return;
+  }
+  TimeSource_Step(Run_DeltaTime);
+  if (check()) return;
+  Alarm_Stage();
+  if (check()) return;
+  Step_KeyboardEvents();
+  if (check()) return;
+  Step_JoystickEvents();
+  if (check()) return;
+  Step_MouseEvents();
+  if (check()) return;
+  Step_LayerEffects(room);
+  Step_SequencesAdvance(room);
+  Step_SequencePass(kStepNormal);
+  Pass(kEventStep, kStepNormal);
+  if (check()) return;
+  Step_SequenceMoments(room);
+  // Without a physics world the instances move; the physics subsystem doesn't exist here.
+  if (room->physicsWorld == nullptr) motion(room);
+  if (check()) return;
+  Step_BoundaryEvents(room);
+  if (check()) return;
+  Step_AsyncEvents();
+  if (check()) return;
+  if (room->physicsWorld == nullptr) Step_CollisionEvents();
+  if (check()) return;
+  Step_SequencePass(kStepEnd);
+  Pass(kEventStep, kStepEnd);
+  if (check()) return;
+  Step_ParticlesAdvance();
+}
+
+// ---- Drawing events ------------------------------------------------------------------------------
+
+void Step_DrawWalk(int32_t subtype) {
+  CRoom* room = Run_Room;
+  if (room == nullptr) return;
+  const bool all_visible = subtype == kDrawNormal && g_DrawPhaseHooks.defaultDraw != nullptr;
+  int32_t count = 0;
+  const int32_t* objects = Object_EventObjects(kEventDraw, subtype, &count);
+  if (count == 0 && !all_visible) return;
+  if (room->layersHead == nullptr) {
+    for (CInstance* at = room->active.tail; at != nullptr;) {
+      CInstance* previous = at->previous;
+      if ((at->flags & kDrawTestMask) == kInstVisible) {
+        if (at->object != nullptr && at->object->HasEvent(kEventDraw, subtype)) {
+          PerformEventOnInstance(at, at, kEventDraw, subtype);
+        } else if (all_visible) {
+          g_DrawPhaseHooks.defaultDraw(at);
+        }
+      }
+      at = previous;
+    }
+    return;
+  }
+  // One object with one instance: only that instance's layer is visited.
+  if (count == 1 && !all_visible) {
+    const CObjectTV* object = Object_Find(objects[0]);
+    if (object != nullptr && object->instances.count == 1) {
+      const CInstance* only = object->instances.head->instance;
+      const CLayer* layer = Layer_Find(room, only->layerId);
+      if (layer != nullptr && layer->visible) walk_layer(*layer, subtype, false);
+      return;
+    }
+  }
+  for (const CLayer* layer = room->layersTail; layer != nullptr;) {
+    const CLayer* previous = layer->previous;
+    if (layer->visible) walk_layer(*layer, subtype, all_visible);
+    layer = previous;
+  }
+}
+
+void Run_DrawEvents() {
+  CRoom* room = Run_Room;
+  if (room == nullptr) return;
+  const DrawPhaseHooks& hooks = g_DrawPhaseHooks;
+  if (room->clearDisplayBuffer && hooks.clearDisplay != nullptr) hooks.clearDisplay();
+  Step_DrawWalk(kDrawPre);
+  if (room->enableViews) {
+    for (int32_t n = 0; n < kRoomViewCount; ++n) {
+      const CViewGM* view = room->views[n];
+      if (view == nullptr || !view->visible) continue;
+      if (hooks.setView != nullptr) hooks.setView(n);
+      Step_DrawWalk(kDrawBegin);
+      Step_DrawWalk(kDrawNormal);
+      Step_DrawWalk(kDrawEnd);
+    }
+  } else {
+    if (hooks.setView != nullptr) hooks.setView(-1);
+    Step_DrawWalk(kDrawBegin);
+    Step_DrawWalk(kDrawNormal);
+    Step_DrawWalk(kDrawEnd);
+  }
+  Step_DrawWalk(kDrawPost);
+  if (hooks.presentSurface != nullptr) hooks.presentSurface();
+  Step_DrawWalk(kDrawGuiBegin);
+  Step_DrawWalk(kDrawGui);
+  Step_DrawWalk(kDrawGuiEnd);
+  if (hooks.drawCursor != nullptr) hooks.drawCursor();
+}

@@ -1,0 +1,23 @@
+// Stages of subjects that have not landed: without sequences, sockets, effects, particle systems
+// or an audio queue there is nothing to advance or apply.
+#include "world/step_stages.h"
+
+#include "world/instance.h"
+
+void Step_SequencePass(int32_t) {}
+void Step_SequencesAdvance(CRoom*) {}
+void Step_SequenceMoments(CRoom*) {}
+void Step_PollSockets() {}
+void Step_LayerEffects(CRoom*) {}
+void Step_ParticlesAdvance() {}
+void Flush_ParticleDepths() {}
+void Flush_AudioQueue() {}
+
+bool Step_MoveInstance(CInstance* instance) {
+  if (instance->hspeed == 0.0f && instance->vspeed == 0.0f) return false;
+  instance->x += instance->hspeed;
+  instance->y += instance->vspeed;
+  instance->flags |= kInstBBoxDirty;
+  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
+  return false;
+}

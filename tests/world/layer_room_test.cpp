@@ -1,0 +1,133 @@
+// A room's layers from a written ROOM record: the layers sorted by depth with their elements, the
+// placed instances on their file layer, ids of new layers after the file's highest, the working
+// copy's own tile cells, and the target room of the builtins.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <vector>
+
+#include "core/builtin_families.h"
+#include "core/frame_state.h"
+#include "data/game_data.h"
+#include "datawin/writer/chunk_rooms.h"
+#include "support/fixture.h"
+#include "support/world_fixture.h"
+#include "world/instance.h"
+#include "world/layer.h"
+#include "world/room.h"
+
+// Records are built with designated initialisers that name only the fields a test cares about.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
+using namespace datawin;
+
+namespace {
+
+class LayerRoomTest : public WorldTest {
+ protected:
+  void SetUp() override {
+    WorldTest::SetUp();
+    Run_Room = nullptr;
+    Layer_ResetState();
+    Builtins_AddRegistrar(kFamilyResource, Room_RegisterBuiltins);
+    Builtins_AddRegistrar(kFamilyResource, Layer_RegisterBuiltins);
+  }
+  void TearDown() override {
+    Room_FreeAll();
+    Layer_ResetState();
+    WorldTest::TearDown();
+  }
+
+  void load_game() {
+    RoomRecord room{.name = "rm_layers"};
+    room.placements = {{.x = 8, .object = 0, .id = 100001}, {.x = 9, .object = 0, .id = 100002}};
+    room.layers = {
+        {.name = "Instances", .id = 7, .kind = layer::kKindInstances, .depth = 100, .instances = {100001}},
+        {.name = "Backdrop", .id = 3, .kind = layer::kKindBackground, .depth = 500,
+         .background = {.sprite = 5, .animation_speed = 2, .speed_type = 1}},
+        {.name = "Assets", .id = 12, .kind = layer::kKindAssets, .depth = 200, .hspeed = 2,
+         .sprites = {{.name = "torch", .sprite = 6, .x = 40, .y = 41}}},
+        {.name = "Tiles", .id = 4, .kind = layer::kKindTileMap, .depth = 300,
+         .tile_map = {.tile_set = 2, .width = 3, .height = 2, .cells = {1, 2, 3, 4, 5, 6}}}};
+    tables_ = KVCodeTables{};
+    g_CodeTables = &tables_;
+    Gen8Record header = MinimalHeader(17, 2, 60.0f);
+    header.room_order = {0, 1};
+    header.last_instance_id = 100010;
+    Writer writer;
+    add_gen8(writer, header);
+    add_objt(writer, {ObjectDef("thing")}, 17);
+    add_room(writer, {room, RoomRecord{.name = "rm_other"}});
+    image_ = BuildImage(writer);
+    const auto size = static_cast<uint32_t>(image_.size());
+    ASSERT_TRUE(HeaderScan(image_.data(), size));
+    ASSERT_TRUE(LoadGameData(image_.data(), size));
+    Room_LoadTemplates();
+    LastInstanceId = 100010;
+  }
+
+  static std::vector<int32_t> ids(const CRoom* room) {
+    std::vector<int32_t> out;
+    for (CLayer* at = room->layersHead; at != nullptr; at = at->next) out.push_back(at->id);
+    return out;
+  }
+};
+
+TEST_F(LayerRoomTest, RoomStartBuildsLayersFromTheRecord) {
+  load_game();
+  Room_Start(0, true);
+  ASSERT_NE(Run_Room, nullptr);
+  // The file layers sorted by depth, then a managed layer for the placement without a file layer
+  // (depth 0 from its object): ids of new layers follow the file's highest id, 12.
+  EXPECT_EQ(ids(Run_Room), (std::vector<int32_t>{13, 7, 12, 4, 3}));
+  EXPECT_TRUE(Layer_Find(Run_Room, 13)->managed);
+
+  CInstance* placed = Instance_Find(100001);
+  ASSERT_NE(placed, nullptr);
+  EXPECT_EQ(placed->layerId, 7);
+  EXPECT_NE(placed->flags & kInstHasLayerElement, 0u);
+  EXPECT_EQ(placed->depth, 100.0f);
+  EXPECT_EQ(Instance_Find(100002)->layerId, 13);
+
+  CLayer* assets = Layer_Find(Run_Room, 12);
+  ASSERT_EQ(assets->elementCount, 1);
+  const auto* torch = static_cast<CLayerSpriteElement*>(assets->elementsHead);
+  EXPECT_EQ(torch->kind, kLayerElementSprite);
+  EXPECT_EQ(torch->name, "torch");
+  EXPECT_EQ(torch->x, 40.0f);
+  EXPECT_TRUE(torch->live);
+  const auto* backdrop = static_cast<CLayerBackgroundElement*>(Layer_Find(Run_Room, 3)->elementsHead);
+  ASSERT_NE(backdrop->background, nullptr);
+  EXPECT_EQ(backdrop->background->spriteIndex, 5);
+
+  // The step scrolls the file layer's offset by its speed.
+  Layer_Animate(Run_Room);
+  EXPECT_EQ(assets->xOffset, 2.0f);
+}
+
+TEST_F(LayerRoomTest, TheWorkingCopyEditsItsOwnCells) {
+  load_game();
+  Room_Start(0, true);
+  auto* map = static_cast<CLayerTilemapElement*>(Layer_Find(Run_Room, 4)->elementsHead);
+  ASSERT_EQ(map->kind, kLayerElementTilemap);
+  EXPECT_EQ(map->cells[4], 5u);
+  call("tilemap_set", nullptr, {RV_Real(map->id), RV_Real(9), RV_Real(1), RV_Real(1)});
+  EXPECT_EQ(map->cells[4], 9u);
+  const auto* original = static_cast<CLayerTilemapElement*>(Layer_Find(Room_Template(0), 4)->elementsHead);
+  EXPECT_EQ(original->cells[4], 5u);
+}
+
+TEST_F(LayerRoomTest, TheTargetRoomRedirectsTheBuiltins) {
+  load_game();
+  Room_Start(0, true);
+  call("layer_set_target_room", nullptr, {RV_Real(1)});
+  EXPECT_EQ(call("layer_get_target_room", nullptr, {}).val, 1.0);
+  const double made = call("layer_create", nullptr, {RV_Real(5)}).val;
+  EXPECT_EQ(Layer_Find(Run_Room, static_cast<int32_t>(made)), nullptr);
+  EXPECT_NE(Layer_Find(Room_Template(1), static_cast<int32_t>(made)), nullptr);
+  call("layer_reset_target_room", nullptr, {});
+  EXPECT_EQ(call("layer_get_target_room", nullptr, {}).val, 0.0);
+  EXPECT_EQ(call("layer_exists", nullptr, {RV_Real(made)}).val, 0.0);
+}
+
+}  // namespace
