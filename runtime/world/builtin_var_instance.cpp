@@ -7,6 +7,7 @@
 #include "core/frame_state.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
+#include "world/layer.h"
 #include "world/instance_path.h"
 #include "world/step.h"
 
@@ -305,7 +306,12 @@ const Row kRows[] = {
     {"display_aa", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, nullptr},
     {"delta_time", +[](CInstance*, int32_t, RValue* out) { return real(out, static_cast<double>(Run_DeltaTime)); }, nullptr},
     {"webgl_enabled", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, nullptr},
-    {"layer", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->layerId); },
+    {"layer",
+     +[](CInstance* self, int32_t, RValue* out) {
+       // A managed layer is the instance's private one, made for its depth: scripts see no layer.
+       const CLayer* layer = self->layerId >= 0 ? Layer_Find(Run_Room, self->layerId) : nullptr;
+       return real(out, layer != nullptr && !layer->managed ? self->layerId : -1);
+     },
      +[](CInstance* self, int32_t, RValue* value) {
        const int32_t layer = BuiltinVar_Int(value);
        const InstanceWorldHooks& hooks = g_InstanceWorldHooks;

@@ -7,11 +7,13 @@
 #include <vector>
 
 #include "core/builtin_families.h"
+#include "core/builtin_var.h"
 #include "core/console.h"
 #include "core/error.h"
 #include "core/object.h"
 #include "support/world_fixture.h"
 #include "world/instance.h"
+#include "world/builtin_var_rows.h"
 #include "world/layer.h"
 
 namespace {
@@ -302,6 +304,27 @@ TEST_F(LayerTest, NewLayersTakeIdsAboveTheCounter) {
   ASSERT_EQ(all.pArray->length, 2);
   EXPECT_EQ(all.pArray->pArray[1].val, second->id);
   RV_Free(&all);
+}
+
+}  // namespace
+
+namespace {
+
+double LayerVariable(CInstance* instance) {
+  RValue out = RV_Undefined();
+  EXPECT_TRUE(Variable_GetValue(KV_AsObject(instance), Variable_BuiltIn_Find("layer"), -1, &out));
+  return RV_ToDouble(out);
+}
+
+TEST_F(LayerTest, LayerVariableHidesTheManagedLayerOfAnInstanceMadeByDepth) {
+  BuiltinVar_RegisterAll();
+  CInstance* by_depth = make(kB, 0, 0, 100);
+  CLayer* named = Layer_Create(&room_, 10, "Named");
+  CInstance* on_named = Create_Instance_OnLayer(kB, 0, 0, named->id);
+  EXPECT_NE(by_depth->layerId, -1);
+  EXPECT_EQ(LayerVariable(by_depth), -1.0);
+  EXPECT_EQ(LayerVariable(on_named), static_cast<double>(named->id));
+  Variable_BuiltIn_Reset();
 }
 
 }  // namespace
