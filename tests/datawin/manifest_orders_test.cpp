@@ -79,7 +79,7 @@ TEST(ManifestOrders, BadLinesNameTheLine) {
   const Case cases[] = {
       {"[functions]\n[sounds]\n", "m.txt:2: unknown section [sounds]"},
       {"[functions]\n[functions]\n", "m.txt:2: section [functions] given twice"},
-      {"[functions]\ngml_thing\n", "m.txt:2: \"gml_thing\" is not a tsl_Script_"},
+      {"[functions]\nraw_thing\n", "m.txt:2: \"raw_thing\" is not a tsl_Script_"},
       {"[functions]\ntsl_Script_a\n\ntsl_Script_a\n", "m.txt:4: function \"tsl_Script_a\" listed twice"},
       {"[functions]\ntsl_Script_a\ntsl_GlobalScript_a\n", "m.txt:3: script name \"a\" used by two rows"},
       {"[functions]\ntsl_Script_a b\n", "m.txt:2: expected one compiled function name"},
