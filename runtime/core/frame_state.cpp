@@ -10,6 +10,7 @@ int64_t Run_SecondStart = 0;
 int32_t Run_FramesThisSecond = 0;
 int32_t Run_Fps = 0;
 int64_t Run_TotalFrames = 0;
+int64_t DrawnSteps = 0;
 int64_t Run_DeltaTime = 0;
 int32_t Run_ResetCountdown = 0;
 int32_t Run_ExitCode = 0;
@@ -27,6 +28,7 @@ int64_t Run_CurrentTimeSeconds = 0;
 
 void FrameState_Reset() {
   Run_Running = false;
+  DrawnSteps = 0;
   New_Room = kNewRoomNone;
   Run_Room = nullptr;
   Run_FrameStart = 0;

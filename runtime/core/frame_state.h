@@ -22,6 +22,8 @@ extern int64_t Run_SecondStart;
 extern int32_t Run_FramesThisSecond;
 extern int32_t Run_Fps;
 extern int64_t Run_TotalFrames;
+// Steps that reached the end of their draw phase (a step with a room request is not drawn).
+extern int64_t DrawnSteps;
 extern int64_t Run_DeltaTime;
 extern int32_t Run_ResetCountdown;
 extern int32_t Run_ExitCode;

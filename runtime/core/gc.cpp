@@ -19,6 +19,7 @@ KVObjectBase* g_ObjectContainer = nullptr;
 bool g_GCAvailable = true;
 bool g_GCEnabled = true;
 bool g_GCForce = false;
+bool g_GCThreadedWanted = true;
 uint32_t g_GCStamp = 1;
 int32_t g_GCFrame = 0;
 int32_t g_GCMarkLimit = kGCGenerations;

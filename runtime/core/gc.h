@@ -66,6 +66,9 @@ extern KVObjectBase* g_ObjectContainer;
 extern bool g_GCAvailable;
 extern bool g_GCEnabled;
 extern bool g_GCForce;
+// Whether sweeps should free on a background thread; read when a sweep finishes. This collector
+// frees on the main thread, so the wish is only kept.
+extern bool g_GCThreadedWanted;
 extern uint32_t g_GCStamp;       // goes up by one for each pass
 extern int32_t g_GCFrame;        // passes finished
 extern int32_t g_GCMarkLimit;    // marking doesn't enter objects of a higher generation

@@ -7,3 +7,12 @@ struct RValue;
 void Run_InstallBuiltinRegistrars();
 void Run_RegisterGameBuiltins();
 void Run_RegisterDisplayTimingBuiltins();
+// debug_event and the switches it turns.
+void Run_RegisterDebugEventBuiltins();
+
+struct DebugFlags {
+  bool vmTrace = false;       // accepted; nothing traces
+  bool badRefsCrash = false;  // VMBadRefsCrash / VMBadRefsIgnore
+  bool breakOnError = false;
+};
+DebugFlags& Debug_Flags();

@@ -140,6 +140,7 @@ void DoAStep() {
     Backgrounds_Scroll();
     Particles_UpdateView();
     Deferred_Process();
+    ++DrawnSteps;
   }
   if (New_Room == kNewRoomNone) GCStep(-1);
 }

@@ -146,6 +146,7 @@ bool InitGame() {
   Builtins_ClearRegistrars();
   Run_InstallBuiltinRegistrars();
   RunVariables_Reset();
+  Debug_Flags() = DebugFlags{Run_Options().vm_trace};
   BuiltinVar_RegisterAll();
   World_Init(Exception_Unhandled);
   return true;

@@ -57,7 +57,7 @@ bool IO_PauseEventThisFrame() { return false; }
 void Instance_PurgeDestroyed() { Room_PurgeMarked(Run_Room); }
 void Room_Draw() { Run_DrawEvents(); }
 void Deferred_Process() { Run_Flush(); }
-void Backgrounds_Scroll() {}
+void Backgrounds_Scroll() { Room_ScrollBackgrounds(Run_Room); }
 void Particles_UpdateView() {}
 void VirtualKeys_Draw() {}
 

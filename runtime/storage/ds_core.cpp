@@ -202,6 +202,11 @@ int32_t DS_TableLength(DsKind kind) {
   return table != nullptr ? table->length : 0;
 }
 
+int32_t DS_TableCapacity(DsKind kind) {
+  const Table* table = table_of(kind);
+  return table != nullptr ? table->capacity : 0;
+}
+
 bool DS_Destroy(DsKind kind, int64_t id) {
   DsLock lock(DsMutex());
   DsStructure* structure = DS_Lookup(kind, id);

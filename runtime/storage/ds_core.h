@@ -127,6 +127,8 @@ DsStructure* DS_LookupOrRaise(DsKind kind, int64_t id);
 // Enters a new structure under the lowest free id of its kind.
 int32_t DS_Register(DsStructure* structure);
 int32_t DS_TableLength(DsKind kind);
+// Slots the table of a kind has room for before it grows.
+int32_t DS_TableCapacity(DsKind kind);
 // Frees the structure at id and clears its entry; a map or list takes its marked structures with
 // it. False when there was none.
 bool DS_Destroy(DsKind kind, int64_t id);

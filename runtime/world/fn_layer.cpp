@@ -432,7 +432,7 @@ void Layer_RegisterBuiltins() {
   Function_Add("layer_get_id", F_LayerGetId, 1, 0);
   Function_Add("layer_get_id_at_depth", F_LayerGetIdAtDepth, 1, 0);
   Function_Add("layer_get_depth", F_LayerGetDepth, 1, 0);
-  Function_Add("layer_create", F_LayerCreate, -1, 0);
+  Function_Add("layer_create", F_LayerCreate, 2, 0);
   Function_Add("layer_destroy", F_LayerDestroy, 1, 0);
   Function_Add("layer_destroy_instances", F_LayerDestroyInstances, 1, 0);
   Function_Add("layer_add_instance", F_LayerAddInstance, 2, 0);

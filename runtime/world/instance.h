@@ -215,6 +215,8 @@ void Instance_FlushDeactivation();
 void Instance_FlushChangedObjects();
 void Instance_FlushDepthChanges();
 void Instance_Flush();
+// Empties DeactivationList without applying it (the end of a room).
+void Instance_DropDeactivations();
 int32_t Instance_PendingDeactivations();
 int32_t Instance_PendingChanges();
 const std::vector<CInstance*>& Instance_ChangedList();       // ChangedObjectList

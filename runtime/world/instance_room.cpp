@@ -456,6 +456,11 @@ void Instance_Flush() {
   Instance_FlushDepthChanges();
 }
 
+void Instance_DropDeactivations() {
+  for (CInstance* instance : g_deactivation) instance->onDeactivationList = false;
+  g_deactivation.clear();
+}
+
 int32_t Instance_PendingDeactivations() { return static_cast<int32_t>(g_deactivation.size()); }
 int32_t Instance_PendingChanges() { return static_cast<int32_t>(g_changed.size()); }
 const std::vector<CInstance*>& Instance_ChangedList() { return g_changed; }

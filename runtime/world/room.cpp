@@ -380,3 +380,12 @@ void Room_FreeAll() {
   Room_TemplateNames.clear();
   g_codes.clear();
 }
+
+void Room_ScrollBackgrounds(CRoom* room) {
+  if (room == nullptr) return;
+  for (CBackGM* background : room->backgrounds) {
+    if (background == nullptr) continue;
+    background->x += background->hspeed;
+    background->y += background->vspeed;
+  }
+}

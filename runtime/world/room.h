@@ -192,6 +192,9 @@ bool Room_Assign(int32_t dest, int32_t source);
 // Frees a room record that no list refers to any more: its instances (CleanUp first in generation
 // 2 for those without the flags 0x43, when cleanUp), its layers and its records.
 void Room_Free(CRoom* room, bool cleanUp);
+// Moves each old-style background record of the room by its speeds, once per drawn step. A null
+// room does nothing.
+void Room_ScrollBackgrounds(CRoom* room);
 
 // ---- Transitions ---------------------------------------------------------------------------------
 // Enter a room: the working copy is taken up or made, carried instances enter it, placed

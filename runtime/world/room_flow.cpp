@@ -295,6 +295,7 @@ void Room_End(bool gameEnding) {
     }
     if (generation2()) Layer_RoomEnd(room);
     if (g_InstanceWorldHooks.treeReset != nullptr) g_InstanceWorldHooks.treeReset();
+    Instance_DropDeactivations();
     return;
   }
   if (generation2()) Layer_RoomEnd(room);
@@ -304,6 +305,7 @@ void Room_End(bool gameEnding) {
   }
   Room_Free(room, true);
   Run_Room = nullptr;
+  Instance_DropDeactivations();
 }
 
 void Room_Start(int32_t index, bool first) {

@@ -248,13 +248,14 @@ void Step_BoundaryEvents(CRoom* room) {
   }
 }
 
+// Every queued result is raised, even after a handler asked for a room change: the filter of
+// PerformEvent then lets only persistent instances (or a persistent room) have them.
 void Step_AsyncEvents() {
   const std::vector<EventAsyncRequest> requests = Event_TakeAsyncRequests();
   for (const EventAsyncRequest& request : requests) {
     g_async_map = request.map;
     Pass(kEventOther, request.subtype);
     g_async_map = -1;
-    if (pending_request()) return;
   }
 }
 

@@ -52,7 +52,7 @@ class GlMipTest : public ::testing::Test {
 
   // A 64 x 64 texture: opaque white where keep(x) holds, opaque black elsewhere.
   Texture* Columns(bool marked, bool (*keep)(int x)) {
-    Texture* texture = Texture_Create(kSize, kSize, kTextureFormatRGBA, marked ? kCreateMips : 0);
+    Texture* texture = Texture_Create(kSize, kSize, kTextureFormatRGBA, marked ? static_cast<uint32_t>(kCreateMips) : 0u);
     for (int y = 0; y < kSize; ++y) {
       for (int x = 0; x < kSize; ++x) {
         uint8_t* p = texture->pixels.data() + (static_cast<size_t>(y) * kSize + x) * 4;

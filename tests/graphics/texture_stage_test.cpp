@@ -104,7 +104,7 @@ TEST_F(TextureStage, SetStageFlushesBindsAndClears) {
       {8, -1, id},        // no such stage: nothing happens
       {-1, -1, id},
       {3, 999, white},    // nothing resolves: the stage shows white
-      {3, slot, id},
+      {3, static_cast<double>(slot), id},
       {3, -1, white},
   };
   for (const Case& c : cases) {

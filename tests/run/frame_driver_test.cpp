@@ -91,6 +91,27 @@ TEST_F(FrameDriverTest, RoomSpeedZeroIsRewrittenToOne) {
   EXPECT_EQ(Run_RoomSpeed, 1);
 }
 
+TEST_F(FrameDriverTest, ADrawnStepScrollsTheBackgroundsAndCountsItself) {
+  static CRoom room;
+  static CBackGM background;
+  background = CBackGM{};
+  background.hspeed = 1.5f;
+  background.vspeed = -2.0f;
+  room.backgrounds[3] = &background;
+  Run_Room = &room;
+  DoAStep();
+  DoAStep();
+  EXPECT_FLOAT_EQ(background.x, 3.0f);
+  EXPECT_FLOAT_EQ(background.y, -4.0f);
+  EXPECT_EQ(DrawnSteps, 2);
+  New_Room = 2;  // a step with a room request is neither drawn nor scrolled
+  DoAStep();
+  EXPECT_FLOAT_EQ(background.x, 3.0f);
+  EXPECT_EQ(DrawnSteps, 2);
+  room.backgrounds[3] = nullptr;
+  Run_Room = nullptr;
+}
+
 TEST_F(FrameDriverTest, EndRequestsStopTheLoopBeforeTheFrameCounts) {
   for (int32_t request : {kNewRoomEndGame, kNewRoomAbort}) {
     Run_Running = true;

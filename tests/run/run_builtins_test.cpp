@@ -6,8 +6,11 @@
 #include "core/error.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
+#include "core/gc.h"
+#include "core/object.h"
 #include "core/run_builtins.h"
 #include "core/timing.h"
+#include "core/variable_names.h"
 #include "storage/fn_ds.h"
 
 namespace {
@@ -112,6 +115,57 @@ TEST_F(RunBuiltinsTest, ReleaseModeSwapsTheGridCellBuiltinsAndBack) {
   EXPECT_NE(Function_Row(get)->handler, checked);
   call("tsl_release_mode", {RV_Real(0.25)});
   EXPECT_EQ(Function_Row(get)->handler, checked);
+}
+
+double Field(const RValue& structure, const char* name) {
+  RValue out = RV_Undefined();
+  EXPECT_TRUE(Object_GetVar(RV_ObjectOf(structure), Variable_GetSlot(name), kIndexWholeValue, &out)) << name;
+  return RV_ToDouble(out);
+}
+
+TEST_F(RunBuiltinsTest, DebugEventTurnsItsSwitchesAndCountsDataStructures) {
+  Run_RegisterDebugEventBuiltins();
+  DS_RegisterBuiltins();
+  Debug_Flags() = DebugFlags{};
+  g_GCThreadedWanted = true;
+  struct Switch {
+    const char* word;
+    bool (*read)();
+    bool expected;
+  };
+  const Switch switches[] = {
+      {"VMTraceOn", [] { return Debug_Flags().vmTrace; }, true},
+      {"VMTraceOff", [] { return Debug_Flags().vmTrace; }, false},
+      {"VMBadRefsCrash", [] { return Debug_Flags().badRefsCrash; }, true},
+      {"VMBadRefsIgnore", [] { return Debug_Flags().badRefsCrash; }, false},
+      {"MultithreadGCOff", [] { return g_GCThreadedWanted; }, false},
+      {"MultithreadGCOn", [] { return g_GCThreadedWanted; }, true},
+      {"BreakOnError", [] { return Debug_Flags().breakOnError; }, true},
+  };
+  for (const Switch& s : switches) {
+    RValue word = RV_Undefined();
+    RV_SetString(&word, s.word);
+    const RValue result = call("debug_event", {word});
+    RV_Free(&word);
+    EXPECT_EQ(RV_Kind(result), kRVObject) << s.word;
+    EXPECT_EQ(s.read(), s.expected) << s.word;
+  }
+
+  call("ds_list_create", {});
+  call("ds_list_create", {});
+  const RValue map = call("ds_map_create", {});
+  RValue word = RV_Undefined();
+  RV_SetString(&word, "ResourceCounts");
+  const RValue counts = call("debug_event", {word});
+  RV_Free(&word);
+  EXPECT_EQ(Field(counts, "listCount"), 2.0);
+  EXPECT_EQ(Field(counts, "listMaxIndex"), 1.0);
+  EXPECT_GE(Field(counts, "listArrayAllocatedSize"), 2.0);
+  EXPECT_EQ(Field(counts, "mapCount"), 1.0);
+  EXPECT_EQ(Field(counts, "gridCount"), 0.0);
+  EXPECT_EQ(Field(counts, "gridMaxIndex"), -1.0);
+  call("ds_map_destroy", {map});
+  GC_Reset();
 }
 
 }  // namespace

@@ -109,7 +109,9 @@ TEST_F(BuiltinVarRowsTest, ConstantRowsHaveTheirExactBits) {
     RValue out = RV_Unset();
     ASSERT_TRUE(Variable_GetBuiltIn(nullptr, Id(c.name), -1, &out)) << c.name;
     EXPECT_EQ(RV_Kind(out), c.kind) << c.name;
-    if (c.kind != kRVUndefined) EXPECT_EQ(out.v64, c.bits) << c.name;
+    if (c.kind != kRVUndefined) {
+      EXPECT_EQ(out.v64, c.bits) << c.name;
+    }
   }
   EXPECT_EQ(Read(instance_, "argument_count"), 0.0);
   EXPECT_EQ(Read(instance_, "os_type"), 0.0);

@@ -109,7 +109,9 @@ TEST_F(LayerTest, DepthChangesApplyAtTheFlush) {
     ASSERT_NE(layer_of(instance), nullptr);
     EXPECT_EQ(layer_of(instance)->depth, static_cast<int32_t>(test.to)) << test.to;
     EXPECT_EQ(instance->layerId == before, test.same_layer) << test.to;
-    if (!test.same_layer) EXPECT_EQ(Layer_Find(&room_, before), nullptr) << test.to;
+    if (!test.same_layer) {
+      EXPECT_EQ(Layer_Find(&room_, before), nullptr) << test.to;
+    }
     Instance_Destroy(instance, true);
     Room_PurgeMarked(&room_);
     EXPECT_EQ(room_.layerCount, 0) << test.to;

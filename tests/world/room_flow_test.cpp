@@ -39,7 +39,12 @@ void OnCode(CInstance* self, CInstance*) { Note(self, "code"); }
 void OnGameStart(CInstance* self, CInstance*) { Note(self, "gamestart"); }
 void OnGameEnd(CInstance* self, CInstance*) { Note(self, "gameend"); }
 void OnRoomStart(CInstance* self, CInstance*) { Note(self, "roomstart"); }
-void OnCleanUp(CInstance* self, CInstance*) { Note(self, "cleanup"); }
+// An instance that a CleanUp event deactivates, for the case of a deactivation left pending.
+CInstance* g_deactivate_in_cleanup = nullptr;
+void OnCleanUp(CInstance* self, CInstance*) {
+  Note(self, "cleanup");
+  if (g_deactivate_in_cleanup != nullptr) Instance_Deactivate(g_deactivate_in_cleanup);
+}
 void OnRoomCode(CInstance*, CInstance*) { Log().push_back("room code " + std::to_string(Run_RoomIndex)); }
 
 // A request made from inside an event, for the cases that call room_goto there.
@@ -64,6 +69,7 @@ class RoomFlow : public WorldTest {
     Run_Room = nullptr;
     g_goto_in_create = -1;
     g_goto_in_room_end = -1;
+    g_deactivate_in_cleanup = nullptr;
     Builtins_AddRegistrar(kFamilyResource, Room_RegisterBuiltins);
     Layer_Init();
     Layer_ResetState();
@@ -169,6 +175,22 @@ TEST_F(RoomFlow, LeavingARoomCarriesPersistentInstancesAndFreesTheOthers) {
   EXPECT_EQ(Instance_Find(100001), nullptr);
   EXPECT_EQ(Run_Room->active.count, 2);
   EXPECT_EQ(Room_CarriedCount(), 0);
+}
+
+TEST_F(RoomFlow, DeactivationsLeftPendingAtRoomEndAreDroppedUnapplied) {
+  load_game();
+  Room_Start(0, true);
+  CInstance* kept = Instance_Find(100002);
+  // The plain instance's CleanUp, as the working copy goes, asks to deactivate the carried one.
+  g_deactivate_in_cleanup = kept;
+  Room_End(false);
+  g_deactivate_in_cleanup = nullptr;
+  EXPECT_EQ(Instance_PendingDeactivations(), 0);
+  Room_Start(1, false);
+  // No flush of the new room applies the dropped request: the carried instance stays active.
+  EXPECT_EQ(Run_Room->active.count, 2);
+  EXPECT_EQ(Run_Room->inactive.count, 0);
+  EXPECT_EQ(kept->flags & kInstOnInactiveList, 0u);
 }
 
 TEST_F(RoomFlow, PersistentRoomIsKeptAndReturnedToWithoutCreate) {

@@ -147,7 +147,7 @@ class StepEndToEnd : public WorldTest {
     controller.persistent = true;
     ObjectRecord walker = ObjectDef("walker", -1, walker_events);
     const int32_t moment = code("tl_moment", Moment);
-    g_tick_row = code("tsl_Script_tick", reinterpret_cast<TestEventFn>(Tick));
+    g_tick_row = code("tsl_Script_tick", reinterpret_cast<TestEventFn>(reinterpret_cast<void (*)()>(Tick)));
     g_script_base = 100000;
 
     std::vector<std::optional<RoomRecord>> rooms = {
@@ -219,7 +219,9 @@ TEST_F(StepEndToEnd, EventsFollowTheStepOrderAcrossRoomChanges) {
       EXPECT_FALSE(changed) << entry.what;
       // After the alarm that asked for a room, the step stops: no Step, End Step or drawing; only
       // the alarms and destroys that the filter lets through in a persistent room may follow.
-      if (after_goto) EXPECT_TRUE(entry.what == "alarm1" || entry.what == "destroy") << entry.what;
+      if (after_goto) {
+        EXPECT_TRUE(entry.what == "alarm1" || entry.what == "destroy") << entry.what;
+      }
       const auto found = kRank.find(entry.what);
       ASSERT_NE(found, kRank.end()) << entry.what;
       EXPECT_GE(found->second, rank) << entry.what << " out of order";

@@ -9,6 +9,7 @@
 #include "core/timing.h"
 #include "support/world_fixture.h"
 #include "world/event.h"
+#include "world/event_async.h"
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/step.h"
@@ -16,7 +17,7 @@
 
 namespace {
 
-constexpr int32_t kA = 0, kB = 1, kC = 2, kD = 3, kE = 4, kF = 5;
+constexpr int32_t kA = 0, kB = 1, kC = 2, kD = 3, kE = 4, kF = 5, kG = 6;
 
 // What the event functions do besides logging; set by each test.
 int32_t g_spawn = -1;            // object to create once from A's Step
@@ -58,6 +59,11 @@ void Boundary(CInstance* self, CInstance*) { log_event(self, "boundary"); }
 void Key(CInstance*, CInstance*) {
   Log().push_back(std::to_string(CurrentEventType) + "/" + std::to_string(CurrentEventNumber));
 }
+// An asynchronous result: logs async_load; the first one asks for a room change.
+void Async(CInstance* self, CInstance*) {
+  log_event(self, ("async " + std::to_string(Step_AsyncLoadMap())).c_str());
+  if (New_Room == kNewRoomNone) New_Room = 3;
+}
 void Draw(CInstance* self, CInstance*) {
   Log().push_back(std::to_string(CurrentEventNumber) + " " + std::to_string(self->id));
 }
@@ -82,6 +88,7 @@ class StepTest : public WorldTest {
     const int32_t boundary = code("boundary", Boundary);
     const int32_t draw = code("draw", Draw);
     const int32_t key = code("key", Key);
+    const int32_t async = code("async", Async);
     ASSERT_TRUE(load_objects({ObjectDef("A", -1, {{3, 1, begin}, {3, 0, step}, {3, 2, end}}),
                               ObjectDef("B", -1, {{3, 0, step}, {3, 2, end}, {2, 0, alarm}}),
                               ObjectDef("C", -1, {{7, 7, anim}}),
@@ -89,7 +96,8 @@ class StepTest : public WorldTest {
                                                   {8, 76, draw}, {8, 73, draw}}),
                               ObjectDef("E", -1, {{8, 0, draw}}),
                               ObjectDef("F", -1, {{5, 0, key}, {5, 1, key}, {5, 65, key}, {9, 0, key}, {9, 1, key},
-                                                  {9, 65, key}, {10, 0, key}, {10, 1, key}, {10, 66, key}})}));
+                                                  {9, 65, key}, {10, 0, key}, {10, 1, key}, {10, 66, key}}),
+                              ObjectDef("G", -1, {{7, 62, async}})}));
   }
   void TearDown() override {
     g_StepSpriteAnimation = nullptr;
@@ -283,6 +291,37 @@ TEST_F(StepTest, DrawEventsGoFromTheHighestDepthToTheLowestInTheirOrder) {
   hidden->flags &= ~kInstVisible;
   Run_DrawEvents();
   EXPECT_EQ(Log(), (std::vector<std::string>{"76 1", "0 2", "0 1", "73 1", "64 1"}));
+}
+
+TEST_F(StepTest, AsyncStageRaisesEveryQueuedResultEvenAfterARoomRequest) {
+  struct Case {
+    const char* name;
+    bool persistent;
+    std::vector<int32_t> maps;  // the async_load of each event G gets
+  };
+  const Case cases[] = {
+      {"a persistent instance gets the results after the request", true, {10, 11}},
+      {"others are filtered once the request is made", false, {10}},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.name);
+    New_Room = kNewRoomNone;
+    CInstance* g = make(kG);
+    if (test.persistent) g->flags |= kInstPersistent;
+    Event_QueueAsync(10, 62);
+    Event_QueueAsync(11, 62);
+    Log().clear();
+    Step_AsyncEvents();
+    std::vector<std::string> expected;
+    for (int32_t map : test.maps) expected.push_back("async " + std::to_string(map) + " " + tag(g));
+    EXPECT_EQ(take_log(), expected);
+    EXPECT_EQ(New_Room, 3);
+    EXPECT_EQ(Step_AsyncLoadMap(), -1);
+    EXPECT_TRUE(Event_TakeAsyncRequests().empty());
+    New_Room = kNewRoomNone;
+    Instance_Destroy(g, false);
+    Room_PurgeMarked(&room_);
+  }
 }
 
 TEST_F(StepTest, KeyboardStageRunsKeysAscendingThenTheAnyAndNoKeyPasses) {

@@ -44,7 +44,7 @@ class TimelineTest : public WorldTest {
     Builtins_AddRegistrar(kFamilyTime, TimeLine_RegisterBuiltins);
     const int32_t moment = code("tl_moment", Moment);
     const int32_t jump = code("tl_jump", Jump);
-    script_row_ = code("tsl_Script_moment_script", reinterpret_cast<TestEventFn>(ScriptMoment));
+    script_row_ = code("tsl_Script_moment_script", reinterpret_cast<TestEventFn>(reinterpret_cast<void (*)()>(ScriptMoment)));
     ASSERT_TRUE(load({datawin::TimelineRecord{"tl_main", {{0, moment}, {10, moment}, {15, moment}}},
                                         datawin::TimelineRecord{"tl_jump", {{2, jump}, {12, moment}, {25, moment}}}}));
     ASSERT_TRUE(TimeLine_BuildFromAssets());
