@@ -16,6 +16,7 @@
 
 bool g_ErrorsMuted = false;
 bool g_ErrorPending = false;
+bool g_EventErrorReporting = false;
 
 namespace {
 

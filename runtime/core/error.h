@@ -105,3 +105,8 @@ void Error_ForgetCachedObjects();
 
 extern bool g_ErrorsMuted;
 extern bool g_ErrorPending;
+// Set while a non-fatal error is being reported (ShowError with abort false, across its dialog and
+// the message pumping before it): the event dispatch drops CleanUp events meanwhile, so an
+// instance can't be cleaned up under the code that raised the error. It lives here so the world
+// can read it without the core knowing the world.
+extern bool g_EventErrorReporting;

@@ -103,13 +103,27 @@ void F_ScriptGetName(RValue* result, CInstance*, CInstance*, int argc, RValue* a
   RV_SetString(result, name.c_str());
 }
 
-// The abort flag is read but the error always takes the exception path.
+// The text of show_error as the error's format. Script text never reaches printf as a format:
+// "%%" becomes "%", and every other '%' stays as it stands with what follows it, since the only
+// arguments that would go with the format are the text and the abort flag themselves.
+std::string show_error_text(const std::string& format) {
+  std::string out;
+  out.reserve(format.size());
+  for (size_t i = 0; i < format.size(); ++i) {
+    out += format[i];
+    if (format[i] == '%' && i + 1 < format.size() && format[i + 1] == '%') ++i;
+  }
+  return out;
+}
+
+// The abort flag is read but the error always takes the exception path, the way KVError does
+// (muting included, and the same 1024-byte limit on the text).
 void F_ShowError(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
   *result = RV_Undefined();
   char* text = RV_ToText(argc > 0 ? argv[0] : RV_Undefined());
-  const std::string message = text != nullptr ? text : "";
+  const std::string message = show_error_text(text != nullptr ? text : "");
   KV_FREE(text);
-  ErrorReport(message.c_str(), true, false);
+  KVError("%s", message.c_str());
 }
 
 void F_ExceptionUnhandledHandler(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {

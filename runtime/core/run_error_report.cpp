@@ -89,6 +89,13 @@ std::string ErrorReport_DialogText(const std::string& text) {
 void ShowError(const std::string& text, bool abort) {
   if (g_abort_latched) return;
   if (Options_Flag(datawin::optn::kOptionErrorsEndGame)) abort = true;
+  // A non-fatal report pumps messages and may wait on the dialog; CleanUp events stay off until it
+  // is over (the previous value comes back, on unwinding too, for a report inside a report).
+  struct ReportingScope {
+    bool saved = g_EventErrorReporting;
+    explicit ReportingScope(bool set) { g_EventErrorReporting = saved || set; }
+    ~ReportingScope() { g_EventErrorReporting = saved; }
+  } reporting(!abort);
   const RunOptions& options = Run_Options();
   if (!options.headless && !options.no_errors && g_display_errors) {
     if (Window_State().fullscreen_active) Window_Set_Fullscreen(false);

@@ -13,6 +13,7 @@
 #include "core/run_game.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
+#include "world/builtin_var_rows.h"
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/room.h"
@@ -30,6 +31,18 @@ bool step_sprite_animation(int32_t index, StepSpriteAnimation* out) {
   out->speed = sprite->new_form ? sprite->speed : 1.0f;
   out->speedType = sprite->new_form ? sprite->speed_type : 1;
   out->frames = static_cast<int32_t>(sprite->frame_count);
+  return true;
+}
+
+// What an instance's sprite rows read: the frame count, the size and the origin of the sprite.
+bool sprite_metrics(int32_t index, SpriteMetrics* out) {
+  const SpriteAsset* sprite = Sprite_Get(index);
+  if (sprite == nullptr) return false;
+  out->frames = static_cast<int32_t>(sprite->frame_count);
+  out->width = sprite->width;
+  out->height = sprite->height;
+  out->xoffset = sprite->xOrigin;
+  out->yoffset = sprite->yOrigin;
   return true;
 }
 
@@ -97,10 +110,12 @@ bool Script_Prepare() {
   return Script_Bind(records);
 }
 bool TimeLine_Prepare() { return TimeLine_BuildFromAssets(); }
-// The objects were prepared when OBJT was read; the image update learns the sprites' speeds here.
+// The objects were prepared when OBJT was read; the image update learns the sprites' speeds here,
+// and the sprite rows of the instances their frame counts, sizes and origins.
 bool Object_Prepare() {
   g_DebugConsole->Output("Preparing %d objects:\n", Object_Count());
   g_StepSpriteAnimation = step_sprite_animation;
+  g_BuiltinVarSpriteMetrics = sprite_metrics;
   return true;
 }
 // Rooms: the templates, the frame's room speed, and what rooms ask of input and sprites.

@@ -5,7 +5,10 @@
 
 #include "core/call.h"
 #include "core/function_table.h"
+#include "core/memory.h"
 #include "core/variable_names.h"
+
+void KVFreeString(char* text) { KV_FREE(text); }
 
 namespace tsl {
 

@@ -27,6 +27,10 @@
 #include "core/rvalue.h"
 #include "core/with.h"
 
+// Releases a text that the runtime made for compiled code (RV_ToText and the like) through the
+// memory manager; null does nothing.
+void KVFreeString(char* text);
+
 namespace tsl {
 
 // An RValue that owns its reference.

@@ -17,7 +17,6 @@ int32_t CurrentEventType = -1;
 int32_t CurrentEventNumber = -1;
 int32_t CurrentEventObject = -1;
 int32_t EventDepth = 0;
-bool g_EventErrorReporting = false;
 
 namespace {
 

@@ -179,6 +179,14 @@ void Instance_IdTableRemove(CInstance* instance) {
 
 int32_t Instance_IdTableCount() { return g_ids != nullptr ? g_ids->Count() : 0; }
 
+std::vector<CInstance*> Instance_IdTableInOrder() {
+  std::vector<CInstance*> out;
+  if (g_ids == nullptr) return out;
+  out.reserve(static_cast<size_t>(g_ids->Count()));
+  g_ids->ForEach([&out](int32_t, CInstance*& instance) { out.push_back(instance); });
+  return out;
+}
+
 void Instance_ForgetIdTable() {
   KV_Delete(g_ids);
   g_ids = nullptr;

@@ -170,6 +170,9 @@ CInstance* Instance_FindLive(int32_t id);
 void Instance_IdTableAdd(CInstance* instance);
 void Instance_IdTableRemove(CInstance* instance);
 int32_t Instance_IdTableCount();
+// Every instance of the id table, in the table's own order (bucket by bucket, each chain in the
+// order of entry): the order in which the room's start hands loose instances to their layers.
+std::vector<CInstance*> Instance_IdTableInOrder();
 // Drops the id table without touching the instances (part of Instance_ResetState).
 void Instance_ForgetIdTable();
 

@@ -393,10 +393,9 @@ void Layer_ForgetRoom(const CRoom* room) {
 // ---- Lookup --------------------------------------------------------------------------------------
 
 CRoom* Layer_TargetRoom() {
-  if (LayerTargetRoom != -1) {
-    if (CRoom* working = Room_Working(LayerTargetRoom)) return working;
-    if (CRoom* room = Room_Template(LayerTargetRoom)) return room;
-  }
+  // A target room that exists is used through its working copy; while it has none (never
+  // entered, or left while not persistent) the builtins find no layer there.
+  if (LayerTargetRoom != -1 && Room_Exists(LayerTargetRoom)) return Room_Working(LayerTargetRoom);
   return Run_Room;
 }
 
@@ -542,9 +541,11 @@ void Layer_DestroyInstances(CRoom* room, CLayer* layer) {
       if (ie->instance != nullptr) ids.push_back(ie->instance->id);
     }
   }
+  // Every instance on the layer goes, deactivated ones included; one already marked is destroyed
+  // already and gets no second round of events.
   for (int32_t id : ids) {
     CInstance* instance = Instance_Find(id);
-    if (instance != nullptr && (instance->flags & (kInstMarked | kInstDeactivated)) == 0) Destroy_Instance(instance);
+    if (instance != nullptr && (instance->flags & kInstMarked) == 0) Destroy_Instance(instance);
   }
 }
 

@@ -163,8 +163,8 @@ extern int32_t LayerIdCounter;    // the last layer id given
 extern int32_t ElementIdCounter;  // counts elements from the start of the process
 extern int32_t LayerTargetRoom;   // -1: builtins act on the current room
 
-// The room the builtins act on: the target room's working copy (or template) when set and it
-// exists, else Run_Room. May be null.
+// The room the builtins act on: the target room's working copy when set and the room exists
+// (null while that room has no working copy), else Run_Room. May be null.
 CRoom* Layer_TargetRoom();
 
 // ---- Layers --------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "core/frame_state.h"
@@ -408,12 +409,15 @@ void Layer_RoomStart(CRoom* room) {
     }
     layer = next_layer;
   }
+  // Instances without a layer are placed in the order of the id table. The table is shared by
+  // every room, so only those that stand on this room's lists are taken; the flag is read before
+  // any placement, since a placement can only set it on the instance placed.
+  std::unordered_set<CInstance*> in_room;
+  for (CInstance* at = room->active.head; at != nullptr; at = at->next) in_room.insert(at);
+  for (CInstance* at = room->inactive.head; at != nullptr; at = at->next) in_room.insert(at);
   std::vector<CInstance*> loose;
-  for (CInstance* at = room->active.head; at != nullptr; at = at->next) {
-    if ((at->flags & kInstHasLayerElement) == 0) loose.push_back(at);
-  }
-  for (CInstance* at = room->inactive.head; at != nullptr; at = at->next) {
-    if ((at->flags & kInstHasLayerElement) == 0) loose.push_back(at);
+  for (CInstance* instance : Instance_IdTableInOrder()) {
+    if (in_room.count(instance) != 0 && (instance->flags & kInstHasLayerElement) == 0) loose.push_back(instance);
   }
   for (CInstance* instance : loose) Layer_AddInstanceByDepth(room, instance);
 }

@@ -341,22 +341,25 @@ bool Room_Assign(int32_t dest, int32_t source) {
   return true;
 }
 
+void Room_CleanUpForFree(CRoom* room) {
+  if (room == nullptr || !generation2()) return;
+  for (CInstanceList* list : {&room->active, &room->inactive}) {
+    for (CInstance* at = list->head; at != nullptr;) {
+      CInstance* next = at->next;
+      if ((at->flags & (kInstMarked | kInstDeactivated | kInstPersistent)) == 0) {
+        PerformEventOnInstance(at, at, kEventCleanUp, 0);
+      }
+      at = next;
+    }
+  }
+}
+
 void Room_Free(CRoom* room, bool cleanUp) {
   if (room == nullptr) return;
   // The layer and tree hooks act on the current room: make this one current while it goes.
   CRoom* const saved = Run_Room;
   Run_Room = room;
-  if (cleanUp && generation2()) {
-    for (CInstanceList* list : {&room->active, &room->inactive}) {
-      for (CInstance* at = list->head; at != nullptr;) {
-        CInstance* next = at->next;
-        if ((at->flags & (kInstMarked | kInstDeactivated | kInstPersistent)) == 0) {
-          PerformEventOnInstance(at, at, kEventCleanUp, 0);
-        }
-        at = next;
-      }
-    }
-  }
+  if (cleanUp) Room_CleanUpForFree(room);
   for (CInstanceList* list : {&room->active, &room->inactive}) {
     while (list->head != nullptr) {
       CInstance* head = list->head;

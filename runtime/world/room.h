@@ -192,6 +192,9 @@ bool Room_Assign(int32_t dest, int32_t source);
 // Frees a room record that no list refers to any more: its instances (CleanUp first in generation
 // 2 for those without the flags 0x43, when cleanUp), its layers and its records.
 void Room_Free(CRoom* room, bool cleanUp);
+// The CleanUp half of that free on its own (generation 2 only), for a room end that takes the
+// carried instances out between the CleanUp events and the release. The room must be current.
+void Room_CleanUpForFree(CRoom* room);
 // Moves each old-style background record of the room by its speeds, once per drawn step. A null
 // room does nothing.
 void Room_ScrollBackgrounds(CRoom* room);

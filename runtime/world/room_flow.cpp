@@ -65,6 +65,11 @@ void take_out(CRoom* room, CInstance* instance, bool unlink) {
   instance->layerId = layer;
 }
 
+// Takes every carried instance out of the room that ends, so that it survives the room.
+void take_out_carried(CRoom* room) {
+  for (int32_t row = 0; row < g_carry_count; ++row) take_out(room, g_carry[static_cast<size_t>(row)].instance, true);
+}
+
 // Whether the layer was made by a room's file (ids up to the highest read) rather than at run time.
 bool file_layer(int32_t layerId) { return layerId <= RoomAsset_HighestFileLayerId(); }
 
@@ -285,7 +290,10 @@ void Room_End(bool gameEnding) {
     at->physicsObject = nullptr;
     if ((at->flags & kCarryMask) == kInstPersistent) carry(at, dynamic_layer_name(room, at));
   }
-  for (int32_t row = 0; row < g_carry_count; ++row) take_out(room, g_carry[static_cast<size_t>(row)].instance, true);
+  // A persistent room lets its carried instances go at once. Otherwise they stay in the room, in
+  // the id table and the object lists, until the other instances' CleanUp has run as the working
+  // copy goes, and are taken out just before it is released.
+  if (room->persistent) take_out_carried(room);
   flush_and_purge();
   Instance_SnapshotsDirty();
 
@@ -303,7 +311,9 @@ void Room_End(bool gameEnding) {
       Run_Rooms[static_cast<size_t>(Run_RoomIndex)] == room) {
     Run_Rooms[static_cast<size_t>(Run_RoomIndex)] = nullptr;
   }
-  Room_Free(room, true);
+  Room_CleanUpForFree(room);
+  take_out_carried(room);
+  Room_Free(room, false);
   Run_Room = nullptr;
   Instance_DropDeactivations();
 }
@@ -366,6 +376,8 @@ void Room_Goto(int32_t index) {
     g_ReleaseConsole->Output("Unable to change room when exiting the game\n");
     return;
   }
+  // The transition kind would be reset to 0 here; transition_kind always reads 0 and keeps no
+  // value, so there is nothing to store.
   New_Room = index;
   if (!Room_Exists(index)) {
     New_Room = kNewRoomAbort;

@@ -222,7 +222,8 @@ void Step_ImageUpdate(CInstance* instance) {
     instance->imageIndex += n;
     ended = true;
   }
-  if (ended && Instance_IsLive(instance)) PerformEventOnInstance(instance, instance, kEventOther, kOtherAnimationEnd);
+  // The walk skips no instance: one destroyed since the last purge still has its Animation End.
+  if (ended) PerformEventOnInstance(instance, instance, kEventOther, kOtherAnimationEnd);
 }
 
 // ---- Boundary and async stages -------------------------------------------------------------------
@@ -242,6 +243,7 @@ void Step_BoundaryEvents(CRoom* room) {
     const CViewGM* view = room->views[n];
     if (view == nullptr || !view->visible) continue;
     const Rect rect = view_rect(*view);
+    // A view keeps no edge state: Outside View fires at each step on which the instance is out.
     pass_where(kEventOther, kOtherOutsideView0 + n, [&rect](CInstance* instance) { return outside(instance, rect); });
     pass_where(kEventOther, kOtherBoundaryView0 + n,
                [&rect](CInstance* instance) { return crosses_boundary(instance, rect); });

@@ -140,6 +140,37 @@ TEST_F(ErrorTest, ThrowKeepsAnyValueAsThePendingException) {
   EXPECT_EQ(RV_Kind(Error_PendingException()), kRVUndefined);
 }
 
+TEST_F(ErrorTest, ShowErrorRaisesItsTextWithPercentPairsFolded) {
+  int32_t index = -1;
+  ASSERT_TRUE(Function_Find("show_error", &index));
+  const TSL_Builtin handler = Function_Row(index)->handler;
+  struct Case {
+    Val text;
+    bool abort;
+    std::string raised;
+  };
+  const Case cases[] = {
+      {Val::Str("plain words"), true, "plain words"},
+      {Val::Str("100%% sure"), false, "100% sure"},
+      {Val::Str("%%%%%"), true, "%%%"},
+      {Val::Str("%d of %s left, 50%"), false, "%d of %s left, 50%"},
+      {Val::Real(12), true, "12"},
+  };
+  for (const Case& c : cases) {
+    RValue raw[] = {*c.text, RV_Bool(c.abort)};
+    Val result;
+    EXPECT_EQ(value_test::RaisedMessage([&] { handler(result.get(), nullptr, nullptr, 2, raw); }), c.raised)
+        << c.text.text();
+  }
+  // Like KVError: a muted show_error only flags the error.
+  g_ErrorsMuted = true;
+  Val quiet = Val::Str("quiet");
+  RValue raw[] = {*quiet, RV_Bool(true)};
+  Val result;
+  handler(result.get(), nullptr, nullptr, 2, raw);
+  EXPECT_TRUE(g_ErrorPending);
+}
+
 std::vector<std::pair<std::string, bool>> g_reported;
 
 TEST_F(ErrorTest, NoThrowAndMissingTablesReportAtOnce) {

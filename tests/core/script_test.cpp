@@ -15,6 +15,7 @@
 #include "core/function_table.h"
 #include "core/gc.h"
 #include "core/instance_hooks.h"
+#include "core/memory.h"
 #include "core/script_api.h"
 #include "core/variable_names.h"
 #include "datawin/writer/chunk_code_lists.h"
@@ -204,6 +205,15 @@ TEST_F(ScriptTest, WithRunsOverStructsSelfOtherGlobalAndIds) {
     EXPECT_EQ(result.get()->val, c.total) << c.target.text();
   }
   EXPECT_EQ(tsl::get(KV_AsInstance(caller), "visits").real(), 3) << "three cases ran a round";
+}
+
+TEST_F(ScriptTest, FreeStringGivesTheTextBackToTheMemoryManager) {
+  const int64_t before = MemoryManager::Stats().heap_blocks;
+  char* text = static_cast<char*>(KV_ALLOC(4096));
+  ASSERT_EQ(MemoryManager::Stats().heap_blocks, before + 1);
+  KVFreeString(text);
+  EXPECT_EQ(MemoryManager::Stats().heap_blocks, before);
+  KVFreeString(nullptr);
 }
 
 TEST_F(ScriptTest, ScriptBuiltinsCallCheckAndName) {

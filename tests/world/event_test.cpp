@@ -4,7 +4,9 @@
 
 #include <string>
 
+#include "core/console.h"
 #include "core/error.h"
+#include "core/error_report.h"
 #include "core/frame_state.h"
 #include "support/world_fixture.h"
 #include "world/event.h"
@@ -108,6 +110,44 @@ TEST_F(EventTest, RoomChangeFilterLetsOnlyPersistentCreateDestroyAlarmOtherPreCr
   New_Room = kNewRoomNone;
   PerformEventAll(kEventOther, 0);
   EXPECT_EQ(Log().size(), 2u);
+}
+
+// A console that sends CleanUp to one instance whenever something is written to it, as code run
+// while an error is on screen would.
+class CleanUpOnOutput final : public tagIConsole {
+ public:
+  explicit CleanUpOnOutput(CInstance* target) : target_(target) {}
+  void Output(const char*, ...) override {
+    ++writes;
+    PerformEventOnInstance(target_, target_, kEventCleanUp, 0);
+  }
+  int writes = 0;
+
+ private:
+  CInstance* target_;
+};
+
+TEST_F(EventTest, CleanUpIsDroppedWhileANonFatalErrorIsReported) {
+  const int32_t ran = code("ran", AnyEvent);
+  ASSERT_TRUE(load_objects({ObjectDef("o", -1, {{kEventCleanUp, 0, ran}, {kEventStep, 0, ran}})}));
+  CInstance* instance = make(0);
+  CleanUpOnOutput console(instance);
+  tagIConsole* saved = g_OutputConsole;
+  g_OutputConsole = &console;
+  ShowError("not fatal", false);
+  g_OutputConsole = saved;
+  ASSERT_EQ(console.writes, 1);
+  EXPECT_TRUE(Log().empty()) << "CleanUp asked for during the report";
+  EXPECT_FALSE(g_EventErrorReporting) << "the report is over";
+  PerformEventOnInstance(instance, instance, kEventCleanUp, 0);
+  EXPECT_EQ(Log(), std::vector<std::string>{"ran:0/12/0"});
+  // Only CleanUp is filtered by the flag.
+  Log().clear();
+  g_EventErrorReporting = true;
+  PerformEventOnInstance(instance, instance, kEventCleanUp, 0);
+  PerformEventOnInstance(instance, instance, kEventStep, 0);
+  g_EventErrorReporting = false;
+  EXPECT_EQ(Log(), std::vector<std::string>{"ran:0/3/0"});
 }
 
 TEST_F(EventTest, ThirtyThirdNestedLevelRaisesAndTheOthersFinish) {

@@ -40,7 +40,11 @@ class LayerRoomTest : public WorldTest {
 
   void load_game() {
     RoomRecord room{.name = "rm_layers"};
-    room.placements = {{.x = 8, .object = 0, .id = 100001}, {.x = 9, .object = 0, .id = 100002}};
+    // 101025 comes after 100002 in the room's list but before it in the id table (its bucket,
+    // id AND 1023, is 100001's, one below 100002's).
+    room.placements = {{.x = 8, .object = 0, .id = 100001},
+                       {.x = 9, .object = 0, .id = 100002},
+                       {.x = 10, .object = 0, .id = 101025}};
     room.layers = {
         {.name = "Instances", .id = 7, .kind = layer::kKindInstances, .depth = 100, .instances = {100001}},
         {.name = "Backdrop", .id = 3, .kind = layer::kKindBackground, .depth = 500,
@@ -88,6 +92,14 @@ TEST_F(LayerRoomTest, RoomStartBuildsLayersFromTheRecord) {
   EXPECT_NE(placed->flags & kInstHasLayerElement, 0u);
   EXPECT_EQ(placed->depth, 100.0f);
   EXPECT_EQ(Instance_Find(100002)->layerId, 13);
+  EXPECT_EQ(Instance_Find(101025)->layerId, 13);
+  // Placements without a layer reach their layer in the order of the id table; each new instance
+  // element goes to the head, so the one placed last stands first.
+  std::vector<int32_t> loose;
+  for (CLayerElementBase* at = Layer_Find(Run_Room, 13)->elementsHead; at != nullptr; at = at->next) {
+    loose.push_back(static_cast<CLayerInstanceElement*>(at)->instanceId);
+  }
+  EXPECT_EQ(loose, (std::vector<int32_t>{100002, 101025}));
 
   CLayer* assets = Layer_Find(Run_Room, 12);
   ASSERT_EQ(assets->elementCount, 1);
@@ -120,14 +132,21 @@ TEST_F(LayerRoomTest, TheWorkingCopyEditsItsOwnCells) {
 TEST_F(LayerRoomTest, TheTargetRoomRedirectsTheBuiltins) {
   load_game();
   Room_Start(0, true);
+  // Room 1 exists but has no working copy: the builtins act on none, not on its template and not
+  // on the current room.
+  const int32_t template_layers = Room_Template(1)->layerCount;
   call("layer_set_target_room", nullptr, {RV_Real(1)});
   EXPECT_EQ(call("layer_get_target_room", nullptr, {}).val, 1.0);
+  EXPECT_EQ(call("layer_create", nullptr, {RV_Real(5)}).val, -1.0);
+  EXPECT_EQ(Room_Template(1)->layerCount, template_layers);
+  EXPECT_EQ(call("layer_exists", nullptr, {RV_Real(7)}).val, 0.0);
+  // A target room with a working copy is acted on through it.
+  call("layer_set_target_room", nullptr, {RV_Real(0)});
   const double made = call("layer_create", nullptr, {RV_Real(5)}).val;
-  EXPECT_EQ(Layer_Find(Run_Room, static_cast<int32_t>(made)), nullptr);
-  EXPECT_NE(Layer_Find(Room_Template(1), static_cast<int32_t>(made)), nullptr);
+  EXPECT_NE(Layer_Find(Room_Working(0), static_cast<int32_t>(made)), nullptr);
   call("layer_reset_target_room", nullptr, {});
   EXPECT_EQ(call("layer_get_target_room", nullptr, {}).val, 0.0);
-  EXPECT_EQ(call("layer_exists", nullptr, {RV_Real(made)}).val, 0.0);
+  EXPECT_EQ(call("layer_exists", nullptr, {RV_Real(made)}).val, 1.0);
 }
 
 }  // namespace

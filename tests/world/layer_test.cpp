@@ -215,10 +215,21 @@ TEST_F(LayerTest, DestroyingALayerDestroysItsInstancesWithEvents) {
 TEST_F(LayerTest, DestroyInstancesKeepsTheLayerAndOtherElements) {
   CLayer* layer = Layer_Create(&room_, 0, "Keep");
   CInstance* a = Create_Instance_OnLayer(kA, 0, 0, layer->id);
+  CInstance* asleep = Create_Instance_OnLayer(kA, 0, 0, layer->id);
+  CInstance* gone = Create_Instance_OnLayer(kA, 0, 0, layer->id);
   add_sprite(layer);
+  Instance_Deactivate(asleep);
+  Instance_FlushDeactivation();
+  Instance_Destroy(gone, false);
+  ASSERT_EQ(MarkedCount, 1);
   Log().clear();
   call("layer_destroy_instances", nullptr, {RV_Real(layer->id)});
-  EXPECT_EQ(Log(), (std::vector<std::string>{"destroy " + std::to_string(a->id)}));
+  // A deactivated instance is destroyed too (its element stands at the tail); one already marked
+  // gets no Destroy and is not counted twice.
+  EXPECT_EQ(Log(), (std::vector<std::string>{"destroy " + std::to_string(a->id),
+                                             "destroy " + std::to_string(asleep->id)}));
+  EXPECT_NE(asleep->flags & kInstMarked, 0u);
+  EXPECT_EQ(MarkedCount, 3);
   Room_PurgeMarked(&room_);
   EXPECT_EQ(layer->elementCount, 1);
   EXPECT_EQ(layer->elementsHead->kind, kLayerElementSprite);

@@ -41,9 +41,15 @@ void OnGameEnd(CInstance* self, CInstance*) { Note(self, "gameend"); }
 void OnRoomStart(CInstance* self, CInstance*) { Note(self, "roomstart"); }
 // An instance that a CleanUp event deactivates, for the case of a deactivation left pending.
 CInstance* g_deactivate_in_cleanup = nullptr;
+// An id that a CleanUp event looks up, to tell whether that instance is still in the id table.
+int32_t g_find_in_cleanup = -1;
 void OnCleanUp(CInstance* self, CInstance*) {
   Note(self, "cleanup");
   if (g_deactivate_in_cleanup != nullptr) Instance_Deactivate(g_deactivate_in_cleanup);
+  if (g_find_in_cleanup >= 0) {
+    const bool found = Instance_Find(g_find_in_cleanup) != nullptr;
+    Log().push_back((found ? "finds " : "misses ") + std::to_string(g_find_in_cleanup));
+  }
 }
 void OnRoomCode(CInstance*, CInstance*) { Log().push_back("room code " + std::to_string(Run_RoomIndex)); }
 
@@ -70,6 +76,7 @@ class RoomFlow : public WorldTest {
     g_goto_in_create = -1;
     g_goto_in_room_end = -1;
     g_deactivate_in_cleanup = nullptr;
+    g_find_in_cleanup = -1;
     Builtins_AddRegistrar(kFamilyResource, Room_RegisterBuiltins);
     Layer_Init();
     Layer_ResetState();
@@ -159,13 +166,16 @@ TEST_F(RoomFlow, LeavingARoomCarriesPersistentInstancesAndFreesTheOthers) {
   Room_Start(0, true);
   CInstance* kept = Instance_Find(100002);
   kept->x = 77;
+  g_find_in_cleanup = 100002;
   switch_to(1);
-  // Room End with New_Room -1, then the plain instance's CleanUp as the copy goes; the kept one
-  // stands in for room 1's placement of its id and gets no Create, but does get Room Start. It
-  // joins the active list after the placed instance of the same depth.
+  g_find_in_cleanup = -1;
+  // Room End with New_Room -1, then the plain instance's CleanUp as the copy goes, while the kept
+  // one is still in the id table; the kept one stands in for room 1's placement of its id and gets
+  // no Create, but does get Room Start. It joins the active list after the placed instance of the
+  // same depth.
   const std::vector<std::string> expected = {
       "0@100001 roomend", "New_Room in Room End -1", "1@100002 roomend", "New_Room in Room End -1",
-      "0@100001 cleanup", "0@100003 precreate", "0@100003 create", "room code 1",
+      "0@100001 cleanup", "finds 100002", "0@100003 precreate", "0@100003 create", "room code 1",
       "0@100003 roomstart", "1@100002 roomstart"};
   EXPECT_EQ(Log(), expected);
   EXPECT_EQ(Room_Working(0), nullptr);

@@ -266,11 +266,16 @@ TEST_F(StepTest, ImageUpdateAdvancesAndWrapsOnceWithAnimationEnd) {
 TEST_F(StepTest, ImageUpdateRunsForEveryInstanceAtTheTopOfTheStep) {
   CInstance* c = make(kC);
   c->imageSpeed = 0.25f;
+  // Destroyed but not yet purged: the walk doesn't skip it.
+  CInstance* doomed = make(kC, 0, 0, 10);
+  Instance_Destroy(doomed, true);
+  ASSERT_FALSE(Instance_IsLive(doomed));
   Run_Step();
   Run_Step();
   // No sprite: the index keeps growing and Animation End comes every step.
   EXPECT_FLOAT_EQ(c->imageIndex, 0.5f);
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"animation-end C:1", "animation-end C:1"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"animation-end C:1", "animation-end C:2", "animation-end C:1",
+                                                  "animation-end C:2"}));
 }
 
 TEST_F(StepTest, OutsideRoomFiresOnceOnLeavingAndIntersectEveryStep) {
