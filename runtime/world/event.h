@@ -44,8 +44,8 @@ extern int32_t CurrentEventType;
 extern int32_t CurrentEventNumber;
 extern int32_t CurrentEventObject;
 extern int32_t EventDepth;
-// Set while a non-fatal script error is reported: CleanUp events are then dropped.
-extern bool g_EventErrorReporting;
+// g_EventErrorReporting (core/error.h) is set while a non-fatal script error is reported: CleanUp
+// events are then dropped.
 
 // "Create Event", "Alarm Event for alarm 3", "Key Press Event for <Enter> Key", ... as messages
 // name them; the object's name is used for collision events.
