@@ -154,23 +154,8 @@ bool read_legacy_tile(const Fields& f, RoomTileAsset* t) {
   return true;
 }
 
-bool read_sprite_element(const Fields& f, LayerSpriteAsset* s) {
-  s->spriteIndex = f.i32(4);
-  s->x = static_cast<float>(f.i32(8));
-  s->y = static_cast<float>(f.i32(12));
-  s->xscale = f.f32(16);
-  s->yscale = f.f32(20);
-  s->blend = blend_of(f.u32(24));
-  s->alpha = alpha_of(f.u32(24));
-  s->imageSpeed = f.f32(28);
-  s->speedType = f.i32(32);
-  s->imageIndex = f.f32(36);
-  s->angle = f.f32(40);
-  return f.string(0, &s->name);
-}
-
-bool read_sequence_element(const Fields& f, LayerSequenceAsset* s) {
-  s->sequenceIndex = f.i32(4);
+bool read_placed_element(const Fields& f, LayerPlacedAsset* s) {
+  s->index = f.i32(4);
   s->x = static_cast<float>(f.i32(8));
   s->y = static_cast<float>(f.i32(12));
   s->xscale = f.f32(16);
@@ -179,7 +164,7 @@ bool read_sequence_element(const Fields& f, LayerSequenceAsset* s) {
   s->alpha = alpha_of(f.u32(24));
   s->speed = f.f32(28);
   s->speedType = f.i32(32);
-  s->headPosition = f.f32(36);
+  s->position = f.f32(36);
   s->angle = f.f32(40);
   return f.string(0, &s->name);
 }
@@ -270,8 +255,8 @@ bool read_layer_data(ByteCursor& cur, RoomLayerAsset* l) {
         if (!cur.read_u32(&list)) return fail("asset layer cut off", at);
       }
       return read_asset_list(lists[0], room::kTileBytes, &l->tiles, read_legacy_tile) &&
-             read_asset_list(lists[1], layer::kSpriteElementBytes, &l->sprites, read_sprite_element) &&
-             read_asset_list(lists[2], layer::kSequenceElementBytes, &l->sequences, read_sequence_element);
+             read_asset_list(lists[1], layer::kSpriteElementBytes, &l->sprites, read_placed_element) &&
+             read_asset_list(lists[2], layer::kSequenceElementBytes, &l->sequences, read_placed_element);
     }
     case layer::kKindTileMap: {
       LayerTileMapAsset& map = l->tile_map;

@@ -82,31 +82,22 @@ struct LayerBackgroundAsset {
   int32_t speedType = 0;
 };
 
-struct LayerSpriteAsset {
+// Sprite and sequence elements share one record: an asset placed with its transform, colour and
+// playback head.
+struct LayerPlacedAsset {
   const char* name = nullptr;
-  int32_t spriteIndex = -1;
+  int32_t index = -1;  // the sprite or the sequence
   float x = 0, y = 0;
   float xscale = 1, yscale = 1;
   uint32_t blend = 0xFFFFFF;
   float alpha = 1;
-  float imageSpeed = 1;
+  float speed = 1;  // a sprite's image speed, a sequence's playback speed
   int32_t speedType = 0;
-  float imageIndex = 0;
+  float position = 0;  // a sprite's image index, a sequence's head position
   float angle = 0;
 };
-
-struct LayerSequenceAsset {
-  const char* name = nullptr;
-  int32_t sequenceIndex = -1;
-  float x = 0, y = 0;
-  float xscale = 1, yscale = 1;
-  uint32_t blend = 0xFFFFFF;
-  float alpha = 1;
-  float speed = 1;
-  int32_t speedType = 0;
-  float headPosition = 0;
-  float angle = 0;
-};
+using LayerSpriteAsset = LayerPlacedAsset;
+using LayerSequenceAsset = LayerPlacedAsset;
 
 // Cells are used in place: width x height u32 row by row, null without a tile set (no element).
 struct LayerTileMapAsset {

@@ -85,24 +85,24 @@ void add_file_elements(CRoom* room, CLayer* layer, const RoomLayerAsset& record)
       for (const LayerSpriteAsset& sprite : record.sprites) {
         auto* element = static_cast<CLayerSpriteElement*>(Layer_NewElement(kLayerElementSprite));
         if (sprite.name != nullptr) element->name = sprite.name;
-        element->spriteIndex = sprite.spriteIndex;
+        element->spriteIndex = sprite.index;
         element->x = sprite.x;
         element->y = sprite.y;
         element->xscale = sprite.xscale;
         element->yscale = sprite.yscale;
         element->blend = sprite.blend;
         element->alpha = sprite.alpha;
-        element->imageSpeed = sprite.imageSpeed;
+        element->imageSpeed = sprite.speed;
         element->speedType = sprite.speedType;
-        element->imageIndex = sprite.imageIndex;
-        element->sequencePosition = sprite.imageIndex;
+        element->imageIndex = sprite.position;
+        element->sequencePosition = sprite.position;
         element->angle = sprite.angle;
         Layer_AddElement(room, layer, element);
       }
       for (const LayerSequenceAsset& sequence : record.sequences) {
         auto* element = static_cast<CLayerSequenceElement*>(Layer_NewElement(kLayerElementSequence));
         if (sequence.name != nullptr) element->name = sequence.name;
-        element->sequenceIndex = sequence.sequenceIndex;
+        element->sequenceIndex = sequence.index;
         element->x = sequence.x;
         element->y = sequence.y;
         element->xscale = sequence.xscale;
@@ -111,7 +111,7 @@ void add_file_elements(CRoom* room, CLayer* layer, const RoomLayerAsset& record)
         element->alpha = sequence.alpha;
         element->speed = sequence.speed;
         element->speedType = sequence.speedType;
-        element->headPosition = sequence.headPosition;
+        element->headPosition = sequence.position;
         element->angle = sequence.angle;
         Layer_AddElement(room, layer, element);
       }

@@ -174,22 +174,22 @@ TEST_F(AssetRooms, EveryFieldAndListComesBack) {
   ASSERT_EQ(assets.sprites.size(), 1u);
   const LayerSpriteAsset& torch = assets.sprites[0];
   EXPECT_STREQ(torch.name, "torch");
-  EXPECT_EQ(torch.spriteIndex, 6);
+  EXPECT_EQ(torch.index, 6);
   EXPECT_FLOAT_EQ(torch.y, 41);
   EXPECT_FLOAT_EQ(torch.xscale, 2);
   EXPECT_EQ(torch.blend, 0x0000FFu);
-  EXPECT_FLOAT_EQ(torch.imageSpeed, 0.25f);
+  EXPECT_FLOAT_EQ(torch.speed, 0.25f);
   EXPECT_EQ(torch.speedType, 1);
-  EXPECT_FLOAT_EQ(torch.imageIndex, 2);
+  EXPECT_FLOAT_EQ(torch.position, 2);
   EXPECT_FLOAT_EQ(torch.angle, 45);
   ASSERT_EQ(assets.sequences.size(), 1u);
   const LayerSequenceAsset& flag = assets.sequences[0];
   EXPECT_STREQ(flag.name, "flag");
-  EXPECT_EQ(flag.sequenceIndex, 1);
+  EXPECT_EQ(flag.index, 1);
   EXPECT_FLOAT_EQ(flag.x, -5);
   EXPECT_FLOAT_EQ(flag.yscale, 3);
   EXPECT_FLOAT_EQ(flag.speed, 2);
-  EXPECT_FLOAT_EQ(flag.headPosition, 4);
+  EXPECT_FLOAT_EQ(flag.position, 4);
   EXPECT_FLOAT_EQ(flag.angle, 30);
 
   const LayerTileMapAsset& map = room->layers[3].tile_map;

@@ -17,42 +17,24 @@
 #include "graphics/render_state.h"
 #include "graphics/window.h"
 #include "platform/process.h"
-#include "support/fixture.h"
+#include "gl/gl_window_fixture.h"
 
 namespace {
 
-constexpr int kSize = 64;
+constexpr int kSize = kGlSize;
 
 struct Rgb {
   int r, g, b;
 };
 
-class GlDrawTest : public ::testing::Test {
+class GlDrawTest : public GlWindowTest {
  protected:
   void SetUp() override {
-    ResetLoaderState();
-    FrameState_Reset();
-    datawin::Writer writer;
-    datawin::Gen8Record record = MinimalHeader(17, 2, 60.0f);
-    record.window_width = kSize;
-    record.window_height = kSize;
-    datawin::add_gen8(writer, record);
-    image_ = BuildImage(writer);
-    ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
-    Window_UsePlatform(nullptr, nullptr);
-    ASSERT_TRUE(Window_Create(kSize, kSize));
-    ASSERT_TRUE(Graphics_Init());
-    if (!Window_State().real_display) GTEST_SKIP() << "no display";
+    GlWindowTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
     Draw_ResetState();
-    Start_Frame();
-    GR_Set_View(0, 0, kSize, kSize, 0);
+    StartFullView();
     Draw_Clear(0xFF000000u);
-  }
-
-  void TearDown() override {
-    Window_Destroy();
-    FrameState_Reset();
-    Platform_TakeQuitSignal();
   }
 
   // The pixel of the current target at (x, y), y from the top.
@@ -73,7 +55,6 @@ class GlDrawTest : public ::testing::Test {
     Draw_Rectangle(x1, y1, x2, y2, colour, colour, colour, colour, false);
   }
 
-  std::vector<uint8_t> image_;
 };
 
 TEST_F(GlDrawTest, RowZeroIsTheTopAndRectanglesCoverTheirLastPixel) {

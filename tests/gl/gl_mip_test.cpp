@@ -13,30 +13,18 @@
 #include "graphics/texture_table.h"
 #include "graphics/window.h"
 #include "platform/process.h"
-#include "support/fixture.h"
+#include "gl/gl_window_fixture.h"
 
 namespace {
 
-constexpr int kSize = 64;
+constexpr int kSize = kGlSize;
 
-class GlMipTest : public ::testing::Test {
+class GlMipTest : public GlWindowTest {
  protected:
   void SetUp() override {
-    ResetLoaderState();
-    FrameState_Reset();
-    datawin::Writer writer;
-    datawin::Gen8Record record = MinimalHeader(17, 2, 60.0f);
-    record.window_width = kSize;
-    record.window_height = kSize;
-    datawin::add_gen8(writer, record);
-    image_ = BuildImage(writer);
-    ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
-    Window_UsePlatform(nullptr, nullptr);
-    ASSERT_TRUE(Window_Create(kSize, kSize));
-    ASSERT_TRUE(Graphics_Init());
-    if (!Window_State().real_display) GTEST_SKIP() << "no display";
-    Start_Frame();
-    GR_Set_View(0, 0, kSize, kSize, 0);
+    GlWindowTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    StartFullView();
     // Point sampling everywhere, so each pixel reads one texel of one level.
     SamplerState_Set(0, kSampMagFilter, 0);
     SamplerState_Set(0, kSampMinFilter, 0);
@@ -45,9 +33,7 @@ class GlMipTest : public ::testing::Test {
 
   void TearDown() override {
     for (Texture* texture : textures_) Texture_Free(texture);
-    Window_Destroy();
-    FrameState_Reset();
-    Platform_TakeQuitSignal();
+    GlWindowTest::TearDown();
   }
 
   // A 64 x 64 texture: opaque white where keep(x) holds, opaque black elsewhere.
@@ -80,7 +66,6 @@ class GlMipTest : public ::testing::Test {
     return static_cast<int>(p & 0xFF);
   }
 
-  std::vector<uint8_t> image_;
   std::vector<Texture*> textures_;
 };
 

@@ -1,0 +1,50 @@
+#pragma once
+// A real window of kGlSize x kGlSize with the OpenGL device, made from a minimal data file and
+// drawing into the main render target; tests skip when no display exists.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "core/frame_state.h"
+#include "data/game_data.h"
+#include "datawin/writer/chunk_gen8.h"
+#include "graphics/batcher.h"
+#include "graphics/window.h"
+#include "platform/process.h"
+#include "support/fixture.h"
+
+constexpr int kGlSize = 64;
+
+class GlWindowTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ResetLoaderState();
+    FrameState_Reset();
+    datawin::Writer writer;
+    datawin::Gen8Record record = MinimalHeader(17, 2, 60.0f);
+    record.window_width = kGlSize;
+    record.window_height = kGlSize;
+    datawin::add_gen8(writer, record);
+    image_ = BuildImage(writer);
+    ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
+    Window_UsePlatform(nullptr, nullptr);
+    ASSERT_TRUE(Window_Create(kGlSize, kGlSize));
+    ASSERT_TRUE(Graphics_Init());
+    if (!Window_State().real_display) GTEST_SKIP() << "no display";
+  }
+
+  void TearDown() override {
+    Window_Destroy();
+    FrameState_Reset();
+    Platform_TakeQuitSignal();
+  }
+
+  // Opens a frame drawing over the whole window.
+  static void StartFullView() {
+    Start_Frame();
+    GR_Set_View(0, 0, kGlSize, kGlSize, 0);
+  }
+
+  std::vector<uint8_t> image_;
+};
