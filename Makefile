@@ -9,7 +9,8 @@ PACKAGES := build-essential cmake pkg-config ccache \
 	zlib1g-dev libpng-dev libjpeg-dev libgif-dev libbz2-dev libfreetype-dev \
 	libogg-dev libvorbis-dev libjson-c-dev \
 	libgtest-dev libgmock-dev libbenchmark-dev \
-	xvfb xauth libgl1-mesa-dri
+	xvfb xauth libgl1-mesa-dri \
+	fonts-dejavu-core fonts-blankenburg
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 

@@ -12,9 +12,12 @@ const char* const kFamilyNames[] = {
 };
 const int kFamilyNameCount = static_cast<int>(sizeof(kFamilyNames) / sizeof(kFamilyNames[0]));
 
+const char* const kAssetSections[] = {"sprites", "sounds", "fonts", "shaders", "curves", "objects", "rooms", "tags"};
+const int kAssetSectionCount = static_cast<int>(sizeof(kAssetSections) / sizeof(kAssetSections[0]));
+
 namespace {
 
-enum class Section { kNone, kFunctions, kInstanceVariables, kGlobalVariables, kRegistrars };
+enum class Section { kNone, kFunctions, kInstanceVariables, kGlobalVariables, kRegistrars, kAssets };
 
 struct SectionName {
   const char* name;
@@ -106,11 +109,14 @@ bool parse_orders(const std::string& text, const std::string& source, Orders* ou
       for (const SectionName& known : kSections) {
         if (name == known.name) section = known.section;
       }
+      for (int i = 0; i < kAssetSectionCount; ++i) {
+        if (name == kAssetSections[i]) section = Section::kAssets;
+      }
       if (section == Section::kNone) return fail("unknown section [" + name + "]");
       if (!sections_seen.insert(name).second) return fail("section [" + name + "] given twice");
       continue;
     }
-    if (section == Section::kNone) continue;  // the builder's `key = value` lines
+    if (section == Section::kNone || section == Section::kAssets) continue;  // the builder's lines
     const std::vector<std::string> parts = words(line);
     switch (section) {
       case Section::kFunctions: {
@@ -167,6 +173,7 @@ bool parse_orders(const std::string& text, const std::string& source, Orders* ou
         break;
       }
       case Section::kNone:
+      case Section::kAssets:  // the data-file builder's sections
         break;
     }
   }

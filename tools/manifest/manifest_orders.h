@@ -15,6 +15,9 @@
 //   [global_variables]    the global rows after them, in the same form
 //   [registrars]          `<Family> <function> <header>`: builtin registrars in registration order,
 //                         grouped by family in the families' fixed order (HighScore .. Multiplayer)
+//   [sprites] [sounds] [fonts] [shaders] [curves] [objects] [rooms] [tags]
+//                         the game's assets with their indexes, read by the data-file builder
+//                         (tools/datawin/builder/asset_manifest.h) and skipped here
 //
 // Errors name the source and line: an unknown section or repeated one, a bad or repeated name, an
 // unknown family, a family out of order. Generators (tools/manifest/main.cpp) turn a parsed
@@ -53,6 +56,10 @@ struct Orders {
 // The builtin families in their registration order; the C++ enumerators are kFamily<name>.
 extern const char* const kFamilyNames[];
 extern const int kFamilyNameCount;
+
+// The sections that list the game's assets; the orders parser accepts and skips them.
+extern const char* const kAssetSections[];
+extern const int kAssetSectionCount;
 
 // Whether a manifest line opens the orders part (a `[section]` line).
 bool is_section_line(const std::string& trimmed_line);
