@@ -67,6 +67,14 @@ void keep(Canvas& c, int cx, int ground, double size, bool ruined) {
     p.rect(mat::kFlat(pal::kOutline), wx - 1, wy - 1, 6, 10);
     p.rect(window, wx, wy, 4, 8);
   }
+  // Courses of masonry on the flat faces of the walls.
+  for (int y = static_cast<int>(p.y(0)); y < ground; ++y) {
+    for (int x = static_cast<int>(p.x(0)); x < static_cast<int>(p.x(160)); ++x) {
+      if (c.get(x, y) != stone.mid) continue;
+      const int course = y / 5;
+      if (y % 5 == 0 || (x + course * 4) % 9 == 0) c.pixel(x, y, stone.dark);
+    }
+  }
   if (ruined) {
     p.poly(mat::kFlat(pal::kOutline), {{100, 20}, {112, 20}, {112, 60}, {96, 40}});
     for (auto [fx, fy] : std::vector<std::pair<int, int>>{{104, 14}, {18, 42}, {60, 8}}) {
@@ -139,19 +147,26 @@ kimage::Image background() {
   }
   // Grass verges: tufts, flowers, stones and bushes only between the roads.
   auto verge = [&](int top, int bottom, uint32_t seed) {
-    for (int x = 250; x < 630; x += 1) {
+    for (int x = 252; x < 628; ++x) {
       for (int y = top; y < bottom; ++y) {
         const double n = noise(x, y, seed);
-        if (n < 0.004) {
-          c.pixel(x, y, pal::kYellow);
-        } else if (n < 0.007) {
-          c.pixel(x, y, pal::kPale);
-        } else if (n > 0.9985 && y > top + 4 && y < bottom - 4 && x < 620) {
-          Canvas bush(12, 10);
-          Pen bp(bush);
-          bp.ellipse(noise(x, y, 9) < 0.5 ? mat::kGrass : mat::kTeal, 5.5, 5, 5, 4);
-          bush.outline();
-          c.paste(bush.image(), x - 6, y - 5);
+        if (n < 0.003) {
+          c.pixel(x, y, noise(x, y, seed + 40) < 0.5 ? pal::kYellow : pal::kPale);
+          c.pixel(x + 1, y + 1, pal::kOlive);
+        } else if (n > 0.9992 && y > top + 6 && y < bottom - 6) {
+          const double kind = noise(x, y, seed + 9);
+          Canvas deco(16, 12);
+          Pen dp(deco);
+          if (kind < 0.45) {  // a bush
+            dp.ellipse(mat::kTeal, 5, 6, 4.5, 3.5);
+            dp.ellipse(mat::kGrass, 9, 5, 5, 4);
+          } else if (kind < 0.75) {  // a stone
+            dp.ellipse(mat::kStone, 7, 7, 4, 2.5);
+          } else {  // a tuft of tall grass
+            for (int k = 0; k < 4; ++k) dp.line(k % 2 == 0 ? pal::kOlive : pal::kLime, 4 + 2 * k, 10, 3 + 2 * k + (k % 3), 4 + k % 2);
+          }
+          deco.outline();
+          c.paste(deco.image(), x - 8, y - 6);
         }
       }
     }
@@ -301,24 +316,25 @@ kimage::Image title_screen(const std::string& title_font) {
 kimage::Image loss_screen(const std::string& title_font) {
   Canvas c(640, 360);
   sky(c, 0, 300, {pal::kOutline, pal::kPlum, pal::kRed, pal::kOrange});
-  for (int i = 0; i < 14; ++i) {  // smoke
-    Pen p(c);
-    const double x = 240 + noise(i, 3, 30) * 160, y = 20 + noise(i, 4, 30) * 90;
-    p.ellipse(mat::kFlat(i % 2 == 0 ? pal::kStone : pal::kIron), x, y, 18 + noise(i, 5, 30) * 16, 10);
+  // Embers drifting up from the fire.
+  for (int i = 0; i < 90; ++i) {
+    const int x = 180 + static_cast<int>(noise(i, 0, 31) * 280), y = 120 + static_cast<int>(noise(i, 1, 31) * 180);
+    c.pixel(x, y, noise(i, 2, 31) < 0.5 ? pal::kYellow : pal::kOrange);
   }
-  hills(c, 270, 16, 55, 1.1, pal::kPlum);
-  keep(c, 320, 300, 1.2, true);
-  hills(c, 300, 5, 80, 0.4, pal::kOutline);
-  for (int y = 300; y < 360; ++y) {
+  hills(c, 276, 16, 55, 1.1, pal::kPlum);
+  // The ruined keep on the horizon, below the banner, its fires rising behind it.
+  keep(c, 320, 306, 0.72, true);
+  hills(c, 306, 5, 80, 0.4, pal::kOutline);
+  for (int y = 306; y < 360; ++y) {
     for (int x = 0; x < 640; ++x) c.pixel(x, y, pal::kOutline);
   }
-  lettering(c, title_font, 44, "The Keep Has Fallen", 320, 26, mat::kRed);
+  lettering(c, title_font, 44, "The Keep Has Fallen", 320, 40, Material{pal::kRed, pal::kRose, pal::kSkin});
   // A banner across the middle, where the score stands.
   Pen p(c);
-  p.poly(mat::kFlat(pal::kOutline), {{150, 152}, {490, 152}, {474, 180}, {490, 208}, {150, 208}, {166, 180}});
-  p.poly(mat::kPurple, {{154, 156}, {486, 156}, {470, 180}, {486, 204}, {154, 204}, {170, 180}});
-  p.rect(mat::kFlat(pal::kOutline), 172, 160, 296, 40);
-  p.rect(mat::kFlat(pal::kPlum), 174, 162, 292, 36);
+  p.poly(mat::kFlat(pal::kOutline), {{150, 150}, {490, 150}, {472, 180}, {490, 210}, {150, 210}, {168, 180}});
+  p.poly(mat::kPurple, {{154, 154}, {486, 154}, {468, 180}, {486, 206}, {154, 206}, {172, 180}});
+  p.rect(mat::kFlat(pal::kOutline), 172, 158, 296, 44);
+  p.rect(mat::kFlat(pal::kPlum), 174, 160, 292, 40);
   return c.image();
 }
 

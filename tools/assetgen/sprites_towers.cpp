@@ -125,40 +125,44 @@ void catapault(Pen& p, const Pose& pose) {
 }
 
 void onager(Pen& p, const Pose& pose) {
-  // A heavy sledge frame with iron corners.
-  p.rect(mat::kDarkWood, 3, 46, 58, 9);
-  p.rect(mat::kIron, 3, 46, 4, 9);
-  p.rect(mat::kIron, 57, 46, 4, 9);
-  p.rect(mat::kIron, 28, 48, 5, 5);
-  const double px = 26, py = 42;
-  const auto [ex, ey] = arm_end(px, py, 27, pose.angle);
-  // The sling: hanging from the arm's end, lying along the sledge while drawn, whipping over the top
-  // at the release.
-  double pouch_x = ex + 2, pouch_y = ey + 13;
+  // A heavy sledge of dark timber with iron corners.
+  p.rect(mat::kDarkWood, 2, 47, 60, 8);
+  p.rect(mat::kIron, 2, 47, 4, 8);
+  p.rect(mat::kIron, 58, 47, 4, 8);
+  p.rect(mat::kIron, 30, 49, 4, 4);
+  const double px = 24, py = 41;
+  const auto [ex, ey] = arm_end(px, py, 30, pose.angle);
+  // The sling: hanging from the arm's end at rest, laid along the sledge while drawn, whipping
+  // over the top at the release.
+  double pouch_x = ex + 3, pouch_y = ey + 13;
   if (pose.angle > 120) {
-    pouch_x = ex + 15;
+    pouch_x = ex + 16;
     pouch_y = 44;
   }
   if (pose.sling > 0) {
     const double s = pose.sling;
-    pouch_x = ex + 4 + 10 * s;
-    pouch_y = ey + 13 - 24 * s;
+    pouch_x = ex + 4 + 12 * s;
+    pouch_y = ey + 13 - 26 * s;
   }
   p.line(pal::kTan, ex, ey, pouch_x, pouch_y);
-  p.line(pal::kGold, ex + 1, ey, pouch_x + 1, pouch_y);
-  p.bar(mat::kWood, px, py, ex, ey, 5);
-  p.rect(mat::kIron, ex - 2, ey - 2, 4, 4);
+  // The heavy arm, iron-banded, in front of the sling's rope.
+  p.bar(mat::kDarkWood, px, py, ex, ey, 6);
+  const auto [bx, by] = arm_end(px, py, 16, pose.angle);
+  p.bar(mat::kIron, bx - 1, by, bx + 1, by, 3);
+  p.rect(mat::kIron, ex - 2, ey - 2, 5, 4);
   p.ellipse(mat::kLeather, pouch_x, pouch_y, 3.5, 2.5);
-  if (pose.loaded) p.circle(mat::kStone, pouch_x, pouch_y - 1.5, 3.5);
-  // Torsion bundle, the upright and its brace, the padded stop.
-  p.circle(mat::kRope, px, py, 7);
-  p.line(pal::kGold, px - 5, py - 3, px + 5, py + 3);
-  p.line(pal::kGold, px - 5, py + 1, px + 3, py + 5);
+  if (pose.loaded) p.circle(mat::kStone, pouch_x, pouch_y - 1.5, 4);
+  // The twisted skein at the pivot: a coil of rope between two iron cheeks.
+  p.rect(mat::kIron, px - 7, py - 7, 3, 14);
+  p.rect(mat::kRope, px - 4, py - 6, 9, 12);
+  for (double ly = py - 4; ly <= py + 4; ly += 3) p.line(pal::kGold, px - 4, ly + 1, px + 4, ly - 1);
   p.circle(mat::kIron, px, py, 2);
-  p.bar(mat::kWood, 38, 46, 38, 20, 6);
-  p.bar(mat::kDarkWood, 54, 46, 41, 26, 4);
-  p.ellipse(mat::kCloth, 34, 19, 6, 4);
-  p.rect(mat::kIron, 35, 30, 6, 3);
+  // The tall upright with its brace and the red leather stop the arm strikes.
+  p.bar(mat::kDarkWood, 40, 47, 40, 16, 7);
+  p.rect(mat::kIron, 37, 24, 7, 2);
+  p.rect(mat::kIron, 37, 38, 7, 2);
+  p.bar(mat::kDarkWood, 56, 47, 43, 26, 4);
+  p.ellipse(mat::kRed, 35, 17, 5, 4);
 }
 
 void draw_tower(Pen& pen, Tower tower, const Pose& pose) {
@@ -172,7 +176,7 @@ void draw_tower(Pen& pen, Tower tower, const Pose& pose) {
 
 bool is_bow(Tower tower) { return tower == Tower::kScorpion || tower == Tower::kBallista; }
 
-constexpr double kArmRest[] = {0, 0, 74, 80};
+constexpr double kArmRest[] = {0, 0, 74, 82};
 constexpr double kArmDrawn[] = {0, 0, 166, 162};
 
 Pose rest_pose(Tower tower) {
