@@ -14,7 +14,7 @@ PACKAGES := build-essential cmake pkg-config ccache \
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-.PHONY: setup build run test test-asan bench clean
+.PHONY: setup build run test test-asan bench clean sheet mockup
 
 setup:
 	@missing=$$(for p in $(PACKAGES); do dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; done); \
@@ -43,6 +43,14 @@ test-asan: setup
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKOVA_SANITIZE=ON
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ctest --output-on-failure -j $(JOBS) -L unit
+
+# The picture of the game's art: the contact sheet of build/data.win, kept as docs/contact_sheet.png.
+sheet: $(BUILD_DIR)/CMakeCache.txt
+	cmake --build $(BUILD_DIR) --target contact_sheet
+
+# A still of the game room from the generated art and the game's fonts, as build/mockup.png.
+mockup: $(BUILD_DIR)/CMakeCache.txt
+	cmake --build $(BUILD_DIR) --target mockup
 
 bench: setup build
 	@for b in $(BUILD_DIR)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && $$b; done

@@ -1,8 +1,8 @@
 // kova-assetgen <out-dir> <title-font>: draws every sprite of the game into <out-dir>/sprites as a
 // PNG strip of equal frames, and synthesises every sound into <out-dir>/sounds as Ogg Vorbis. A
 // file is rewritten only when its bytes change, so the data file rebuilds only for real changes.
-// `kova-assetgen mockup <out.png> <title-font>` composes a still of the game room from the same
-// drawings, to check the screen's layout. Exits 1 with one line on standard error on failure.
+// `kova-assetgen mockup <out.png> <title-font> <regular-font> <small-font>` composes a still of the
+// game room from the same drawings and fonts, to check the screen's layout and the text's legibility. Exits 1 with one line on standard error on failure.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "assetgen/canvas.h"
+#include "assetgen/lettering.h"
 #include "assetgen/sounds.h"
 #include "assetgen/sprites.h"
 #include "image/image.h"
@@ -82,7 +83,22 @@ void check_palette(const SpriteOut& sprite) {
 
 // The game room as the player sees it: background, board, some towers and enemies, the band of
 // the heads-up display with its panels and the shop row, at the places the game draws them.
-kimage::Image mockup(const std::string& title_font) {
+struct MockupFonts {
+  std::string title, regular, small;
+};
+
+// White text as the game draws it, its left (or right, with `right`) edge at x, centred on y.
+void mock_text(kimage::Image& screen, const std::string& font, int size, const std::string& text, int x, int y, Rgba colour,
+               bool right = false, bool centre = false) {
+  Canvas canvas(screen.width, screen.height);
+  const TextBox box = measure_text(font, size, text);
+  const int left = centre ? x - box.width / 2 : (right ? x - box.width : x);
+  const Shape letters = text_shape(canvas, font, size, text, left, y - (size * 6) / 10);
+  canvas.fill(letters, colour);
+  screen.paste(canvas.image(), 0, 0, true);
+}
+
+kimage::Image mockup(const MockupFonts& fonts) {
   kimage::Image screen(640, 360, kimage::rgb(0x222034));
   auto put = [&](const kimage::Image& image, int x, int y) { screen.paste(image, x, y, true); };
   auto centre = [&](const kimage::Image& image, int x, int y) { put(image, x - image.width / 2, y - image.height / 2); };
@@ -118,7 +134,12 @@ kimage::Image mockup(const std::string& title_font) {
     centre(squash(shop_button(), 2.0 / 3, 2.0 / 3), 160 + 64 * t, 20);
     centre(tower_shop_icon(static_cast<Tower>(t)), 160 + 64 * t, 20);
   }
-  (void)title_font;
+  mock_text(screen, fonts.regular, 12, "200", 36, 20, pal::kWhite);
+  mock_text(screen, fonts.regular, 12, "37", 572, 20, pal::kWhite);
+  const char* const prices[] = {"50", "100", "40", "80"};
+  for (int t = 0; t < 4; ++t) {
+    mock_text(screen, fonts.small, 10, prices[t], 160 + 64 * t - 24 + 4, 20, t == 1 ? pal::kRed : pal::kWhite, true);
+  }
   return screen;
 }
 
@@ -126,13 +147,14 @@ kimage::Image mockup(const std::string& title_font) {
 
 int main(int argc, char** argv) {
   try {
-    if (argc == 4 && std::strcmp(argv[1], "mockup") == 0) {
+    if (argc == 6 && std::strcmp(argv[1], "mockup") == 0) {
       std::string error;
-      if (!kimage::write_png(argv[2], mockup(argv[3]), &error)) throw std::runtime_error(error);
+      if (!kimage::write_png(argv[2], mockup(MockupFonts{argv[3], argv[4], argv[5]}), &error)) throw std::runtime_error(error);
       return 0;
     }
     if (argc != 3) {
-      std::fprintf(stderr, "usage: kova-assetgen <out-dir> <title-font>\n       kova-assetgen mockup <out.png> <title-font>\n");
+      std::fprintf(stderr, "usage: kova-assetgen <out-dir> <title-font>\n"
+                   "       kova-assetgen mockup <out.png> <title-font> <regular-font> <small-font>\n");
       return 1;
     }
     const std::filesystem::path out = argv[1];
