@@ -10,7 +10,7 @@ PACKAGES := build-essential cmake pkg-config ccache \
 	libogg-dev libvorbis-dev libjson-c-dev \
 	libgtest-dev libgmock-dev libbenchmark-dev \
 	xvfb xauth libgl1-mesa-dri \
-	fonts-dejavu-core fonts-blankenburg
+	fonts-dejavu-core fonts-blankenburg fonts-gotico-antiqua
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 

@@ -77,7 +77,7 @@ TEST(ManifestOrders, BadLinesNameTheLine) {
     const char* message;
   };
   const Case cases[] = {
-      {"[functions]\n[sounds]\n", "m.txt:2: unknown section [sounds]"},
+      {"[functions]\n[sparkles]\n", "m.txt:2: unknown section [sparkles]"},
       {"[functions]\n[functions]\n", "m.txt:2: section [functions] given twice"},
       {"[functions]\nraw_thing\n", "m.txt:2: \"raw_thing\" is not a tsl_Script_"},
       {"[functions]\ntsl_Script_a\n\ntsl_Script_a\n", "m.txt:4: function \"tsl_Script_a\" listed twice"},
@@ -132,8 +132,9 @@ TEST(ManifestOrders, BuilderCodeIndexesAreTheFunctionTableRows) {
   const std::string builder = build_dir() + "/kova-datawin";
   ASSERT_EQ(access(builder.c_str(), X_OK), 0) << "build the kova-datawin target first";
   TempDir dir;
-  std::ofstream(dir.file("manifest.txt"), std::ios::binary) << kSmallManifest;
-  const std::string command = "'" + builder + "' '" + dir.path() + "' '" + dir.file("out.win") + "'";
+  // The builder's asset sections ride along: the object whose event row the manifest lists.
+  std::ofstream(dir.file("manifest.txt"), std::ios::binary) << kSmallManifest << "[objects]\n0 obj_a\n";
+  const std::string command = "'" + builder + "' build '" + dir.path() + "' -o '" + dir.file("out.win") + "' > /dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
   const std::string file = read_file(dir.file("out.win"));
   std::vector<uint8_t> image(file.begin(), file.end());
@@ -159,8 +160,7 @@ TEST(ManifestOrders, BuilderCodeIndexesAreTheFunctionTableRows) {
 }
 
 TEST(ManifestOrders, TheGameManifestParses) {
-  const std::string self = __FILE__;
-  const std::string text = read_file(self.substr(0, self.rfind("/tests/datawin/")) + "/assets/manifest.txt");
+  const std::string text = read_file(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt");
   manifest::Orders orders;
   std::string error;
   ASSERT_TRUE(manifest::parse_orders(text, "manifest.txt", &orders, &error)) << error;

@@ -25,8 +25,7 @@ namespace {
 using value_test::RaisedMessage;
 
 std::string manifest_text() {
-  const std::string self = __FILE__;
-  std::ifstream in(self.substr(0, self.rfind("/tests/world/")) + "/assets/manifest.txt", std::ios::binary);
+  std::ifstream in(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt", std::ios::binary);
   std::ostringstream text;
   text << in.rdbuf();
   return text.str();

@@ -1,8 +1,9 @@
 // kova-assetgen <out-dir> <title-font>: draws every sprite of the game into <out-dir>/sprites as a
 // PNG strip of equal frames, and synthesises every sound into <out-dir>/sounds as Ogg Vorbis. A
 // file is rewritten only when its bytes change, so the data file rebuilds only for real changes.
-// `kova-assetgen mockup <out.png> <title-font> <regular-font> <small-font>` composes a still of the
-// game room from the same drawings and fonts, to check the screen's layout and the text's legibility. Exits 1 with one line on standard error on failure.
+// `kova-assetgen mockup <out.png> <lettering-font> <title-font> <regular-font> <small-font>` composes a still of the
+// game room from the same drawings and fonts, and <out>_title.png and <out>_loss.png of the two
+// screens with their words, to check the layout and the text's legibility. Exits 1 with one line on standard error on failure.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -84,7 +85,7 @@ void check_palette(const SpriteOut& sprite) {
 // The game room as the player sees it: background, board, some towers and enemies, the band of
 // the heads-up display with its panels and the shop row, at the places the game draws them.
 struct MockupFonts {
-  std::string title, regular, small;
+  std::string lettering, title, regular, small;
 };
 
 // White text as the game draws it, its left (or right, with `right`) edge at x, centred on y.
@@ -143,18 +144,38 @@ kimage::Image mockup(const MockupFonts& fonts) {
   return screen;
 }
 
+// The title and loss screens with their words where the game draws them.
+kimage::Image mockup_screen(const MockupFonts& fonts, bool loss) {
+  kimage::Image screen = loss ? loss_screen(fonts.lettering) : title_screen(fonts.lettering);
+  const Rgba words = kimage::rgb(0xcbdbfc);
+  if (loss) {
+    mock_text(screen, fonts.title, 24, "37 'MESSAGES'", 320, 180, words, false, true);
+  } else {
+    screen.paste(maker_emblem(), 8, 20 - 14, true);
+    mock_text(screen, fonts.small, 10, "A game by the Kova Keep makers", 96, 20, words);
+  }
+  mock_text(screen, fonts.title, 24, "PRESS ANY BUTTON TO CONTINUE", 320, 330, words, false, true);
+  return screen;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
-    if (argc == 6 && std::strcmp(argv[1], "mockup") == 0) {
+    if (argc == 7 && std::strcmp(argv[1], "mockup") == 0) {
       std::string error;
-      if (!kimage::write_png(argv[2], mockup(MockupFonts{argv[3], argv[4], argv[5]}), &error)) throw std::runtime_error(error);
+      const MockupFonts fonts{argv[3], argv[4], argv[5], argv[6]};
+      const std::string out = argv[2];
+      const std::string stem = out.size() > 4 && out.compare(out.size() - 4, 4, ".png") == 0 ? out.substr(0, out.size() - 4) : out;
+      if (!kimage::write_png(out, mockup(fonts), &error) || !kimage::write_png(stem + "_title.png", mockup_screen(fonts, false), &error) ||
+          !kimage::write_png(stem + "_loss.png", mockup_screen(fonts, true), &error)) {
+        throw std::runtime_error(error);
+      }
       return 0;
     }
     if (argc != 3) {
       std::fprintf(stderr, "usage: kova-assetgen <out-dir> <title-font>\n"
-                   "       kova-assetgen mockup <out.png> <title-font> <regular-font> <small-font>\n");
+                   "       kova-assetgen mockup <out.png> <lettering-font> <title-font> <regular-font> <small-font>\n");
       return 1;
     }
     const std::filesystem::path out = argv[1];
