@@ -79,6 +79,19 @@ class GameDataFile : public AssetLoaderTest {
   std::vector<uint8_t> file_;
 };
 
+// Both walks over a damaged image; whatever they say, they must return. The loader is reset after.
+void load_damaged(std::vector<uint8_t>* image) {
+  LoaderConsole quiet;
+  try {
+    HeaderScan(image->data(), static_cast<uint32_t>(image->size()));
+  } catch (const KVTSLException&) {
+    // the size check of the FORM header
+  }
+  LoadGameData(image->data(), static_cast<uint32_t>(image->size()));
+  ResetLoaderState();
+  Assets_InstallReaders();
+}
+
 const char* sprite_name(int32_t i) { return Sprite_Table().name(i); }
 const char* sound_name(int32_t i) { return Sound_Table().name(i); }
 
@@ -243,15 +256,7 @@ TEST_F(GameDataFile, TruncatedOrScribbledFilesAreReportedNeverACrash) {
     const ToolRun info = run_info(damaged);
     EXPECT_FALSE(info.signalled) << "info crashed on a file cut to " << keep;
     EXPECT_EQ(info.status, 1) << "a file cut to " << keep << " bytes passed: " << info.out.substr(0, 300);
-    image_ = cut;
-    try {
-      HeaderScan(image_.data(), static_cast<uint32_t>(image_.size()));
-    } catch (const KVTSLException&) {
-      // the size check of the FORM header
-    }
-    LoadGameData(image_.data(), static_cast<uint32_t>(image_.size()));
-    ResetLoaderState();
-    Assets_InstallReaders();
+    load_damaged(&cut);
   }
   // Scribbles over random words: neither info nor the loader may crash, whatever the bytes say.
   for (int round = 0; round < 24; ++round) {
@@ -265,15 +270,7 @@ TEST_F(GameDataFile, TruncatedOrScribbledFilesAreReportedNeverACrash) {
     const ToolRun info = run_info(damaged);
     EXPECT_FALSE(info.signalled) << "info crashed on scribble round " << round;
     EXPECT_TRUE(info.status == 0 || info.status == 1) << info.out.substr(0, 300);
-    image_ = bytes;
-    LoaderConsole quiet;
-    try {
-      HeaderScan(image_.data(), static_cast<uint32_t>(image_.size()));
-    } catch (const KVTSLException&) {
-    }
-    LoadGameData(image_.data(), static_cast<uint32_t>(image_.size()));
-    ResetLoaderState();
-    Assets_InstallReaders();
+    load_damaged(&bytes);
   }
   // A scribble on a structural word is named: the sprite list's first offset sent past the end.
   std::vector<uint8_t> bytes = file_;

@@ -48,6 +48,22 @@ Image Image::scaled(int factor) const {
   return out;
 }
 
+bool opaque_bounds(const Image& image, Bounds* out) {
+  Bounds b{image.width, image.height, -1, -1};
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      if (image.at(x, y).a == 0) continue;
+      b.left = std::min(b.left, x);
+      b.right = std::max(b.right, x);
+      b.top = std::min(b.top, y);
+      b.bottom = std::max(b.bottom, y);
+    }
+  }
+  if (b.right < 0) return false;
+  *out = b;
+  return true;
+}
+
 namespace {
 
 struct ReadSource {

@@ -36,6 +36,13 @@ struct Image {
   Image scaled(int factor) const;
 };
 
+// The smallest box (edges inclusive) around the pixels whose alpha isn't 0; false, leaving *out
+// alone, when there is none.
+struct Bounds {
+  int left = 0, top = 0, right = -1, bottom = -1;
+};
+bool opaque_bounds(const Image& image, Bounds* out);
+
 bool read_png(const std::string& path, Image* out, std::string* error);
 bool decode_png(const uint8_t* data, size_t size, Image* out, std::string* error);
 bool write_png(const std::string& path, const Image& image, std::string* error);

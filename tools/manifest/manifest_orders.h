@@ -61,6 +61,11 @@ extern const int kFamilyNameCount;
 extern const char* const kAssetSections[];
 extern const int kAssetSectionCount;
 
+// Text helpers of the manifest's parsers: blanks cut from both ends; a line's words; a C name.
+std::string trim(const std::string& text);
+std::vector<std::string> words(const std::string& line);
+bool is_identifier(const std::string& text);
+
 // Whether a manifest line opens the orders part (a `[section]` line).
 bool is_section_line(const std::string& trimmed_line);
 

@@ -8,26 +8,13 @@
 #include <sstream>
 
 #include "datawin/format/sequence_layout.h"
+#include "manifest/manifest_orders.h"
 
 namespace datawin {
 
 namespace {
 
 enum class Section { kOther, kSprites, kSounds, kFonts, kShaders, kCurves, kObjects, kRooms, kTags };
-
-std::string trim(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  const size_t last = text.find_last_not_of(" \t\r");
-  return text.substr(first, last - first + 1);
-}
-
-std::vector<std::string> words(const std::string& line) {
-  std::istringstream in(line);
-  std::vector<std::string> out;
-  for (std::string word; in >> word;) out.push_back(word);
-  return out;
-}
 
 bool to_int(const std::string& text, int64_t low, int64_t high, int64_t* out) {
   if (text.empty()) return false;
@@ -45,14 +32,6 @@ bool to_float(const std::string& text, float* out) {
   const double value = std::strtod(text.c_str(), &end);
   if (*end != '\0' || !std::isfinite(value)) return false;
   *out = static_cast<float>(value);
-  return true;
-}
-
-bool is_name(const std::string& text) {
-  if (text.empty() || (text[0] >= '0' && text[0] <= '9')) return false;
-  for (char c : text) {
-    if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_')) return false;
-  }
   return true;
 }
 
@@ -116,7 +95,7 @@ bool parse_asset_sections(const std::string& text, const std::string& source, As
     return true;
   };
   auto name_of = [&](const std::string& word, std::string* name) {
-    if (!is_name(word)) return fail("bad asset name \"" + word + "\"");
+    if (!manifest::is_identifier(word)) return fail("bad asset name \"" + word + "\"");
     *name = word;
     return true;
   };
@@ -145,7 +124,7 @@ bool parse_asset_sections(const std::string& text, const std::string& source, As
   std::istringstream in(text);
   for (std::string raw; std::getline(in, raw);) {
     ++line_number;
-    const std::string line = trim(raw);
+    const std::string line = manifest::trim(raw);
     if (line.empty() || line[0] == '#') continue;
     if (line.size() >= 2 && line.front() == '[' && line.back() == ']') {
       static const std::pair<const char*, Section> kNames[] = {
@@ -159,7 +138,7 @@ bool parse_asset_sections(const std::string& text, const std::string& source, As
       continue;
     }
     if (section == Section::kOther) continue;
-    const std::vector<std::string> parts = words(line);
+    const std::vector<std::string> parts = manifest::words(line);
     switch (section) {
       case Section::kSprites: {
         if (parts.size() < 2) return fail("expected `<index> <name> [options]`");
@@ -361,10 +340,10 @@ bool parse_asset_sections(const std::string& text, const std::string& source, As
         TagEntry e;
         e.at.line = line_number;
         e.asset = parts[0];
-        const std::string rest = trim(line.substr(line.find(parts[0]) + parts[0].size()));
+        const std::string rest = manifest::trim(line.substr(line.find(parts[0]) + parts[0].size()));
         std::istringstream tags(rest);
         for (std::string tag; std::getline(tags, tag, ',');) {
-          tag = trim(tag);
+          tag = manifest::trim(tag);
           if (tag.empty()) return fail("an empty tag");
           e.tags.push_back(tag);
         }

@@ -262,15 +262,12 @@ void Builder::add_sprites() {
     // The box around every opaque pixel of every frame.
     int left = r.width, top = r.height, right = -1, bottom = -1;
     for (const kimage::Image& frame : data.frames) {
-      for (int y = 0; y < frame.height; ++y) {
-        for (int x = 0; x < frame.width; ++x) {
-          if (frame.at(x, y).a == 0) continue;
-          left = std::min(left, x);
-          right = std::max(right, x);
-          top = std::min(top, y);
-          bottom = std::max(bottom, y);
-        }
-      }
+      kimage::Bounds box;
+      if (!kimage::opaque_bounds(frame, &box)) continue;
+      left = std::min(left, box.left);
+      right = std::max(right, box.right);
+      top = std::min(top, box.top);
+      bottom = std::max(bottom, box.bottom);
     }
     if (right < 0) left = top = right = bottom = 0;
     r.bbox_left = left;

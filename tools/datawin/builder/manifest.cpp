@@ -12,12 +12,7 @@ namespace datawin {
 
 namespace {
 
-std::string trim(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  const size_t last = text.find_last_not_of(" \t\r");
-  return text.substr(first, last - first + 1);
-}
+using manifest::trim;
 
 std::vector<std::string> split(const std::string& text, const char* separators) {
   std::vector<std::string> parts;

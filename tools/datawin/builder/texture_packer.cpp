@@ -28,25 +28,10 @@ int TexturePacker::add(const kimage::Image& image, bool trim) {
   PagePlacement placement;
   placement.original_width = image.width;
   placement.original_height = image.height;
-  int left = 0, top = 0, right = image.width - 1, bottom = image.height - 1;
-  if (trim) {
-    left = image.width;
-    top = image.height;
-    right = -1;
-    bottom = -1;
-    for (int y = 0; y < image.height; ++y) {
-      for (int x = 0; x < image.width; ++x) {
-        if (image.at(x, y).a == 0) continue;
-        left = std::min(left, x);
-        right = std::max(right, x);
-        top = std::min(top, y);
-        bottom = std::max(bottom, y);
-      }
-    }
-    if (right < 0) {  // wholly transparent: one clear pixel
-      left = top = right = bottom = 0;
-    }
-  }
+  // Trimmed to the opaque pixels; a wholly clear image keeps one clear pixel.
+  kimage::Bounds box{0, 0, image.width - 1, image.height - 1};
+  if (trim && !kimage::opaque_bounds(image, &box)) box = kimage::Bounds{0, 0, 0, 0};
+  const int left = box.left, top = box.top, right = box.right, bottom = box.bottom;
   placement.x_offset = left;
   placement.y_offset = top;
   const kimage::Image piece = image.crop(left, top, right - left + 1, bottom - top + 1);
