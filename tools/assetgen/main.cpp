@@ -181,10 +181,14 @@ int main(int argc, char** argv) {
     const std::filesystem::path out = argv[1];
     std::filesystem::create_directories(out / "sprites");
     std::filesystem::create_directories(out / "sounds");
+    std::printf("kova-assetgen: drawing sprites\n");
+    std::fflush(stdout);
     for (const SpriteOut& sprite : game_sprites(argv[2])) {
       check_palette(sprite);
       write_if_changed(out / "sprites" / (sprite.name + ".png"), kimage::encode_png(strip(sprite.frames)));
     }
+    std::printf("kova-assetgen: synthesising and encoding sounds\n");
+    std::fflush(stdout);
     for (const SoundAsset& sound : game_sounds()) {
       write_if_changed(out / "sounds" / (sound.name + ".ogg"), encode_ogg(sound.samples, sound.loop ? 0.3f : 0.4f));
     }

@@ -230,21 +230,20 @@ std::vector<kimage::Image> tower_firing(Tower tower) {
 kimage::Image tower_idle(Tower tower) { return render(tower, rest_pose(tower)); }
 
 kimage::Image tower_shop_icon(Tower tower) {
-  // A framed plate of 28x28 in a 32x32 cell, the tower drawn small inside it.
+  // The tower small on a clear ground, held by four brass corner brackets: the shop button's plaque
+  // shows between them, so its hover tint stays visible around the icon.
   Canvas canvas(32, 32);
-  Pen frame(canvas);
-  frame.rect(mat::kDarkWood, 2, 2, 28, 28);
-  frame.rect(mat::kFlat(pal::kNavy), 4, 4, 24, 24);
-  frame.rect(mat::kFlat(pal::kBlue), 4, 20, 24, 8);
-  Canvas inner(32, 32);
-  Pen pen(inner, 0.36, 4.5, 4.5);
+  Pen pen(canvas, 0.46, 1.5, 1.0);
   draw_tower(pen, tower, rest_pose(tower));
-  inner.outline();
-  canvas.paste(inner.image().crop(4, 4, 24, 24), 4, 4);
-  for (int c : {2, 29}) {
-    for (int r : {2, 29}) canvas.pixel(c, r, pal::kYellow);
-  }
   canvas.outline();
+  Pen frame(canvas);
+  for (int cx : {1, 27}) {
+    for (int cy : {1, 27}) {
+      frame.rect(mat::kBrass, cx, cy, 4, 1);
+      frame.rect(mat::kBrass, cx == 1 ? cx : cx + 3, cy, 1, 4);
+      frame.rect(mat::kBrass, cx, cy == 1 ? cy : cy + 3, 4, 1);
+    }
+  }
   return canvas.image();
 }
 
