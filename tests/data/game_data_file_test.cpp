@@ -105,6 +105,21 @@ TEST_F(GameDataFile, LoadsWithEveryChunkKnown) {
   EXPECT_EQ(console.find("Failed"), std::string::npos) << console;
 }
 
+TEST_F(GameDataFile, TheRunnerStartsOnItWithoutAnError) {
+  TempDir dir;
+  const std::string command = "cd '" + dir.path() + "' && '" + kBinaryDir + "/kova-runner' -game '" + kBinaryDir +
+                              "/data.win' -headless -noaudio -debugoutput trace.txt > out.txt 2>&1";
+  const int raw = std::system(command.c_str());
+  const std::vector<uint8_t> bytes = read_bytes(dir.file("out.txt"));
+  const std::string out(bytes.begin(), bytes.end());
+  ASSERT_TRUE(WIFEXITED(raw)) << out;
+  EXPECT_EQ(WEXITSTATUS(raw), 0) << out;
+  EXPECT_NE(out.find("Process Chunk: TXTR"), std::string::npos) << out;
+  EXPECT_NE(out.find("Entering main loop"), std::string::npos) << out;
+  EXPECT_EQ(out.find("unknown Chunk"), std::string::npos) << out;
+  EXPECT_EQ(out.find("Failed to load the game"), std::string::npos) << out;
+}
+
 TEST_F(GameDataFile, FixedIndexesHoldWhatTheScriptsExpect) {
   std::string console;
   ASSERT_TRUE(load(&console)) << console;
