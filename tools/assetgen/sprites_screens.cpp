@@ -19,6 +19,16 @@ double noise(int x, int y, uint32_t seed) {
   return ((h ^ (h >> 16)) & 0xFFFF) / 65535.0;
 }
 
+// Value noise smoothed between grid points `cell` pixels apart, 0 .. 1.
+double smooth_noise(int x, int y, int cell, uint32_t seed) {
+  const int gx = x / cell, gy = y / cell;
+  const double fx = static_cast<double>(x % cell) / cell, fy = static_cast<double>(y % cell) / cell;
+  const double sx = fx * fx * (3 - 2 * fx), sy = fy * fy * (3 - 2 * fy);
+  const double top = noise(gx, gy, seed) + (noise(gx + 1, gy, seed) - noise(gx, gy, seed)) * sx;
+  const double bottom = noise(gx, gy + 1, seed) + (noise(gx + 1, gy + 1, seed) - noise(gx, gy + 1, seed)) * sx;
+  return top + (bottom - top) * sy;
+}
+
 // Ordered dither between two colours: `t` of the pixels take `b`.
 Rgba dither(int x, int y, double t, Rgba a, Rgba b) {
   static const int kBayer[4][4] = {{0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
@@ -126,10 +136,24 @@ kimage::Image background() {
   // 640x321, drawn at (0, 39): local y = screen y - 39. Lane centres at screen 80, 160, 240, 320.
   Canvas c(640, 321);
   constexpr int kLaneY[] = {41, 121, 201, 281};
+  // Grass in soft patches (a coarse noise dithered between two greens) with small tufts.
   for (int y = 0; y < c.height(); ++y) {
     for (int x = 0; x < c.width(); ++x) {
+      const double patch = 0.65 * smooth_noise(x, y, 40, 13) + 0.35 * smooth_noise(x, y, 13, 14);
+      c.pixel(x, y, dither(x, y, std::clamp((patch - 0.58) * 2.5, 0.0, 0.5), pal::kGreen, pal::kOlive));
+    }
+  }
+  for (int y = 2; y < c.height(); ++y) {
+    for (int x = 1; x < c.width() - 1; ++x) {
       const double n = noise(x, y, 1);
-      c.pixel(x, y, n < 0.06 ? pal::kOlive : (n > 0.96 ? pal::kLime : pal::kGreen));
+      if (n < 0.012) {  // a tuft: two dark blades
+        c.pixel(x, y, pal::kOlive);
+        c.pixel(x - 1, y - 1, pal::kOlive);
+        c.pixel(x + 1, y - 1, pal::kOlive);
+      } else if (n > 0.992) {
+        c.pixel(x, y, pal::kLime);
+        c.pixel(x, y - 1, pal::kLime);
+      }
     }
   }
   // Roads along the lanes, a distinct band of packed earth with ruts.
