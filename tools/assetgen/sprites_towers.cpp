@@ -38,11 +38,13 @@ void bolt(Pen& p, double x0, double y, double length, double thick, const Materi
   p.poly(fletch, {{x0, y - thick / 2 - 2}, {x0 + 4, y}, {x0, y + thick / 2 + 2}});
 }
 
-void scorpion(Pen& p, const Pose& pose) {
-  // Tripod stand.
-  p.bar(mat::kDarkWood, 31, 36, 20, 58, 3);
-  p.bar(mat::kWood, 33, 36, 45, 58, 3);
-  p.bar(mat::kWood, 32, 36, 32, 57, 3);
+// `stand` false leaves the tripod out: the player's bow turns on a pivot of its own.
+void scorpion(Pen& p, const Pose& pose, bool stand = true) {
+  if (stand) {
+    p.bar(mat::kDarkWood, 31, 36, 20, 58, 3);
+    p.bar(mat::kWood, 33, 36, 45, 58, 3);
+    p.bar(mat::kWood, 32, 36, 32, 57, 3);
+  }
   p.rect(mat::kDarkIron, 27, 32, 10, 6);
   // Stock along the firing line, a trigger lug below it.
   p.bar(mat::kWood, 9, 30, 47, 30, 4);
@@ -292,7 +294,7 @@ std::vector<kimage::Image> player_bow() {
     Pen pen(canvas, 0.75, 0, 0);
     Pose pose;
     pose.pull = i / 7.0;
-    scorpion(pen, pose);
+    scorpion(pen, pose, false);
     canvas.outline();
     frames.push_back(canvas.image());
   }
