@@ -69,6 +69,7 @@ int32_t BufferAsync_GroupEnd() {
     return -1;
   }
   if (g_group.request.files.empty()) {
+    BufferAsync_Reset();
     KVError("no content in group to save");
     return -1;
   }
