@@ -94,66 +94,38 @@ float Buffer_HalfToFloat(uint16_t half) {
 
 // ---- Items --------------------------------------------------------------------------------------
 
+namespace {
+
+template <class T>
+bool put(BufferItem* item, T value) {
+  std::memcpy(item->scratch, &value, sizeof value);
+  item->count = sizeof value;
+  return true;
+}
+
+template <class T>
+T get(const uint8_t* bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+}  // namespace
+
 bool BufferItem::encode(int32_t data_type, const RValue* value) {
   bytes = scratch;
   switch (data_type) {
     case kBufferU8:
-    case kBufferS8:
-      scratch[0] = static_cast<uint8_t>(KVGetInt32(value, 0));
-      count = 1;
-      return true;
-    case kBufferU16: {
-      const auto v = static_cast<uint16_t>(KVGetUint32(value, 0));
-      std::memcpy(scratch, &v, 2);
-      count = 2;
-      return true;
-    }
-    case kBufferS16: {
-      const auto v = static_cast<int16_t>(KVGetInt32(value, 0));
-      std::memcpy(scratch, &v, 2);
-      count = 2;
-      return true;
-    }
-    case kBufferU32: {
-      const uint32_t v = KVGetUint32(value, 0);
-      std::memcpy(scratch, &v, 4);
-      count = 4;
-      return true;
-    }
-    case kBufferS32: {
-      const int32_t v = KVGetInt32(value, 0);
-      std::memcpy(scratch, &v, 4);
-      count = 4;
-      return true;
-    }
-    case kBufferF16: {
-      const uint16_t v = Buffer_FloatToHalf(KVGetFloat(value, 0));
-      std::memcpy(scratch, &v, 2);
-      count = 2;
-      return true;
-    }
-    case kBufferF32: {
-      const float v = KVGetFloat(value, 0);
-      std::memcpy(scratch, &v, 4);
-      count = 4;
-      return true;
-    }
-    case kBufferF64: {
-      const double v = KVGetReal(value, 0);
-      std::memcpy(scratch, &v, 8);
-      count = 8;
-      return true;
-    }
-    case kBufferBool:
-      scratch[0] = KVGetBool(value, 0) ? 1 : 0;
-      count = 1;
-      return true;
-    case kBufferU64: {
-      const int64_t v = RV_ToInt64(*value);
-      std::memcpy(scratch, &v, 8);
-      count = 8;
-      return true;
-    }
+    case kBufferS8: return put(this, static_cast<uint8_t>(KVGetInt32(value, 0)));
+    case kBufferU16: return put(this, static_cast<uint16_t>(KVGetUint32(value, 0)));
+    case kBufferS16: return put(this, static_cast<int16_t>(KVGetInt32(value, 0)));
+    case kBufferU32: return put(this, KVGetUint32(value, 0));
+    case kBufferS32: return put(this, KVGetInt32(value, 0));
+    case kBufferF16: return put(this, Buffer_FloatToHalf(KVGetFloat(value, 0)));
+    case kBufferF32: return put(this, KVGetFloat(value, 0));
+    case kBufferF64: return put(this, KVGetReal(value, 0));
+    case kBufferBool: return put(this, static_cast<uint8_t>(KVGetBool(value, 0) ? 1 : 0));
+    case kBufferU64: return put(this, RV_ToInt64(*value));
     case kBufferString:
     case kBufferText: {
       if (RV_Kind(*value) == kRVString && (value->pRefString == nullptr || value->pRefString->text == nullptr)) {
@@ -164,8 +136,7 @@ bool BufferItem::encode(int32_t data_type, const RValue* value) {
       count = static_cast<int64_t>(std::strlen(text)) + (data_type == kBufferString ? 1 : 0);
       return true;
     }
-    default:
-      return false;
+    default: return false;
   }
 }
 
@@ -173,47 +144,15 @@ RValue BufferItem_Decode(int32_t data_type, const uint8_t* b) {
   switch (data_type) {
     case kBufferU8: return RV_Int32(b[0]);
     case kBufferS8: return RV_Int32(static_cast<int8_t>(b[0]));
-    case kBufferU16: {
-      uint16_t v;
-      std::memcpy(&v, b, 2);
-      return RV_Int32(v);
-    }
-    case kBufferS16: {
-      int16_t v;
-      std::memcpy(&v, b, 2);
-      return RV_Int32(v);
-    }
-    case kBufferU32: {
-      uint32_t v;
-      std::memcpy(&v, b, 4);
-      return RV_Int64(v);
-    }
-    case kBufferS32: {
-      int32_t v;
-      std::memcpy(&v, b, 4);
-      return RV_Int32(v);
-    }
-    case kBufferF16: {
-      uint16_t v;
-      std::memcpy(&v, b, 2);
-      return RV_Real(Buffer_HalfToFloat(v));
-    }
-    case kBufferF32: {
-      float v;
-      std::memcpy(&v, b, 4);
-      return RV_Real(v);
-    }
-    case kBufferF64: {
-      double v;
-      std::memcpy(&v, b, 8);
-      return RV_Real(v);
-    }
+    case kBufferU16: return RV_Int32(get<uint16_t>(b));
+    case kBufferS16: return RV_Int32(get<int16_t>(b));
+    case kBufferU32: return RV_Int64(get<uint32_t>(b));
+    case kBufferS32: return RV_Int32(get<int32_t>(b));
+    case kBufferF16: return RV_Real(Buffer_HalfToFloat(get<uint16_t>(b)));
+    case kBufferF32: return RV_Real(get<float>(b));
+    case kBufferF64: return RV_Real(get<double>(b));
     case kBufferBool: return RV_Int32(b[0] != 0 ? 1 : 0);
-    case kBufferU64: {
-      int64_t v;
-      std::memcpy(&v, b, 8);
-      return RV_Int64(v);
-    }
+    case kBufferU64: return RV_Int64(get<int64_t>(b));
     default: return RV_Undefined();
   }
 }

@@ -206,7 +206,7 @@ bool Buffer_Delete(int64_t id);
 void Buffer_AddRef(int64_t id);
 void Buffer_Release(int64_t id);
 int32_t Buffer_TableLength();
-// Frees every buffer and the table (shutdown).
+// Frees every buffer and the table, and forgets an open asynchronous group (shutdown).
 void Buffer_FreeAll();
 
 // ---- What other subsystems provide ----------------------------------------------------------------
@@ -232,3 +232,6 @@ struct BufferFileAccess {
 // Null restores the default.
 void Buffer_SetFileAccess(const BufferFileAccess* access);
 const BufferFileAccess& Buffer_GetFileAccess();
+// A whole file through the file access; false for "http://" and "https://" names and for a file
+// that can't be read.
+bool Buffer_ReadFile(const char* name, std::vector<uint8_t>* out);

@@ -7,6 +7,7 @@
 // size asks.
 #include <nettle/base64.h>
 #include <nettle/md5.h>
+#include <nettle/nettle-meta.h>
 #include <nettle/sha1.h>
 #include <zlib.h>
 
@@ -80,7 +81,20 @@ std::string hex(const uint8_t* digest, size_t size) {
   return text;
 }
 
-bool is_url(const char* name) { return std::strncmp(name, "http://", 7) == 0 || std::strncmp(name, "https://", 8) == 0; }
+// The digest of a range in lower-case hexadecimal.
+void digest_range(const IBuffer& buffer, const nettle_hash& hash, RValue* out, int32_t offset, int32_t size) {
+  const RangeBytes range(buffer, offset, size);
+  union {
+    md5_ctx md5;
+    sha1_ctx sha1;
+  } context;
+  uint8_t digest[SHA1_DIGEST_SIZE];
+  hash.init(&context);
+  hash.update(&context, range.size(), range.data());
+  hash.digest(&context, hash.digest_size, digest);
+  set_string(out, hex(digest, hash.digest_size));
+}
+
 
 // Decoded Base64 text, or false for text that isn't Base64.
 bool decode_base64(const char* text, std::vector<uint8_t>* out) {
@@ -100,15 +114,20 @@ bool decode_base64(const char* text, std::vector<uint8_t>* out) {
 
 bool Buffer_DecodeBase64(const char* text, std::vector<uint8_t>* out) { return decode_base64(text, out); }
 
+bool Buffer_ReadFile(const char* name, std::vector<uint8_t>* out) {
+  out->clear();
+  if (name == nullptr || std::strncmp(name, "http://", 7) == 0 || std::strncmp(name, "https://", 8) == 0) return false;
+  return Buffer_GetFileAccess().read_whole(name, out);
+}
+
 bool IBuffer::Save(const char* filename, int32_t offset, int32_t size) {
   const RangeBytes range(*this, offset, size);
   return Buffer_GetFileAccess().write_whole(filename, range.data(), range.size());
 }
 
 bool IBuffer::Load(const char* filename, int32_t src_offset, int32_t src_size, int32_t dest_offset) {
-  if (filename == nullptr || is_url(filename)) return false;
   std::vector<uint8_t> file;
-  if (!Buffer_GetFileAccess().read_whole(filename, &file)) return false;
+  if (!Buffer_ReadFile(filename, &file)) return false;
   const int64_t total = static_cast<int64_t>(file.size());
   const int64_t start = std::clamp<int64_t>(src_offset, 0, total);
   const int64_t count = src_size < 0 ? total - start : std::min<int64_t>(src_size, total - start);
@@ -131,25 +150,9 @@ bool IBuffer::Base64Decode(const char* text, int32_t offset, int32_t size) {
   return true;
 }
 
-void IBuffer::Md5(RValue* out, int32_t offset, int32_t size) {
-  const RangeBytes range(*this, offset, size);
-  md5_ctx context;
-  md5_init(&context);
-  md5_update(&context, range.size(), range.data());
-  uint8_t digest[MD5_DIGEST_SIZE];
-  md5_digest(&context, sizeof digest, digest);
-  set_string(out, hex(digest, sizeof digest));
-}
+void IBuffer::Md5(RValue* out, int32_t offset, int32_t size) { digest_range(*this, nettle_md5, out, offset, size); }
 
-void IBuffer::Sha1(RValue* out, int32_t offset, int32_t size) {
-  const RangeBytes range(*this, offset, size);
-  sha1_ctx context;
-  sha1_init(&context);
-  sha1_update(&context, range.size(), range.data());
-  uint8_t digest[SHA1_DIGEST_SIZE];
-  sha1_digest(&context, sizeof digest, digest);
-  set_string(out, hex(digest, sizeof digest));
-}
+void IBuffer::Sha1(RValue* out, int32_t offset, int32_t size) { digest_range(*this, nettle_sha1, out, offset, size); }
 
 void IBuffer::Crc32(RValue* out, int32_t offset, int32_t size) {
   const RangeBytes range(*this, offset, size);

@@ -7,6 +7,7 @@
 #include "core/memory.h"
 #include "platform/files.h"
 #include "storage/buffer.h"
+#include "storage/buffer_async.h"
 
 namespace {
 
@@ -153,6 +154,7 @@ void Buffer_FreeAll() {
     if (live(table[i])) KV_Delete(table[i]);
   }
   KV_FREE(table);
+  BufferAsync_Reset();
 }
 
 void Buffer_SetSurfaceAccess(const BufferSurfaceAccess* access) { g_surface_access = access; }

@@ -160,9 +160,7 @@ void print_load_failure(const char* name, const char* builtin) {
 FN_DS(F_BufferLoad) {
   const std::string name = KVGetString(argv, 0);
   std::vector<uint8_t> file;
-  const bool url = name.rfind("http://", 0) == 0 || name.rfind("https://", 0) == 0;
-  if (url || !Buffer_GetFileAccess().read_whole(name.c_str(), &file) ||
-      file.size() > static_cast<size_t>(kBufferMaxSize)) {
+  if (!Buffer_ReadFile(name.c_str(), &file) || file.size() > static_cast<size_t>(kBufferMaxSize)) {
     print_load_failure(name.c_str(), "buffer_load");
     set_result(result, RV_Real(-1));
     return;
