@@ -30,6 +30,7 @@
 #include "data/game_file.h"
 #include "graphics/texture_load.h"
 #include "graphics/window.h"
+#include "storage/buffer.h"
 #include "storage/ds_core.h"
 #include "world/builtin_var_rows.h"
 #include "world/world_init.h"
@@ -255,6 +256,7 @@ void ShutDownGame() {
   Game_FreeSubjects();
   Function_Clear();
   Window_Destroy();
+  Buffer_FreeAll();
   DS_FreeAll();
   GCCollectAll();
   GC_Reset();
