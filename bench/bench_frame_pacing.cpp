@@ -3,9 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include "core/frame_state.h"
-#include "core/run_frame.h"
-#include "core/run_present.h"
 #include "core/timing.h"
+#include "run/run_frame.h"
+#include "run/run_present.h"
 
 namespace {
 

@@ -1,3 +1,11 @@
-#include "core/run_game.h"
+// The entry point: the spine runs on this build's backends, the SDL2 window host with the OpenGL
+// device, and the fake host with the recording null device where no window can open.
+#include "platform/fake/fake_display.h"
+#include "platform/gl/gl_device.h"
+#include "platform/sdl/sdl_window_host.h"
+#include "run/run_game.h"
 
-int main(int argc, char** argv) { return Kova_Main(argc, argv); }
+int main(int argc, char** argv) {
+  const DisplayPlatform platform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()};
+  return Kova_Main(argc, argv, platform);
+}

@@ -8,7 +8,6 @@
 
 #include "core/console.h"
 #include "core/frame_state.h"
-#include "core/run_subjects.h"
 #include "data/game_data.h"
 #include "graphics/batcher.h"
 #include "graphics/device_state.h"
@@ -18,9 +17,7 @@
 #include "graphics/texture_load.h"
 #include "graphics/window.h"
 #include "graphics/window_internal.h"
-#include "platform/fake/null_device.h"
 #include "platform/files.h"
-#include "platform/gl/gl_device.h"
 
 namespace {
 
@@ -46,13 +43,13 @@ bool make_device(std::string* error) {
     g_device = Window_TestDevice();
     return true;
   }
-  if (S().real_display) {
-    g_owned_device = GlDevice_Create(host, error);
-  } else {
-    int32_t w = 0, h = 0;
-    host->ClientSize(&w, &h);
-    g_owned_device = std::make_unique<NullDevice>(w, h);
+  const DisplayPlatform& platform = Window_Platform();
+  const DisplayBackend& backend = S().real_display ? platform.display : platform.no_display;
+  if (backend.create_device == nullptr) {
+    *error = "no device for this window";
+    return false;
   }
+  g_owned_device = backend.create_device(host, error);
   g_device = g_owned_device.get();
   return g_device != nullptr;
 }

@@ -7,12 +7,9 @@
 
 #include "core/console.h"
 #include "core/frame_state.h"
-#include "core/run_subjects.h"
 #include "data/game_data.h"
 #include "graphics/window_internal.h"
-#include "platform/fake/fake_window_host.h"
 #include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
 
 namespace {
 
@@ -32,6 +29,7 @@ WindowState g_state;
 WindowInputSink g_input_sink = nullptr;
 IWindowHost* g_test_host = nullptr;
 IDevice* g_test_device = nullptr;
+DisplayPlatform g_platform;
 bool g_headless = false;
 std::unique_ptr<IWindowHost> g_owned_host;
 IWindowHost* g_host = nullptr;
@@ -172,6 +170,8 @@ void Window_SetHeadless(bool headless) { g_headless = headless; }
 IWindowHost* Window_Host() { return g_host; }
 void Window_SetInputSink(WindowInputSink sink) { g_input_sink = sink; }
 IDevice* Window_TestDevice() { return g_test_device; }
+void Window_SetDisplayPlatform(const DisplayPlatform& platform) { g_platform = platform; }
+const DisplayPlatform& Window_Platform() { return g_platform; }
 
 bool Window_Create(int32_t width, int32_t height) {
   if (g_host != nullptr) Window_Destroy();
@@ -199,8 +199,8 @@ bool Window_Create(int32_t width, int32_t height) {
 
   if (g_test_host != nullptr) {
     g_host = g_test_host;
-  } else if (!g_headless) {
-    g_owned_host = SdlWindowHost_Create();
+  } else if (!g_headless && g_platform.display.create_host != nullptr) {
+    g_owned_host = g_platform.display.create_host();
     g_host = g_owned_host.get();
   }
 
@@ -239,9 +239,14 @@ bool Window_Create(int32_t width, int32_t height) {
       return false;
     }
     if (!g_headless) g_ReleaseConsole->Output("No display available - running without a window\n");
-    g_owned_host = std::make_unique<FakeWindowHost>();
+    g_owned_host = g_platform.no_display.create_host != nullptr ? g_platform.no_display.create_host() : nullptr;
     g_host = g_owned_host.get();
-    g_host->Open(desc);
+    if (g_host == nullptr || !g_host->Open(desc)) {
+      g_ReleaseConsole->Output("Failed to create mainwindow\n");
+      g_owned_host.reset();
+      g_host = nullptr;
+      return false;
+    }
   }
   g_state.client_width = w;
   g_state.client_height = h;

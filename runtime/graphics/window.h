@@ -3,17 +3,17 @@
 // bookkeeping between them: the sizes the game asked for, the full-screen state, the display reset
 // countdown (Run_ResetCountdown: above 1 a size change is settling, 1 the device is reset at the
 // next frame), focus, and the messages of the window turned into runtime state. Input messages
-// go on to the input layer through a sink. The frame entry points (Window_Create, Graphics_Init,
-// Start_Frame, Device_Present ...) are declared in core/run_subjects.h.
+// go on to the input layer through a sink.
 //
-// Without a display (no X server, or -headless) the window runs on the fake host with the null
-// device: the game runs, paced by sleep timing, and nothing is shown; one console line says so.
-// Tests install their own host and device with Window_UsePlatform.
+// The window layer names no backend: the runner hands it the platform (Window_SetDisplayPlatform),
+// whose display pair is tried first. Without a display (no X server, or -headless) the window runs
+// on the platform's no-display pair: the game runs, paced by sleep timing, and nothing is shown;
+// one console line says so. Tests install their own host and device with Window_UsePlatform.
 #include <cstdint>
 #include <string>
 
-#include "core/run_subjects.h"
 #include "platform/device.h"
+#include "platform/display.h"
 #include "platform/window_host.h"
 
 class GRTexture;
@@ -63,8 +63,32 @@ struct WindowState {
 
 WindowState& Window_State();
 
+// The entry points the frame driver and start-up call.
+bool Window_Create(int32_t width, int32_t height);  // false when graphics cannot start
+bool Graphics_Init();
+void Window_ApplyPendingSize();
+void Device_Reset();
+void Start_Frame();
+// Shows the back buffer with a sync interval; false when there is no device.
+bool Device_Present(int32_t sync_interval);
+// Waits for the next vertical blank; false when the output cannot do it.
+bool Device_WaitForVBlank();
+void Splash_Show();
+void Window_Destroy();
+// Drains the window's messages into runtime state; a quit message (the close button) raises the
+// same quit request as SIGINT (Platform_PostQuit).
+void Window_PumpMessages();
+// The device side of End_Frame, before any present: flushes the batch, ends the batch frame,
+// closes the scene and, when presenting, copies the main render target to the back buffer.
+void Device_EndFrame(bool present);
+void RenderState_ApplyPending();
+bool Window_FreezeForLostFocus();  // the option is on and the game's window isn't active
+
+// The backends the next Window_Create and Graphics_Init use (kept until replaced).
+void Window_SetDisplayPlatform(const DisplayPlatform& platform);
+
 // Tests: use this host and device (borrowed) for the next Window_Create / Graphics_Init; null
-// restores the real platform.
+// goes back to the platform handed in by Window_SetDisplayPlatform.
 void Window_UsePlatform(IWindowHost* host, IDevice* device);
 // -headless: never try the real display.
 void Window_SetHeadless(bool headless);

@@ -3,10 +3,13 @@
 #include <cstdint>
 
 #include "platform/device.h"
+#include "platform/display.h"
 #include "platform/window_host.h"
 
 // The device installed by Window_UsePlatform, if any.
 IDevice* Window_TestDevice();
+// The backends handed in by Window_SetDisplayPlatform.
+const DisplayPlatform& Window_Platform();
 // Full screen in or out, or a new windowed size (the device reset's mode change).
 void Window_ModeChange();
 // The back buffer follows a new size: prints "Resizing swap chain...", reads the drawable size.

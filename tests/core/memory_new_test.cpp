@@ -15,7 +15,8 @@
 #include <vector>
 
 #include "core/memory.h"
-#include "core/run_game.h"
+#include "platform/fake/fake_display.h"
+#include "run/run_game.h"
 #include "support/fixture.h"
 
 namespace {
@@ -240,7 +241,7 @@ TEST(MemoryRestartTest, WholeGameRunsInOneProcessDoNotGrowTheManager) {
   std::vector<Round> rounds;
   rounds.reserve(4);
   for (int round = 0; round < 4; ++round) {
-    ASSERT_EQ(Kova_Main(static_cast<int>(argv.size()), argv.data()), 0);
+    ASSERT_EQ(Kova_Main(static_cast<int>(argv.size()), argv.data(), DisplayPlatform{{}, FakeDisplay_Backend()}), 0);
     const MemoryStats stats = MemoryManager::Stats();
     rounds.push_back(Round{stats.heap_blocks, stats.bytes_in_use, used_counts(buckets)});
   }

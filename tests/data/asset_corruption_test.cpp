@@ -9,21 +9,21 @@
 
 #include "core/error.h"
 #include "core/gc.h"
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/format/asset_kind.h"
 #include "datawin/format/page_image.h"
 #include "datawin/writer/chunk_audio.h"
 #include "datawin/writer/chunk_font.h"
 #include "datawin/writer/chunk_options.h"
+#include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_shdr.h"
 #include "datawin/writer/chunk_sprites.h"
 #include "datawin/writer/chunk_textures.h"
-#include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_world.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/texture_table.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_font.h"
 #include "datawin/writer/chunk_shdr.h"
@@ -13,6 +12,7 @@
 #include "graphics/asset_fonts.h"
 #include "graphics/asset_shaders.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 

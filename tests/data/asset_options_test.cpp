@@ -7,13 +7,13 @@
 #include "core/timing.h"
 #include "data/asset_extensions.h"
 #include "data/asset_options.h"
-#include "data/asset_readers.h"
 #include "data/asset_scripts.h"
 #include "data/asset_tags.h"
 #include "data/game_data.h"
 #include "datawin/format/asset_kind.h"
 #include "datawin/writer/chunk_options.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 using namespace datawin::optn;

@@ -4,12 +4,12 @@
 #include <vector>
 
 #include "audio/asset_sounds.h"
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/format/options_layout.h"
 #include "datawin/writer/chunk_audio.h"
 #include "datawin/writer/chunk_options.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_sprites.h"
 #include "datawin/writer/chunk_textures.h"
 #include "graphics/asset_backgrounds.h"
 #include "graphics/asset_sprites.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 

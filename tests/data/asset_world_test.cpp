@@ -2,10 +2,10 @@
 #include <string>
 #include <vector>
 
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_world.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 #include "world/asset_paths.h"
 #include "world/asset_timelines.h"
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "core/console.h"
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/format/byte_order.h"
+#include "run/asset_readers.h"
 #include "support/fixture.h"
 
 class LoaderTest : public ::testing::Test {

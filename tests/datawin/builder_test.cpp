@@ -13,13 +13,13 @@
 #include <vector>
 
 #include "core/console.h"
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "datawin/format/gen8_layout.h"
 #include "graphics/asset_fonts.h"
 #include "graphics/asset_shaders.h"
 #include "graphics/asset_sprites.h"
 #include "image/image.h"
+#include "run/asset_readers.h"
 #include "support/fixture.h"
 #include "world/asset_curves.h"
 #include "world/asset_rooms.h"

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "core/console.h"
-#include "data/asset_readers.h"
 #include "data/asset_scripts.h"
 #include "data/game_data.h"
 #include "manifest/manifest_orders.h"
+#include "run/asset_readers.h"
 #include "support/fixture.h"
 
 namespace {
@@ -51,7 +51,7 @@ const char kSmallManifest[] =
     "[global_variables]\n"
     "score\n"
     "[registrars]\n"
-    "Game Run_RegisterGameBuiltins core/run_builtins.h\n"
+    "Game Run_RegisterGameBuiltins run/run_builtins.h\n"
     "Math Math_RegisterArithmeticBuiltins core/fn_math.h\n"
     "Kova Object_RegisterBuiltins core/fn_object.h\n";
 

@@ -11,7 +11,10 @@
 #include "datawin/writer/chunk_gen8.h"
 #include "graphics/batcher.h"
 #include "graphics/window.h"
+#include "platform/fake/fake_display.h"
+#include "platform/gl/gl_device.h"
 #include "platform/process.h"
+#include "platform/sdl/sdl_window_host.h"
 #include "support/fixture.h"
 
 constexpr int kGlSize = 64;
@@ -29,6 +32,7 @@ class GlWindowTest : public ::testing::Test {
     image_ = BuildImage(writer);
     ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
     Window_UsePlatform(nullptr, nullptr);
+    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
     ASSERT_TRUE(Window_Create(kGlSize, kGlSize));
     ASSERT_TRUE(Graphics_Init());
     if (!Window_State().real_display) GTEST_SKIP() << "no display";

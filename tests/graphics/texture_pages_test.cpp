@@ -11,7 +11,6 @@
 #include "core/gc.h"
 #include "core/job_manager.h"
 #include "core/object.h"
-#include "data/asset_readers.h"
 #include "data/game_data.h"
 #include "data/loader_test_util.h"
 #include "datawin/format/page_image.h"
@@ -24,6 +23,7 @@
 #include "graphics/texture_table.h"
 #include "platform/fake/null_device.h"
 #include "platform/files.h"
+#include "run/asset_readers.h"
 
 using namespace datawin;
 

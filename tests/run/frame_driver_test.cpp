@@ -5,11 +5,11 @@
 
 #include "core/console.h"
 #include "core/frame_state.h"
-#include "core/run_frame.h"
-#include "core/run_present.h"
 #include "core/timing.h"
 #include "platform/fake/fake_clock.h"
 #include "platform/process.h"
+#include "run/run_frame.h"
+#include "run/run_present.h"
 #include "world/room.h"
 
 namespace {

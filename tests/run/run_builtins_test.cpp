@@ -8,9 +8,9 @@
 #include "core/function_table.h"
 #include "core/gc.h"
 #include "core/object.h"
-#include "core/run_builtins.h"
 #include "core/timing.h"
 #include "core/variable_names.h"
+#include "run/run_builtins.h"
 #include "storage/fn_ds.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "core/run_options_ini.h"
+#include "run/run_options_ini.h"
 
 #include <gtest/gtest.h>
 

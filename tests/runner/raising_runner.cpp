@@ -3,8 +3,9 @@
 // exception_unhandled_handler (which ends the process with status 7) and then fails the same way.
 #include "core/code_tables.h"
 #include "core/console.h"
-#include "core/run_game.h"
 #include "core/script_api.h"
+#include "platform/fake/fake_display.h"
+#include "run/run_game.h"
 
 namespace {
 
@@ -52,5 +53,6 @@ int main(int argc, char** argv) {
   tables.scriptCount = static_cast<int32_t>(sizeof g_rows / sizeof g_rows[0]);
   tables.scriptTable = g_rows;
   g_CodeTables = &tables;
-  return Kova_Main(argc, argv);
+  // The error path's tests run it headless: the no-display backends are all it needs.
+  return Kova_Main(argc, argv, DisplayPlatform{{}, FakeDisplay_Backend()});
 }

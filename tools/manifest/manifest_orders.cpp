@@ -185,7 +185,7 @@ std::string emit_registrars(const Orders& orders) {
   std::ostringstream out;
   emit_generated_banner(out);
   out << "// The builtin registrars in registration order.\n";
-  out << "#include \"core/builtin_families.h\"\n#include \"core/run_builtins.h\"\n";
+  out << "#include \"core/builtin_families.h\"\n#include \"run/run_builtins.h\"\n";
   std::set<std::string> headers;
   for (const RegistrarRow& row : orders.registrars) headers.insert(row.header);
   for (const std::string& header : headers) out << "#include \"" << header << "\"\n";

@@ -8,7 +8,7 @@
 #include "core/gc.h"
 #include "core/memory.h"
 #include "core/object.h"
-#include "core/run_builtins.h"
+#include "run/run_builtins.h"
 #include "storage/ds_core.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "core/options.h"
+#include "run/options.h"
 
 #include <cerrno>
 #include <cstdio>

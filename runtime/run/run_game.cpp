@@ -1,4 +1,4 @@
-#include "core/run_game.h"
+#include "run/run_game.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -12,30 +12,30 @@
 #include "core/error_report.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
-#include "core/game_path.h"
 #include "core/gc.h"
 #include "core/job_manager.h"
 #include "core/memory.h"
-#include "core/options.h"
-#include "core/run_builtins.h"
-#include "core/run_frame.h"
-#include "core/run_options_ini.h"
-#include "core/run_present.h"
-#include "core/run_subjects.h"
 #include "core/timing.h"
 #include "core/variable_names.h"
-#include "data/asset_readers.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
 #include "data/game_file.h"
 #include "graphics/texture_load.h"
 #include "graphics/window.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "run/asset_readers.h"
+#include "run/game_path.h"
+#include "run/options.h"
+#include "run/run_builtins.h"
+#include "run/run_frame.h"
+#include "run/run_options_ini.h"
+#include "run/run_present.h"
+#include "run/run_subjects.h"
 #include "storage/buffer.h"
 #include "storage/ds_core.h"
 #include "world/builtin_var_rows.h"
 #include "world/world_init.h"
-#include "platform/files.h"
-#include "platform/process.h"
 
 namespace {
 
@@ -280,8 +280,9 @@ void Game_End(int32_t code, bool code_given) {
 
 void Game_Restart() { New_Room = kNewRoomRestart; }
 
-int Kova_Main(int argc, char** argv) {
+int Kova_Main(int argc, char** argv, const DisplayPlatform& platform) {
   MemoryManager::Start();
+  Window_SetDisplayPlatform(platform);
   Frame_SetMainThread();
   Platform_InstallQuitSignals();
   Platform_MoveAtNamedFiles(".");

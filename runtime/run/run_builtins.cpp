@@ -1,4 +1,4 @@
-#include "core/run_builtins.h"
+#include "run/run_builtins.h"
 
 #include "core/builtin_families.h"
 #include "core/error.h"
@@ -8,18 +8,18 @@
 #include "core/fn_script.h"
 #include "core/fn_string.h"
 #include "core/fn_value.h"
-#include "core/frames.h"
 #include "core/frame_state.h"
+#include "core/frames.h"
 #include "core/function_table.h"
-#include "core/options.h"
-#include "core/run_game.h"
 #include "core/timing.h"
 #include "data/asset_names.h"
 #include "graphics/draw.h"
 #include "graphics/texture_builtins.h"
+#include "graphics/window.h"
+#include "run/options.h"
+#include "run/run_game.h"
 #include "storage/fn_ds.h"
 #include "storage/fn_json.h"
-#include "graphics/window.h"
 #include "world/time_source.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "core/run_frame.h"
+#include "run/run_frame.h"
 
 #include <ctime>
 #include <thread>
@@ -10,12 +10,12 @@
 #include "core/gc.h"
 #include "core/memory.h"
 #include "core/rvalue.h"
-#include "core/run_game.h"
-#include "core/run_present.h"
-#include "core/run_subjects.h"
 #include "core/timing.h"
 #include "graphics/texture_load.h"
 #include "platform/process.h"
+#include "run/run_game.h"
+#include "run/run_present.h"
+#include "run/run_subjects.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include <optional>
 #include <string>
 
-#include "core/options.h"
+#include "run/options.h"
 
 class IniFile;
 

@@ -1,4 +1,4 @@
-#include "core/game_path.h"
+#include "run/game_path.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Empty bodies for subsystems that have not landed yet. Each one is removed here when its
 // subsystem provides the real entry point.
-#include "core/run_subjects.h"
+#include "run/run_subjects.h"
 
 #include <vector>
 
@@ -8,11 +8,11 @@
 #include "core/console.h"
 #include "core/event_context.h"
 #include "core/frame_state.h"
-#include "core/options.h"
-#include "core/run_frame.h"
-#include "core/run_game.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
+#include "run/options.h"
+#include "run/run_frame.h"
+#include "run/run_game.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
 #include "world/object_type.h"

@@ -9,8 +9,8 @@
 // -game the result is "" and the caller reports the missing game.
 #include <string>
 
-#include "core/options.h"
 #include "platform/files.h"
+#include "run/options.h"
 
 using GamePathReadable = bool (*)(const std::string& path);
 using GamePathFullPath = std::string (*)(const std::string& path);

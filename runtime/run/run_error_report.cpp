@@ -12,12 +12,12 @@
 #include "core/job_manager.h"
 #include "core/memory.h"
 #include "core/object.h"
-#include "core/options.h"
-#include "core/run_game.h"
-#include "core/run_subjects.h"
 #include "data/asset_options.h"
 #include "graphics/window.h"
 #include "platform/process.h"
+#include "run/options.h"
+#include "run/run_game.h"
+#include "run/run_subjects.h"
 
 namespace {
 

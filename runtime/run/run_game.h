@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <string>
 
+struct DisplayPlatform;
 struct RunOptions;
 
-// The whole program; returns the process's exit status.
-int Kova_Main(int argc, char** argv);
+// The whole program on the given window and device backends; returns the process's exit status.
+int Kova_Main(int argc, char** argv, const DisplayPlatform& platform);
 
 bool InitGame();
 // False when the game could not start (no file, a wrong file, graphics failed).

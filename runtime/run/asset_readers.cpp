@@ -1,6 +1,6 @@
 // The reader table of the asset chunks. This file sits in its own library because it reaches into
 // every subject that the chunks fill.
-#include "data/asset_readers.h"
+#include "run/asset_readers.h"
 
 #include "audio/asset_sounds.h"
 #include "data/asset_extensions.h"

@@ -1,12 +1,12 @@
-#include "core/run_present.h"
+#include "run/run_present.h"
 
 #include <algorithm>
 
 #include "core/console.h"
 #include "core/frame_state.h"
 #include "core/gc.h"
-#include "core/run_subjects.h"
 #include "core/timing.h"
+#include "run/run_subjects.h"
 
 void VsyncPacer::Reset() {
   prev_ = -1;
