@@ -86,36 +86,11 @@ void clear_black() {
   g_device->Clear(kClearColour | kClearDepth | kClearStencil, kOpaqueBlack, 1.0f, 0);
 }
 
-void draw_main_target_to_back_buffer() {
-  IDevice* d = g_device;
-  d->SetRenderTarget(0);
-  float saved[3][16];
-  GR_Get_Matrix(kMatrixWorld, saved[0]);
-  GR_Get_Matrix(kMatrixView, saved[1]);
-  GR_Get_Matrix(kMatrixProjection, saved[2]);
-  float identity[16];
-  Matrix_Identity(identity);
-  GR_Set_Matrices(identity, identity, identity);
-  static const int32_t kIds[] = {kRSBlendEnable, kRSColourWriteEnable, kRSAlphaTestEnable, kRSCullMode, kRSZEnable};
-  static const uint32_t kFlipValues[] = {0, 15, 0, 0, 0};
-  uint32_t words[5];
-  for (int i = 0; i < 5; ++i) {
-    words[i] = RenderState_Get(kIds[i]);
-    RenderState_Set(kIds[i], kFlipValues[i]);
-  }
-  int32_t bw = 0, bh = 0;
-  d->BackBufferSize(&bw, &bh);
-  d->SetViewport(DeviceRect{0, 0, bw, bh});
-  d->SetScissor(DeviceRect{0, 0, bw, bh});
-  auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleStrip, &g_main_target, kFormatTextured, 4));
-  const float corners[4][4] = {{-1.0f, -1.0f, 0.0f, 1.0f}, {-1.0f, 1.0f, 0.0f, 0.0f},
-                               {1.0f, -1.0f, 1.0f, 1.0f},  {1.0f, 1.0f, 1.0f, 0.0f}};
-  for (int i = 0; i < 4; ++i) v[i] = VertexTextured{corners[i][2], corners[i][3], 0xFFFFFFFFu, corners[i][0], corners[i][1], 0.0f};
-  GR_Flush();
-  for (int i = 0; i < 5; ++i) RenderState_Set(kIds[i], words[i]);
-  GR_Set_Matrices(saved[0], saved[1], saved[2]);
-  d->SetRenderTarget(g_main_target.device_);
-  GR_Set_View_Size(S().display_width, S().display_height);
+// The flip: the main target onto the whole back buffer, the right way up, filtered as stage 0
+// samples. The device copies it directly, without a draw, so no render state is touched and the
+// main target stays bound.
+void copy_main_target_to_back_buffer() {
+  g_device->CopyToBackBuffer(g_main_target.device_, SamplerState_Get(0, kSampMagFilter) != 0);
 }
 
 void create_main_target() {
@@ -257,7 +232,7 @@ void Device_EndFrame(bool present) {
     Window_PumpMessages();
     s.first_presents_left = false;
   }
-  draw_main_target_to_back_buffer();
+  copy_main_target_to_back_buffer();
 }
 
 bool Device_Present(int32_t sync_interval) {

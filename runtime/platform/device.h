@@ -182,6 +182,11 @@ class IDevice {
   virtual bool ReadPixels(const DeviceRect& rect, uint32_t* out) = 0;
   // Finishes queued work (before a read or at the end of a frame).
   virtual void Flush() = 0;
+  // Copies a render target over the whole back buffer, scaled to its size (linear: filtered, else
+  // nearest texel), the target's top row at the top of the window. The cheapest copy the device
+  // has; the viewport, scissor, blending, write masks and the bound target are neither used nor
+  // changed. An id that isn't a render target does nothing.
+  virtual void CopyToBackBuffer(DeviceTextureId target, bool linear) = 0;
   // Shows the back buffer; sync_interval 0 doesn't wait for the display. False when the device
   // was lost and must be rebuilt.
   virtual bool Present(int32_t sync_interval) = 0;

@@ -155,6 +155,10 @@ bool NullDevice::ReadPixels(const DeviceRect& rect, uint32_t*) {
 
 void NullDevice::Flush() { record(DeviceCallKind::kFlush); }
 
+void NullDevice::CopyToBackBuffer(DeviceTextureId target, bool linear) {
+  record(DeviceCallKind::kCopyToBackBuffer, target, linear ? 1 : 0);
+}
+
 bool NullDevice::Present(int32_t sync_interval) {
   record(DeviceCallKind::kPresent, sync_interval);
   return present_ok_;

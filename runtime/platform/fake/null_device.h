@@ -32,13 +32,14 @@ enum class DeviceCallKind : int32_t {
   kFlush,
   kPresent,
   kSetTextureMipLevel,
+  kCopyToBackBuffer,
   kCount,
 };
 inline constexpr const char* kDeviceCallKindNames[] = {
     "CreateTexture", "UpdateTexture", "DestroyTexture", "BindTexture", "SetRenderTarget", "SetViewport",
     "SetScissor", "Clear", "SetBlend", "SetDepthStencil", "SetRaster", "SetSampler", "SetConstants",
     "CreateVertexBuffer", "WriteVertexBuffer", "DestroyVertexBuffer", "Draw", "ReadPixels", "Flush", "Present",
-    "SetTextureMipLevel"};
+    "SetTextureMipLevel", "CopyToBackBuffer"};
 static_assert(sizeof(kDeviceCallKindNames) / sizeof(kDeviceCallKindNames[0]) ==
               static_cast<size_t>(DeviceCallKind::kCount));
 
@@ -97,6 +98,7 @@ class NullDevice final : public IDevice {
             size_t first_byte, int32_t vertex_count) override;
   bool ReadPixels(const DeviceRect& rect, uint32_t* out) override;
   void Flush() override;
+  void CopyToBackBuffer(DeviceTextureId target, bool linear) override;
   bool Present(int32_t sync_interval) override;
 
   // The record.

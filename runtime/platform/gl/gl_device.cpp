@@ -160,7 +160,15 @@ class GlDevice final : public IDevice {
     glBindTexture(GL_TEXTURE_2D, t.texture);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_BASE_LEVEL, 0);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    if (render_target) {
+      // Targets keep their texels blue first, as the window's back buffer does, so that the
+      // present's blit of a target the size of the window is a plain copy of rows; what is drawn,
+      // sampled and read back is the same in either order.
+      glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
+      if (pixels != nullptr) glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    } else {
+      glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    }
     glBindTexture(GL_TEXTURE_2D, 0);
     if (render_target) {
       glGenFramebuffers(1, &t.framebuffer);
@@ -421,6 +429,25 @@ class GlDevice final : public IDevice {
   }
 
   void Flush() override { glFlush(); }
+
+  // A framebuffer blit: no shader, no vertices, and the flip is the blit's own reversed rows.
+  void CopyToBackBuffer(DeviceTextureId id, bool linear) override {
+    GlTexture* t = texture(id);
+    if (t == nullptr || t->framebuffer == 0) return;
+    int32_t bw = 0, bh = 0;
+    BackBufferSize(&bw, &bh);
+    if (bw <= 0 || bh <= 0) return;
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, t->framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+    glDisable(GL_SCISSOR_TEST);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    const bool same_size = bw == t->width && bh == t->height;
+    glBlitFramebuffer(0, 0, t->width, t->height, 0, bh, bw, 0, GL_COLOR_BUFFER_BIT,
+                      linear && !same_size ? GL_LINEAR : GL_NEAREST);
+    glEnable(GL_SCISSOR_TEST);
+    apply_write_masks();
+    glBindFramebuffer(GL_FRAMEBUFFER, current_framebuffer());
+  }
 
   bool Present(int32_t sync_interval) override {
     return host_->SwapBuffers(sync_interval);
