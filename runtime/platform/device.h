@@ -82,7 +82,7 @@ struct DepthStencilDesc {
 
 struct RasterDesc {
   bool wireframe = false;
-  int32_t cull = 0;  // 0 none, 1 front, 2 back
+  int32_t cull = 0;  // 0 none; 1 culls triangles that run clockwise in the picture (y down), 2 counter-clockwise
 };
 
 struct SamplerDesc {

@@ -100,6 +100,34 @@ TEST_F(GlDrawTest, EachBlendModeMixesAsItsFactorsSay) {
   Gpu_SetBlendMode(0);
 }
 
+TEST_F(GlDrawTest, CullModesDropTheWindingTheyNameOnTargetsAndTheWindow) {
+  struct Case {
+    uint32_t mode;
+    bool clockwise_drawn, counter_clockwise_drawn;
+  };
+  const Case cases[] = {{0, true, true}, {1, false, true}, {2, true, false}};
+  // Render targets are drawn flipped and the window isn't: both must agree on what the picture shows.
+  const DeviceTextureId targets[] = {GR_MainRenderTarget(), 0};
+  for (const DeviceTextureId target : targets) {
+    for (const Case& c : cases) {
+      const std::string what = std::string(target == 0 ? "window" : "render target") + ", mode " +
+                               std::to_string(c.mode);
+      Graphics_Device()->SetRenderTarget(target);
+      GR_Set_View(0, 0, kSize, kSize, 0);
+      Draw_Clear(0xFF000000u);
+      RenderState_Set(kRSCullMode, c.mode);
+      // Clockwise as the picture shows it (y down): right, then down-left.
+      Draw_Triangle(4, 4, 28, 4, 4, 28, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, false);
+      // Counter-clockwise: down, then up-right.
+      Draw_Triangle(34, 4, 34, 28, 58, 4, 0xFF00FF00u, 0xFF00FF00u, 0xFF00FF00u, false);
+      ExpectNear(Pixel(10, 10), c.clockwise_drawn ? Rgb{255, 0, 0} : Rgb{0, 0, 0}, what + ", clockwise");
+      ExpectNear(Pixel(40, 10), c.counter_clockwise_drawn ? Rgb{0, 255, 0} : Rgb{0, 0, 0}, what + ", counter-clockwise");
+    }
+  }
+  RenderState_Set(kRSCullMode, 0);
+  Graphics_Device()->SetRenderTarget(GR_MainRenderTarget());
+}
+
 TEST_F(GlDrawTest, ClearsIgnoreTheWriteMaskAndTheScissor) {
   RenderState_Set(kRSColourWriteEnable, 0);
   Graphics_Device()->SetScissor(DeviceRect{0, 0, 8, 8});

@@ -245,7 +245,10 @@ class GlDevice final : public IDevice {
     if (t != nullptr && t->framebuffer == 0) return;
     target_ = t != nullptr ? id : 0;
     glBindFramebuffer(GL_FRAMEBUFFER, current_framebuffer());
-    glFrontFace(target_ != 0 ? GL_CW : GL_CCW);
+    // The front face is the one that runs clockwise in the finished picture. GL counts windings
+    // in its own window coordinates, y up: the window shows them as they are, while a target's
+    // flipped rows mirror them.
+    glFrontFace(target_ != 0 ? GL_CCW : GL_CW);
     apply_viewport();
     apply_scissor();
   }

@@ -3,8 +3,10 @@
 // current; Present swaps through the host. Render targets are framebuffer objects drawn with the
 // clip-space y negated (and the front face swapped to match), so that texel row 0 of every target
 // is the top of the image; drawing to the back buffer is not flipped, which turns the picture the
-// right way up on screen. Depth 0..1 of the matrices is mapped onto GL's -1..1 in the vertex stage.
-// Textures have one level and their sampler never asks for more (GL_TEXTURE_MAX_LEVEL 0).
+// right way up on screen. Culling names windings as the finished picture shows them, so the front
+// face differs between targets and the window. The present's copy of a target to the window is a
+// framebuffer blit. Depth 0..1 of the matrices is mapped onto GL's -1..1 in the vertex stage.
+// A texture's sampler never asks for more levels than it was given (GL_TEXTURE_MAX_LEVEL).
 #include <memory>
 #include <string>
 
