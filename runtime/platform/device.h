@@ -62,7 +62,8 @@ struct VertexLayout {
   VertexElement elements[static_cast<int>(VertexAttribute::kCount)] = {};  // indexed by attribute
 };
 
-// Blend factors and compare functions in the numbering of the render states (1 zero ... 15).
+// Blend factors and compare functions in the numbering of the render states (1 zero ... 15); the
+// blend factor of 14 and 15 is the constant (1, 1, 1, 1).
 struct BlendDesc {
   bool enable = true;
   uint8_t src = 5, dest = 6, src_alpha = 5, dest_alpha = 6;

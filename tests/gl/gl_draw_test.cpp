@@ -100,6 +100,29 @@ TEST_F(GlDrawTest, EachBlendModeMixesAsItsFactorsSay) {
   Gpu_SetBlendMode(0);
 }
 
+TEST_F(GlDrawTest, TheBlendFactorIsWhite) {
+  struct Case {
+    uint8_t src, dest;
+    Rgb want;
+  };
+  // Destination (100, 100, 100); source (200, 50, 0) at alpha 0.5. Factor 14 is the blend factor
+  // (1, 1, 1, 1) and 15 its inverse (0, 0, 0, 0).
+  const Case cases[] = {
+      {14, 1, {200, 50, 0}},
+      {15, 2, {100, 100, 100}},
+      {2, 14, {255, 150, 100}},
+      {5, 15, {100, 25, 0}},
+  };
+  for (const Case& c : cases) {
+    Gpu_SetBlendMode(0);
+    Draw_Clear(0xFF646464u);
+    Gpu_SetBlendFactors(c.src, c.dest, c.src, c.dest, false);
+    Fill(10, 10, 20, 20, 0x800032C8u);
+    ExpectNear(Pixel(15, 15), c.want, "factors " + std::to_string(c.src) + ", " + std::to_string(c.dest));
+  }
+  Gpu_SetBlendMode(0);
+}
+
 TEST_F(GlDrawTest, CullModesDropTheWindingTheyNameOnTargetsAndTheWindow) {
   struct Case {
     uint32_t mode;

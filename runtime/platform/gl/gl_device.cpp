@@ -134,6 +134,8 @@ class GlDevice final : public IDevice {
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
     glEnable(GL_SCISSOR_TEST);
     glDisable(GL_DITHER);
+    // Blend factors 14 and 15 name the constant blend factor, which is always white.
+    glBlendColor(1.0f, 1.0f, 1.0f, 1.0f);
     SetBlend(BlendDesc{});
     SetDepthStencil(DepthStencilDesc{});
     SetRaster(RasterDesc{});
