@@ -8,11 +8,13 @@
 
 #include "core/console.h"
 #include "core/event_context.h"
+#include "core/frame_state.h"
 #include "core/frames.h"
 #include "core/gc.h"
 #include "core/memory.h"
 #include "core/object.h"
 #include "core/variable_names.h"
+#include "platform/process.h"
 
 bool g_ErrorsMuted = false;
 bool g_ErrorPending = false;
@@ -27,6 +29,7 @@ KVObjectBase* g_exception_prototype = nullptr;
 RValue g_pending_exception = RV_Undefined();
 RValue g_unhandled_handler = RV_Undefined();
 ErrorReportNowFn g_report_now = nullptr;
+ErrorFatalFn g_fatal = nullptr;
 ErrorSourceLineFn g_source_line = nullptr;
 bool g_tables_exist = true;
 std::string g_error_last;
@@ -298,6 +301,20 @@ RValue Error_ReadProperty(const RValue& object_value, const char* name) {
 // ---- Hooks and state ------------------------------------------------------------------------------
 
 void ErrorReport_SetReportNow(ErrorReportNowFn fn) { g_report_now = fn; }
+void ErrorReport_SetFatal(ErrorFatalFn fn) { g_fatal = fn; }
+
+void ErrorReport_Fatal(const std::string& text) {
+  Run_ExitCode = 1;
+  if (g_fatal != nullptr) {
+    g_fatal(text);
+    return;
+  }
+  Error_SetLast(text);
+  Error_SetOccurred(true);
+  g_OutputConsole->Output("ERROR!!! :: %s\n", text.c_str());
+  New_Room = kNewRoomAbort;
+  Platform_PostQuit();
+}
 void ErrorReport_SetTablesExist(bool exist) { g_tables_exist = exist; }
 void ErrorReport_SetSourceLineLookup(ErrorSourceLineFn fn) { g_source_line = fn; }
 

@@ -89,6 +89,14 @@ void ErrorReport_SetTablesExist(bool exist);
 using ErrorSourceLineFn = const char* (*)(const char* function_name, int32_t line);
 void ErrorReport_SetSourceLineLookup(ErrorSourceLineFn fn);
 
+// A fatal error outside any script (a resource the device can't take): the process ends with
+// status 1 once the frame is over. The run layer installs how it is shown (as an aborting error,
+// dialog included); without that the text goes to the output console as "ERROR!!! :: %s\n" and the
+// stop (New_Room = -400 and the quit message) is asked for here.
+using ErrorFatalFn = void (*)(const std::string& text);
+void ErrorReport_SetFatal(ErrorFatalFn fn);
+void ErrorReport_Fatal(const std::string& text);
+
 // error_last and error_occurred: what the error path left when an error didn't stop the game.
 const std::string& Error_Last();
 void Error_SetLast(const std::string& text);

@@ -396,18 +396,33 @@ void remove_finished() {
   m.group_requests.remove_if([](const auto& request) { return request->state.load() == kGroupRemove; });
 }
 
-// Lends `slot` the object of a ready page, for a draw while its own page loads.
-bool lend(TextureSlot* slot, int32_t from) {
-  if (from < 0 || Texture_Slot(from) == slot) return false;
-  const TextureSlot* source = Texture_Get(from, true, true, false, false);
-  if (source == nullptr || source->borrowed != 0 || source->texture == nullptr) return false;
-  slot->texture = source->texture;
-  slot->borrowed = 1;
-  return true;
-}
-
 int32_t slot_of_entry(const uint8_t* entry) {
   return entry != nullptr ? PageEntry_Read(entry).texture : -1;
+}
+
+bool build_failed(const Texture* texture) { return (texture->flags & kTextureBuildFailed) != 0; }
+
+// The ready page that stands in for page `index`: the first frame of the default sprite, else the
+// embedded "fallbacktexture"; null when neither can be had. A stand-in never asks for a stand-in of
+// its own, so two pages that fail can't send the search round in circles.
+TextureSlot* stand_in_for(int32_t index) {
+  static bool searching = false;
+  if (searching) return nullptr;
+  searching = true;
+  const SpriteAsset* sprite = Sprite_Get(manager().default_sprite);
+  const int32_t candidates[] = {sprite != nullptr && !sprite->frames.empty() ? slot_of_entry(sprite->frames[0]) : -1,
+                                slot_of_entry(EmbeddedImage_Fallback())};
+  TextureSlot* found = nullptr;
+  for (const int32_t candidate : candidates) {
+    if (candidate < 0 || candidate == index) continue;
+    TextureSlot* ready = Texture_Get(candidate, true, true, false, false);
+    if (ready != nullptr && ready == Texture_Slot(candidate) && slot_has_own_object(ready)) {
+      found = ready;
+      break;
+    }
+  }
+  searching = false;
+  return found;
 }
 
 }  // namespace
@@ -416,7 +431,9 @@ TextureSlot* Texture_Get(int32_t index, bool want_fetch, bool force, bool synchr
   Manager& m = manager();
   TextureSlot* slot = Texture_Slot(index);
   if (slot == nullptr || slot->inUse == 0) return nullptr;
-  if (force || slot->internal != 0 || m.auto_load) {
+  // A page that failed to load is not tried again by drawing; an explicit request (force) retries.
+  const bool may_load = force || ((slot->internal != 0 || m.auto_load) && slot->loadFailed == 0);
+  if (may_load) {
     const TextureGroup* group = TextureGroup_Get(slot->groupIndex);
     const bool async = m.async_load && !synchronous;
     if (via_group && group != nullptr && group->loadType == datawin::tgin::kLoadDynamic && group->loaded == 0) {
@@ -425,14 +442,16 @@ TextureSlot* Texture_Get(int32_t index, bool want_fetch, bool force, bool synchr
       run(add_request(index, want_fetch, async));
     }
   }
-  if (!slot_has_own_object(slot)) {
-    if (slot->texture != nullptr && slot->borrowed == 0) {
-      g_ReleaseConsole->Output("State error for texture %d\n", index);
-    } else if (slot->texture == nullptr) {
-      const SpriteAsset* sprite = Sprite_Get(m.default_sprite);
-      const bool lent = sprite != nullptr && !sprite->frames.empty() && lend(slot, slot_of_entry(sprite->frames[0]));
-      if (!lent) lend(slot, slot_of_entry(EmbeddedImage_Fallback()));
-    }
+  if (slot_has_own_object(slot)) {
+    // A page in memory is built at the first use that wants it, so a page that can't be built is
+    // known before anything is drawn with it; from then on its stand-in is drawn instead.
+    if (want_fetch) slot->texture->DeviceTexture();
+    if (build_failed(slot->texture)) return stand_in_for(index);
+  } else if (slot->texture == nullptr) {
+    TextureSlot* stand_in = stand_in_for(index);
+    if (stand_in == nullptr) return nullptr;
+    slot->texture = stand_in->texture;
+    slot->borrowed = 1;
   }
   return slot->texture != nullptr ? slot : nullptr;
 }

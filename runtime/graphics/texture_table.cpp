@@ -2,10 +2,12 @@
 #include "graphics/texture_table.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
 #include "core/console.h"
+#include "core/error.h"
 #include "core/memory.h"
 #include "data/game_data.h"
 #include "datawin/format/texture_layout.h"
@@ -28,7 +30,6 @@ std::vector<int32_t> g_page_table;
 Texture* g_objects = nullptr;  // the list of every object
 IDevice* g_device = nullptr;
 int32_t g_scale = 1;
-uint32_t g_max_side = kDeviceMaxSide;
 int32_t g_debug_level = 0;
 
 Texture* new_texture() {
@@ -61,6 +62,12 @@ void debug_line(const Texture* texture, const char* what) {
 }
 
 IDevice* device() { return g_device != nullptr ? g_device : Graphics_Device(); }
+
+uint32_t max_side() {
+  IDevice* target = device();
+  if (target == nullptr) return kDeviceMaxSide;
+  return std::min(kDeviceMaxSide, static_cast<uint32_t>(std::max(target->MaxTextureSize(), 1)));
+}
 
 // 16-bit 5-6-5 pixels (blue in the low bits) widened to RGBA8 for the device.
 std::vector<uint8_t> widen_565(const uint8_t* pixels, uint32_t width, uint32_t height) {
@@ -101,6 +108,32 @@ void upload_mips(IDevice* target, const Texture* texture, const uint8_t* data, u
   }
 }
 
+// A texture whose device object can't be made: never tried again, and its page counts as failed.
+void mark_build_failed(Texture* texture) {
+  texture->flags |= kTextureBuildFailed;
+  TextureSlot* slot = Texture_Slot(texture->slot);
+  if (slot == nullptr || slot->texture != texture) return;
+  slot->loadFailed = -1;
+  TextureGroup_UpdateStatus(slot->groupIndex);
+}
+
+// A texture larger than the device takes stops the game.
+void fail_too_large(Texture* texture, uint32_t width, uint32_t height) {
+  mark_build_failed(texture);
+  char text[256];
+  std::snprintf(text, sizeof text,
+                "Attempting to create a texture of size %d x %d in SetupD3DTexture, this is bigger than the maximum "
+                "allowable dimension (%d)\n",
+                static_cast<int>(width), static_cast<int>(height), static_cast<int>(max_side()));
+  ErrorReport_Fatal(text);
+}
+
+// Whether decoding the source gives the header's size: only PNG pages shrink, by the global scale.
+bool decode_keeps_size(const Texture* texture) {
+  return g_scale < 2 || (texture->flags & kTextureNoScale) != 0 ||
+         datawin::page::page_form(texture->sourceData, texture->sourceSize) != datawin::page::kFormPng;
+}
+
 }  // namespace
 
 bool Texture_WantsMips(const Texture* texture, int32_t stage) {
@@ -112,7 +145,7 @@ bool Texture_WantsMips(const Texture* texture, int32_t stage) {
 DeviceTextureId Texture::DeviceTexture() { return DeviceTextureAt(0); }
 
 DeviceTextureId Texture::DeviceTextureAt(int32_t stage) {
-  if (device() == nullptr) return device_;
+  if (device() == nullptr || (flags & kTextureBuildFailed) != 0) return device_;
   if (device_ == 0 || (device_mips != Texture_WantsMips(this, stage) && !render_target && pixels_can_mip(format))) {
     Texture_BuildDevice(this, nullptr, stage);
   }
@@ -161,8 +194,8 @@ Texture* Texture_Create(uint32_t width, uint32_t height, uint32_t format, uint32
   texture->format = format;
   texture->render_target = (flags & kCreateRenderTarget) != 0;
   if (!texture->render_target) {
-    width = std::min(width, g_max_side);
-    height = std::min(height, g_max_side);
+    width = std::min(width, max_side());
+    height = std::min(height, max_side());
     texture->pixels.assign(static_cast<size_t>(width) * height * 4 + kPixelPadding, 0);
   }
   texture->width = width;
@@ -249,7 +282,7 @@ bool Texture_DecodeSource(const Texture* texture, DecodedImage* out) {
 }
 
 bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels, int32_t stage) {
-  if (texture == nullptr) return false;
+  if (texture == nullptr || (texture->flags & kTextureBuildFailed) != 0) return false;
   IDevice* target = device();
   DecodedImage decoded;
   const uint8_t* data = nullptr;
@@ -261,16 +294,21 @@ bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels, int32_t s
   } else if (!texture->pixels.empty()) {
     data = texture->pixels.data();
   } else if (!texture->render_target && target != nullptr) {
-    if (!Texture_DecodeSource(texture, &decoded)) return false;
+    // A page the device can't take isn't decoded at all when its header already says so.
+    if ((width > max_side() || height > max_side()) && decode_keeps_size(texture)) {
+      fail_too_large(texture, width, height);
+      return false;
+    }
+    if (!Texture_DecodeSource(texture, &decoded)) {
+      mark_build_failed(texture);
+      return false;
+    }
     data = decoded.pixels.data();
     width = decoded.width;
     height = decoded.height;
   }
-  if (width > kDeviceMaxSide || height > kDeviceMaxSide) {
-    g_ReleaseConsole->Output(
-        "Attempting to create a texture of size %d x %d in SetupD3DTexture, this is bigger than the maximum "
-        "allowable dimension (%d)\n",
-        static_cast<int>(width), static_cast<int>(height), static_cast<int>(kDeviceMaxSide));
+  if (width > max_side() || height > max_side()) {
+    fail_too_large(texture, width, height);
     return false;
   }
   texture->width = width;
@@ -284,7 +322,10 @@ bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels, int32_t s
     if (texture->device_ != 0) target->DestroyTexture(texture->device_);
     texture->device_ = target->CreateTexture(static_cast<int32_t>(width), static_cast<int32_t>(height), data,
                                              texture->render_target, (texture->flags & kTextureDepth) != 0);
-    if (texture->device_ == 0) return false;
+    if (texture->device_ == 0) {
+      mark_build_failed(texture);
+      return false;
+    }
     // Recorded as asked, so an image too small for a chain isn't rebuilt at every bind.
     texture->device_mips = data != nullptr && Texture_WantsMips(texture, stage);
     if (texture->device_mips) upload_mips(target, texture, data, width, height);
@@ -372,8 +413,7 @@ void Texture_GetUVs(int64_t handle, double out[8]) {
 
 int32_t Texture_GlobalScale() { return g_scale; }
 void Texture_SetGlobalScale(int32_t scale) { g_scale = scale; }
-uint32_t Texture_MaxSize() { return g_max_side; }
-void Texture_SetMaxSize(uint32_t side) { g_max_side = side; }
+uint32_t Texture_MaxSize() { return max_side(); }
 void Texture_SetDebugVerbosity(int32_t level) { g_debug_level = level; }
 
 bool Texture_SlotReady(const TextureSlot* slot) {

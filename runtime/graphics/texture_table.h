@@ -28,6 +28,8 @@ enum TextureFlag : uint32_t {
   kTextureDeviceBuilt = 0x80,    // a device object exists and is counted
   kTextureKeepOnFlush = 0x100,   // the device object survives draw_texture_flush
   kTextureDepth = 0x200,         // a render target with a depth buffer
+  kTextureBuildFailed = 0x400,   // its pixels can't be had or don't fit the device: never built again,
+                                 // and Texture_Get gives the page's stand-in in its place
 };
 
 // Texture_Create's flags argument.
@@ -110,9 +112,11 @@ void Texture_Free_Device(Texture* texture);
 void Texture_FreeAllDevice(bool all);
 
 // Builds the device object from `pixels` (decoded on a worker), the CPU copy or the decoded
-// source, in that order of preference, and marks the object built. False when the pixels can't
-// be had or the device refuses; a side above the maximum is the fatal error of the device build.
-// Mip levels are generated and uploaded when Texture_WantsMips says so for the stage.
+// source, in that order of preference, and marks the object built. Mip levels are generated and
+// uploaded when Texture_WantsMips says so for the stage. When the pixels can't be had or the device
+// refuses, the object is marked kTextureBuildFailed (and its slot's loadFailed set) once, so it is
+// never decoded again; a side above the largest the device takes (Texture_MaxSize) is also the
+// fatal error "Attempting to create a texture of size ...", which stops the game with status 1.
 bool Texture_BuildDevice(Texture* texture, const DecodedImage* pixels = nullptr, int32_t stage = 0);
 // Whether a texture bound at this stage gets mips: it can hold them (RGBA or 32-bit float, not a
 // render target) and the mip enable the stage has applied is 1, or 2 with the texture marked.
@@ -142,8 +146,8 @@ void Texture_GetUVs(int64_t handle, double out[8]);
 
 int32_t Texture_GlobalScale();
 void Texture_SetGlobalScale(int32_t scale);  // caller checks for a positive power of two
+// The largest side of a texture: 16384, or less where the device takes less.
 uint32_t Texture_MaxSize();
-void Texture_SetMaxSize(uint32_t side);
 // 0 none, 1 pages of groups, 2 and above all pages: the "unpacked" and "flushed" lines.
 void Texture_SetDebugVerbosity(int32_t level);
 

@@ -51,6 +51,7 @@ void report_now(const KVTSLException& exception, bool abort) {
 }
 
 const bool g_report_installed = (ErrorReport_SetReportNow(report_now), true);
+const bool g_fatal_installed = (ErrorReport_SetFatal([](const std::string& text) { ShowError(text, true); }), true);
 
 }  // namespace
 
@@ -148,4 +149,5 @@ void ErrorReport_SetExit(void (*exit_fn)(int)) { g_exit = exit_fn != nullptr ? e
 void ErrorReport_Reset() {
   g_abort_latched = false;
   (void)g_report_installed;
+  (void)g_fatal_installed;
 }

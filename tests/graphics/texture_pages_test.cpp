@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "core/error.h"
+#include "core/error_report.h"
+#include "core/frame_state.h"
 #include "core/function_table.h"
 #include "core/gc.h"
 #include "core/job_manager.h"
@@ -23,6 +25,7 @@
 #include "graphics/texture_table.h"
 #include "platform/fake/null_device.h"
 #include "platform/files.h"
+#include "platform/process.h"
 #include "run/asset_readers.h"
 
 using namespace datawin;
@@ -284,6 +287,61 @@ TEST_F(TexturePages, AMissingPageFileFailsTheGroupAndLendsTheFallback) {
   ASSERT_TRUE(TextureLoad_RequestSlot(slot, true, true));
   EXPECT_EQ(drawn->borrowed, 0);
   EXPECT_TRUE(Texture_SlotReady(drawn));
+}
+
+TEST_F(TexturePages, APageThatCantBeBuiltIsTriedOnceAndDrawsItsStandIn) {
+  struct Case {
+    const char* what;
+    std::vector<uint8_t> page;
+    int32_t device_max;
+    const char* message;
+  };
+  std::vector<uint8_t> truncated = solid_page(4, 4, 50);
+  truncated.resize(13);  // the header and one code of sixteen pixels
+  const Case cases[] = {
+      {"undecodable", truncated, 16384, "an error occured\n"},
+      {"too large", solid_page(8, 2, 50), 4,
+       "Attempting to create a texture of size 8 x 2 in SetupD3DTexture, this is bigger than the maximum allowable "
+       "dimension (4)\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Writer writer = MakeMinimalGame();
+    const std::vector<Label> entries = new_labels(writer, 1);
+    add_tpag(writer, {TpagEntry{0, 0, 2, 2, 0, 0, 2, 2, 2, 2, 0}}, entries);
+    TginRecord group;
+    group.name = "grp";
+    group.lists[tgin::kListTextures] = {1};
+    add_tgin(writer, {group});
+    add_txtr(writer, {TxtrRecord{0, 1, 2, 2, 0, solid_page(2, 2, 10)}, TxtrRecord{0, 1, 8, 2, 0, c.page}});
+    add_embi(writer, {{"__fallbacktexture", entries[0] + 0}});
+    ASSERT_TRUE(load(writer));
+    Texture_InstallResolver();
+    device_.set_max_texture_size(c.device_max);
+    device_.clear_record();
+    const TextureSlot* stand_in = Texture_Slot(Texture_PageToSlot(0));
+    const int32_t bad = Texture_PageToSlot(1);
+
+    ConsoleCapture console;
+    for (int draw = 0; draw < 3; ++draw) {
+      GRTexturePageRect rect;
+      bool is_entry = false;
+      EXPECT_EQ(GR_ResolveTexture(bad, &rect, &is_entry), stand_in->texture) << "draw " << draw;
+    }
+    EXPECT_EQ(count_of(console.text(), c.message), 1) << console.text();
+    EXPECT_EQ(device_.count(DeviceCallKind::kCreateTexture), 1) << "only the stand-in was built";
+    EXPECT_EQ(Texture_Slot(bad)->loadFailed, -1);
+    EXPECT_FALSE(Texture_SlotReady(Texture_Slot(bad)));
+    EXPECT_EQ(TextureGroup_Get(0)->failed, 1);
+    if (c.device_max < 16384) {
+      EXPECT_EQ(New_Room, kNewRoomAbort) << "the size is a fatal error";
+      EXPECT_EQ(Run_ExitCode, 1);
+      EXPECT_TRUE(Platform_TakeQuitSignal());
+    }
+    Assets_ClearTables();
+    FrameState_Reset();
+    ErrorReport_Reset();
+  }
 }
 
 TEST_F(TexturePages, FlushCancelsAPendingRequest) {

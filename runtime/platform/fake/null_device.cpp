@@ -10,7 +10,7 @@ void NullDevice::BackBufferSize(int32_t* width, int32_t* height) {
 
 DeviceTextureId NullDevice::CreateTexture(int32_t width, int32_t height, const void*, bool render_target, bool) {
   record(DeviceCallKind::kCreateTexture, width, height);
-  if (width <= 0 || height <= 0) return 0;
+  if (width <= 0 || height <= 0 || width > max_texture_size_ || height > max_texture_size_) return 0;
   Texture t{width, height, 1, true, render_target};
   for (size_t i = 0; i < textures_.size(); ++i) {
     if (!textures_[i].live) {

@@ -72,7 +72,7 @@ class NullDevice final : public IDevice {
   NullDevice(int32_t back_width = 640, int32_t back_height = 480) : back_w_(back_width), back_h_(back_height) {}
 
   void BackBufferSize(int32_t* width, int32_t* height) override;
-  int32_t MaxTextureSize() override { return 16384; }
+  int32_t MaxTextureSize() override { return max_texture_size_; }
   uint32_t MultisampleLevels() override { return msaa_levels_; }
   DeviceTextureId CreateTexture(int32_t width, int32_t height, const void* pixels, bool render_target,
                                 bool with_depth) override;
@@ -128,6 +128,7 @@ class NullDevice final : public IDevice {
   // Knobs for tests.
   void set_back_buffer(int32_t width, int32_t height) { back_w_ = width; back_h_ = height; }
   void set_msaa_levels(uint32_t levels) { msaa_levels_ = levels; }
+  void set_max_texture_size(int32_t side) { max_texture_size_ = side; }
   void set_present_result(bool ok) { present_ok_ = ok; }
 
  private:
@@ -145,6 +146,7 @@ class NullDevice final : public IDevice {
 
   int32_t back_w_, back_h_;
   uint32_t msaa_levels_ = 2 | 4 | 8;
+  int32_t max_texture_size_ = 16384;
   bool present_ok_ = true;
   bool keep_vertices_ = true;
   std::vector<DeviceCall> calls_;
