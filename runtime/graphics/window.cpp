@@ -145,6 +145,14 @@ void handle(const WindowMessage& m) {
   }
 }
 
+// A client height above the screen's height less the frame's becomes that height; with keep
+// aspect the width shrinks in proportion.
+void fit_height(int32_t* w, int32_t* h, int32_t screen_h, int32_t frame, bool keep) {
+  if (*h <= screen_h - frame) return;
+  if (keep) *w = static_cast<int32_t>(static_cast<float>(screen_h - frame) / static_cast<float>(*h) * static_cast<float>(*w));
+  *h = screen_h - frame;
+}
+
 // The display the window is on, and its right and bottom edges as the desktop size.
 DisplayRect display_bounds() {
   DisplayRect r;
@@ -204,21 +212,22 @@ bool Window_Create(int32_t width, int32_t height) {
     g_host = g_owned_host.get();
   }
 
+  // The size is fitted to the screen: the width first, then the height below the frame. The
+  // frame's height is known only once the window exists, so the window opens fitted without it
+  // and is fitted again with the real frame.
   int32_t w = width, h = height;
   DisplayRect screen;
-  if (g_host != nullptr && g_host->DisplayBounds(&screen) && screen.w > 0 && screen.h > 0) {
+  const bool fits_screen = g_host != nullptr && g_host->DisplayBounds(&screen) && screen.w > 0 && screen.h > 0;
+  if (fits_screen) {
     if (w > screen.w) {
       if (keep) h = static_cast<int32_t>(static_cast<float>(screen.w) / static_cast<float>(w) * static_cast<float>(h));
       w = screen.w;
     }
-    const int32_t frame = g_state.borderless_style ? 0 : g_host->FrameExtraHeight();
-    if (h > screen.h - frame) {
-      if (keep) w = static_cast<int32_t>(static_cast<float>(screen.h - frame) / static_cast<float>(h) * static_cast<float>(w));
-      h = screen.h - frame;
-    }
   } else {
     screen = DisplayRect{0, 0, w, h};
   }
+  const int32_t fitted_w = w, fitted_h = h;
+  if (fits_screen) fit_height(&w, &h, screen.h, 0, keep);
   if ((flags & kFlagFullscreen) != 0) {
     g_state.saved_width = width;
     g_state.saved_height = height;
@@ -246,6 +255,18 @@ bool Window_Create(int32_t width, int32_t height) {
       g_owned_host.reset();
       g_host = nullptr;
       return false;
+    }
+  }
+  if (opened && fits_screen && !g_state.borderless_style) {
+    int32_t frame_w = 0, frame_h = 0;
+    g_host->FrameSize(&frame_w, &frame_h);
+    int32_t framed_w = fitted_w, framed_h = fitted_h;
+    fit_height(&framed_w, &framed_h, screen.h, frame_h, keep);
+    if (framed_w != w || framed_h != h) {
+      w = framed_w;
+      h = framed_h;
+      g_host->SetClientSize(w, h);
+      g_host->SetClientPosition(screen.x + (screen.w - w) / 2, screen.y + (screen.h - h) / 2);
     }
   }
   g_state.client_width = w;

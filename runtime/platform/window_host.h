@@ -98,8 +98,6 @@ class IWindowHost {
   // Every display, in enumeration order.
   virtual int32_t DisplayCount() = 0;
   virtual bool DisplayBoundsAt(int32_t index, DisplayRect* bounds) = 0;
-  // Height of the caption plus the top and bottom frame of a bordered window (0 when unknown).
-  virtual int32_t FrameExtraHeight() = 0;
 
   // Creates the window hidden with a graphics context (OpenGL 3.3 core where real). False: no
   // display or no context; the host then stays without a window.
@@ -110,7 +108,8 @@ class IWindowHost {
   virtual void Show() = 0;
   virtual void ClientSize(int32_t* width, int32_t* height) = 0;
   virtual void ClientPosition(int32_t* x, int32_t* y) = 0;
-  // The frame's extra size: whole window minus client area on each axis.
+  // The frame's extra size: whole window minus client area on each axis; 0 before the window exists
+  // and where the system doesn't tell.
   virtual void FrameSize(int32_t* extra_width, int32_t* extra_height) = 0;
   virtual void SetClientSize(int32_t width, int32_t height) = 0;
   virtual void SetClientPosition(int32_t x, int32_t y) = 0;

@@ -16,7 +16,6 @@ class FakeWindowHost final : public IWindowHost {
   int32_t DisplayIndex() override { return display_index; }
   int32_t DisplayCount() override { return static_cast<int32_t>(displays.size()); }
   bool DisplayBoundsAt(int32_t index, DisplayRect* bounds) override;
-  int32_t FrameExtraHeight() override { return borderless ? 0 : frame_extra_height; }
 
   bool Open(const WindowOpenDesc& desc) override;
   void Close() override;

@@ -105,13 +105,6 @@ class SdlWindowHost final : public IWindowHost {
     return true;
   }
 
-  int32_t FrameExtraHeight() override {
-    if (window_ == nullptr) return 0;
-    int top = 0, left = 0, bottom = 0, right = 0;
-    if (SDL_GetWindowBordersSize(window_, &top, &left, &bottom, &right) != 0) return 0;
-    return top + bottom;
-  }
-
   bool Open(const WindowOpenDesc& desc) override {
     if (window_ != nullptr) return true;
     if (!ensure_video()) return false;
