@@ -9,7 +9,7 @@ PACKAGES := build-essential cmake pkg-config ccache \
 	zlib1g-dev libpng-dev libjpeg-dev libgif-dev libbz2-dev libfreetype-dev \
 	libogg-dev libvorbis-dev libjson-c-dev nettle-dev \
 	libgtest-dev libgmock-dev libbenchmark-dev \
-	xvfb xauth libgl1-mesa-dri \
+	xvfb xauth libgl1-mesa-dri xdotool \
 	fonts-dejavu-core fonts-blankenburg fonts-gotico-antiqua
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)

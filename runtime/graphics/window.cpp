@@ -40,16 +40,19 @@ void forward(const WindowMessage& message) {
 
 bool windowed() { return !g_state.want_fullscreen && !g_state.fullscreen_active; }
 
-// The host's message for a new client size (the system's WM_SIZE).
+// The host's message for a client size the user or the system chose. No host reports the start
+// and end of a drag, only each new size, so every such message is taken as the end of a drag:
+// the size becomes the request, the window itself is left as the user made it, and the settling
+// countdown starts again. The device reset thus comes ten frames after the last change, at the
+// size the user left, and a reset already under way takes the newest size.
 void on_size(int32_t width, int32_t height) {
-  if (g_state.in_size_move || g_state.want_fullscreen || g_state.swap_chain_busy) return;
-  // The host reports sizes it was asked for too; those are no change.
-  if (width == g_state.client_width && height == g_state.client_height) return;
+  if (g_state.want_fullscreen || g_state.swap_chain_busy) return;
   if (g_state.first_size_message) {
     g_state.first_size_message = false;
     return;
   }
-  if (Run_ResetCountdown > 0) return;
+  // A report of the size the display already has, with nothing pending, changes nothing.
+  if (width == g_state.client_width && height == g_state.client_height && g_state.requested_width < 0) return;
   g_state.no_window_move = true;
   if (width != 0 && height != 0) {
     g_state.requested_width = width;
@@ -57,7 +60,7 @@ void on_size(int32_t width, int32_t height) {
   } else {
     g_state.requested_width = g_state.requested_height = -1;
   }
-  Run_ResetCountdown = 10;
+  if (Run_ResetCountdown != 1) Run_ResetCountdown = 10;
 }
 
 void on_key(const WindowMessage& message) {
@@ -110,20 +113,6 @@ void handle(const WindowMessage& m) {
     case WindowMessageKind::kActivated:
       g_state.has_focus = m.a != 0;
       forward(m);
-      break;
-    case WindowMessageKind::kSizeMoveStart:
-      g_state.in_size_move = true;
-      break;
-    case WindowMessageKind::kSizeMoveEnd:
-      if (g_state.in_size_move) {
-        g_state.in_size_move = false;
-        g_state.no_window_move = true;
-        int32_t w = 0, h = 0;
-        g_host->ClientSize(&w, &h);
-        g_state.requested_width = std::max(w, 1);
-        g_state.requested_height = std::max(h, 1);
-        Run_ResetCountdown = 10;
-      }
       break;
     case WindowMessageKind::kMoved:
       break;
@@ -474,7 +463,8 @@ void Window_ModeChange() {
       s.client_width = s.display_width = sw;
       s.client_height = s.display_height = sh;
     }
-    g_host->SetClientSize(s.client_width, s.client_height);
+    // A size the user gave the window stays as it is; only a size the game asked for changes it.
+    if (!s.no_window_move) g_host->SetClientSize(s.client_width, s.client_height);
     Window_ResizeSwapChain(s.display_width, s.display_height);
     if (!s.no_window_move) {
       g_DebugConsole->Output("Resizing window...");

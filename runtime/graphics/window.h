@@ -33,7 +33,6 @@ struct WindowState {
   int32_t saved_width = -1, saved_height = -1;
   int32_t requested_width = -1, requested_height = -1;
   bool no_window_move = false;
-  bool in_size_move = false;
   bool swap_chain_busy = false;
   bool first_size_message = true;
   bool has_focus = true;

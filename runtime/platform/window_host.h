@@ -14,15 +14,13 @@
 enum class WindowMessageKind : int32_t {
   kQuit = 0,         // the application was asked to end (the close button after kClose)
   kClose,            // the window's close button
-  kResized,          // client size now a x b, changed by the user or the system
+  kResized,          // client size now a x b, changed by the user or the system (never for SetClientSize)
   kMinimized,
   kMaximized,        // client size a x b
   kRestored,         // client size a x b
   kFocusGained,
   kFocusLost,
   kActivated,        // the application became active (a = 1) or inactive (a = 0)
-  kSizeMoveStart,    // the user began dragging the frame
-  kSizeMoveEnd,      // the drag ended
   kMoved,            // client origin now a, b
   kDisplayChanged,   // the window moved to another display
   kKeyDown,          // a: virtual key (16 shift, 17 control, 18 alt, letters upper case ...), b: 1 right-hand modifier
@@ -37,7 +35,7 @@ enum class WindowMessageKind : int32_t {
 };
 inline constexpr const char* kWindowMessageKindNames[] = {
     "quit",     "close",       "resized",  "minimized",      "maximized",  "restored",   "focus_gained",
-    "focus_lost", "activated", "size_move_start", "size_move_end", "moved", "display_changed", "key_down",
+    "focus_lost", "activated", "moved", "display_changed", "key_down",
     "key_up",   "text",        "mouse_move", "mouse_down",   "mouse_up",   "mouse_wheel", "devices_changed"};
 static_assert(sizeof(kWindowMessageKindNames) / sizeof(kWindowMessageKindNames[0]) ==
               static_cast<size_t>(WindowMessageKind::kCount));

@@ -1,6 +1,7 @@
 #pragma once
 // A real window of kGlSize x kGlSize with the OpenGL device, made from a minimal data file and
-// drawing into the main render target; tests skip when no display exists.
+// drawing into the main render target; tests skip when no display exists. RunDisplayFrame
+// (support/display_frame.h) runs the display part of a frame as the frame driver does.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,11 +11,13 @@
 #include "data/game_data.h"
 #include "datawin/writer/chunk_gen8.h"
 #include "graphics/batcher.h"
+#include "graphics/device_state.h"
 #include "graphics/window.h"
 #include "platform/fake/fake_display.h"
 #include "platform/gl/gl_device.h"
 #include "platform/process.h"
 #include "platform/sdl/sdl_window_host.h"
+#include "support/display_frame.h"
 #include "support/fixture.h"
 
 constexpr int kGlSize = 64;
@@ -28,6 +31,7 @@ class GlWindowTest : public ::testing::Test {
     datawin::Gen8Record record = MinimalHeader(17, 2, 60.0f);
     record.window_width = kGlSize;
     record.window_height = kGlSize;
+    record.info_flags = HeaderFlags();
     datawin::add_gen8(writer, record);
     image_ = BuildImage(writer);
     ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
@@ -37,6 +41,9 @@ class GlWindowTest : public ::testing::Test {
     ASSERT_TRUE(Graphics_Init());
     if (!Window_State().real_display) GTEST_SKIP() << "no display";
   }
+
+  // The header's flags (resizable, borderless, ...) for the window the test gets.
+  virtual uint32_t HeaderFlags() const { return 0; }
 
   void TearDown() override {
     Window_Destroy();

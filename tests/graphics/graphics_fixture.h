@@ -19,6 +19,7 @@
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
 #include "platform/process.h"
+#include "support/display_frame.h"
 #include "support/fixture.h"
 
 struct HeaderSpec {
@@ -59,18 +60,7 @@ class GraphicsTest : public ::testing::Test {
   }
 
   // Runs the frame driver's display part and one drawn frame.
-  void Frame(bool present = true) {
-    if (Run_ResetCountdown > 1) {
-      Window_ApplyPendingSize();
-      --Run_ResetCountdown;
-    } else if (Run_ResetCountdown == 1) {
-      Device_Reset();
-      Run_ResetCountdown = 0;
-    }
-    Start_Frame();
-    Device_EndFrame(present);
-    if (present) Device_Present(0);
-  }
+  void Frame(bool present = true) { RunDisplayFrame(present); }
 
   FakeWindowHost host_;
   NullDevice device_;

@@ -83,7 +83,7 @@ TEST_F(WindowTest, SetSizeToTheCurrentSizeStartsNoCountdown) {
   EXPECT_EQ(h, 600);
 }
 
-TEST_F(WindowTest, UserResizesStartAResetExceptTheFirstAndWhileDragging) {
+TEST_F(WindowTest, AUserResizeSettlesAfterItsLastSizeAndStands) {
   host_.Push(WindowMessageKind::kResized, 700, 400);
   Window_PumpMessages();
   EXPECT_EQ(Run_ResetCountdown, 0) << "the first size message only clears its flag";
@@ -91,20 +91,30 @@ TEST_F(WindowTest, UserResizesStartAResetExceptTheFirstAndWhileDragging) {
   Window_PumpMessages();
   EXPECT_EQ(Run_ResetCountdown, 0);
 
-  host_.Push(WindowMessageKind::kSizeMoveStart);
-  host_.Push(WindowMessageKind::kResized, 710, 410);
-  Window_PumpMessages();
-  EXPECT_EQ(Run_ResetCountdown, 0) << "no reset while the frame is dragged";
-  host_.width = 720;
-  host_.height = 420;
-  host_.Push(WindowMessageKind::kSizeMoveEnd);
-  Window_PumpMessages();
-  EXPECT_EQ(Run_ResetCountdown, 10);
+  // The user drags the frame: the system reports each new size, and nothing marks the drag's end.
+  const int32_t sizes[][2] = {{710, 410}, {760, 430}, {720, 420}};
+  for (const auto& size : sizes) {
+    host_.width = size[0];
+    host_.height = size[1];
+    host_.Push(WindowMessageKind::kResized, size[0], size[1]);
+    Window_PumpMessages();
+    EXPECT_EQ(Run_ResetCountdown, 10) << "each new size starts the settling again";
+    Frame();
+    Frame();
+  }
   EXPECT_EQ(Window_State().requested_width, 720);
-  for (int i = 0; i < 10; ++i) Frame();
+  for (int i = 0; i < 7; ++i) Frame();
+  EXPECT_EQ(Window_State().display_width, 640) << "no reset until ten frames after the last size";
+  Frame();
+  EXPECT_EQ(Run_ResetCountdown, 0);
   EXPECT_EQ(Window_State().display_width, 720);
   EXPECT_EQ(Window_State().display_height, 420);
-  EXPECT_EQ(host_.set_size_calls, 1) << "the window the user sized isn't moved or sized again";
+  int32_t w = 0, h = 0;
+  ASSERT_TRUE(device_.texture_size(GR_MainRenderTarget(), &w, &h));
+  EXPECT_EQ(w, 720);
+  EXPECT_EQ(h, 420);
+  EXPECT_EQ(host_.set_size_calls, 0) << "the window the user sized isn't sized again";
+  EXPECT_EQ(host_.width, 720);
 }
 
 TEST_F(WindowTest, FullscreenRoundTripRestoresTheWindowedSize) {

@@ -367,7 +367,9 @@ class SdlWindowHost final : public IWindowHost {
       case SDL_WINDOWEVENT_CLOSE:
         m->kind = WindowMessageKind::kClose;
         return true;
-      case SDL_WINDOWEVENT_SIZE_CHANGED:
+      // SIZE_CHANGED also follows the program's own SDL_SetWindowSize; RESIZED comes only when the
+      // user or the system changed the size.
+      case SDL_WINDOWEVENT_RESIZED:
         m->kind = WindowMessageKind::kResized;
         m->a = event.data1;
         m->b = event.data2;
