@@ -3,7 +3,7 @@
 // above 1) the pending size is applied and the countdown steps down; at 1 the device is reset.
 // Then a frame is begun and ended, and presented when asked.
 #include "core/frame_state.h"
-#include "core/run_subjects.h"
+#include "graphics/window.h"
 
 inline void RunDisplayFrame(bool present = true) {
   if (Run_ResetCountdown > 1) {
