@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 
 # Debian packages the project needs to build, test and run.
 PACKAGES := build-essential cmake pkg-config ccache \
-	libsdl2-dev libepoxy-dev libopenal-dev \
+	libsdl2-dev libx11-dev libepoxy-dev libopenal-dev \
 	zlib1g-dev libpng-dev libjpeg-dev libgif-dev libbz2-dev libfreetype-dev \
 	libogg-dev libvorbis-dev libjson-c-dev nettle-dev \
 	libgtest-dev libgmock-dev libbenchmark-dev \

@@ -142,6 +142,10 @@ void fit_height(int32_t* w, int32_t* h, int32_t screen_h, int32_t frame, bool ke
   *h = screen_h - frame;
 }
 
+// The display went away under the game: nothing can be shown or pumped any more, and the host
+// ends the process (status 1) once this line is out.
+void on_display_lost() { g_ReleaseConsole->Output("Lost the connection to the display - the game ends\n"); }
+
 // The display the window is on, and its right and bottom edges as the desktop size.
 DisplayRect display_bounds() {
   DisplayRect r;
@@ -200,6 +204,7 @@ bool Window_Create(int32_t width, int32_t height) {
     g_owned_host = g_platform.display.create_host();
     g_host = g_owned_host.get();
   }
+  if (g_host != nullptr) g_host->SetDisplayLostHandler(on_display_lost);
 
   // The size is fitted to the screen: the width first, then the height below the frame. The
   // frame's height is known only once the window exists, so the window opens fitted without it

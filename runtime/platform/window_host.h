@@ -84,9 +84,19 @@ struct WindowOpenDesc {
   std::string caption;
 };
 
+// Called when the connection to the display is lost for good (the X server went away): nothing
+// can be drawn or pumped any more, and the process can't even close its window. The handler
+// reports it; the host then ends the process at once with status 1, without the exit-time
+// destructors, which would talk to the dead display.
+using DisplayLostFn = void (*)();
+
 class IWindowHost {
  public:
   virtual ~IWindowHost() = default;
+
+  // The handler for a lost display (null: a line on standard error). Hosts whose display can't
+  // go away never call it.
+  virtual void SetDisplayLostHandler(DisplayLostFn handler) = 0;
 
   // Display queries work before Open. The display is the one the window is on (the first before
   // the window exists). Refresh 0 means unknown.

@@ -1,14 +1,19 @@
 // Runs the real kova-runner on data files made by the writer and checks what a user sees: the
-// start-up trace in order, the exit status of each way to end, and the messages for bad files.
+// start-up trace in order, the exit status of each way to end (the display going away included),
+// and the messages for bad files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -30,8 +35,16 @@ std::string read_file(const std::string& path) {
   return text.str();
 }
 
+// What else a run needs: variables for the runner's environment ("NAME=value"), and something to
+// do while it runs (after the interrupt, if any), given its pid and the path of its output.
+struct RunnerExtras {
+  std::vector<std::string> env;
+  std::function<void(pid_t runner, const std::string& output_path)> while_running;
+};
+
 // Runs the runner with args; after interrupt_after_ms (when >= 0) sends SIGINT. Output is stdout.
-ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_after_ms, const TempDir& dir) {
+ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_after_ms, const TempDir& dir,
+                         const RunnerExtras& extras = {}) {
   const std::string out_path = dir.file("stdout.txt");
   const pid_t pid = fork();
   if (pid == 0) {
@@ -47,6 +60,10 @@ ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_aft
     // libraries, which a sanitizer build would report as the runner's own; our code's leaks are
     // covered by the in-process tests.
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    for (const std::string& variable : extras.env) {
+      const size_t equals = variable.find('=');
+      setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
+    }
     execv(runner.c_str(), argv.data());
     _exit(127);
   }
@@ -55,6 +72,7 @@ ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_aft
     std::this_thread::sleep_for(std::chrono::milliseconds(interrupt_after_ms));
     kill(pid, SIGINT);
   }
+  if (extras.while_running) extras.while_running(pid, out_path);
   // A runner that ignores the interrupt would hang the suite; give it ten seconds.
   for (int i = 0; i < 1000; ++i) {
     int status = 0;
@@ -69,6 +87,59 @@ ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_aft
   waitpid(pid, nullptr, 0);
   ADD_FAILURE() << "runner did not end";
   return result;
+}
+
+// An X server of the test's own on a free display number, killed at will the way a crashing or
+// closed server goes away.
+class PrivateXServer {
+ public:
+  PrivateXServer() {
+    int fds[2];
+    if (pipe(fds) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      close(fds[0]);
+      const int quiet = open("/dev/null", O_WRONLY);
+      dup2(quiet, STDOUT_FILENO);
+      dup2(quiet, STDERR_FILENO);
+      const std::string fd = std::to_string(fds[1]);
+      execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "640x480x24", "-nolisten", "tcp",
+             static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(fds[1]);
+    // The server writes its display number once it accepts clients.
+    pollfd ready{fds[0], POLLIN, 0};
+    char number[16] = {};
+    if (pid_ > 0 && poll(&ready, 1, 10000) == 1 && read(fds[0], number, sizeof number - 1) > 0) {
+      display_ = ":" + std::string(number, std::strcspn(number, "\n"));
+    }
+    close(fds[0]);
+  }
+  ~PrivateXServer() { Kill(); }
+  PrivateXServer(const PrivateXServer&) = delete;
+  PrivateXServer& operator=(const PrivateXServer&) = delete;
+
+  const std::string& display() const { return display_; }  // empty when it didn't start
+  void Kill() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  std::string display_;
+};
+
+// Waits up to ten seconds for text in a file that is being written.
+bool wait_for_text(const std::string& path, const std::string& text) {
+  for (int i = 0; i < 1000; ++i) {
+    if (read_file(path).find(text) != std::string::npos) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
 }
 
 void expect_in_order(const std::string& text, const std::vector<std::string>& lines) {
@@ -110,6 +181,26 @@ TEST(RunnerProcess, RunsFramesUntilInterruptedAndTracesStartUpInOrder) {
                                  });
   // The trace also went to the -debugoutput file.
   EXPECT_NE(read_file(log).find("Entering main loop.\n"), std::string::npos);
+}
+
+TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
+  if (std::system("command -v Xvfb > /dev/null 2>&1") != 0) GTEST_SKIP() << "Xvfb is not installed";
+  PrivateXServer server;
+  ASSERT_FALSE(server.display().empty()) << "the private X server didn't start";
+  TempDir dir;
+  const std::string game = dir.file("game.win");
+  WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), game);
+  RunnerExtras extras;
+  extras.env = {"DISPLAY=" + server.display(), "LIBGL_ALWAYS_SOFTWARE=1"};
+  extras.while_running = [&server](pid_t, const std::string& output) {
+    ASSERT_TRUE(wait_for_text(output, "Entering main loop.\n")) << read_file(output);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // frames are shown
+    server.Kill();
+  };
+  const ProcessResult result = run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")}, -1, dir, extras);
+  EXPECT_EQ(result.status, 1) << result.output;
+  EXPECT_NE(result.output.find("Lost the connection to the display - the game ends\n"), std::string::npos)
+      << result.output;
 }
 
 TEST(RunnerProcess, MissingDataFileEndsWithStatusOne) {

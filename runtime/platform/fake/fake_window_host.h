@@ -11,6 +11,7 @@
 
 class FakeWindowHost final : public IWindowHost {
  public:
+  void SetDisplayLostHandler(DisplayLostFn handler) override { display_lost = handler; }
   bool DisplayBounds(DisplayRect* bounds) override;
   int32_t DisplayRefreshRate() override { return refresh_rate; }
   int32_t DisplayIndex() override { return display_index; }
@@ -78,4 +79,5 @@ class FakeWindowHost final : public IWindowHost {
   int32_t message_box_answer = 0;
   std::vector<std::string> message_boxes;  // title + "\n" + text of each box shown
   std::deque<WindowMessage> queue;
+  DisplayLostFn display_lost = nullptr;  // as the window layer set it; the fake display never goes away
 };

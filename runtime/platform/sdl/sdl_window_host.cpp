@@ -3,7 +3,10 @@
 #include <SDL.h>
 
 #include <cstdio>
+#include <cstring>
 #include <vector>
+
+#include "platform/sdl/x11_connection.h"
 
 namespace {
 
@@ -71,6 +74,8 @@ class SdlWindowHost final : public IWindowHost {
     }
     if (video_) SDL_QuitSubSystem(SDL_INIT_VIDEO);
   }
+
+  void SetDisplayLostHandler(DisplayLostFn handler) override { X11Connection_SetLostHandler(handler); }
 
   bool DisplayBounds(DisplayRect* bounds) override { return DisplayBoundsAt(DisplayIndex(), bounds); }
 
@@ -306,6 +311,8 @@ class SdlWindowHost final : public IWindowHost {
     if (video_) return true;
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) return false;
     video_ = true;
+    const char* driver = SDL_GetCurrentVideoDriver();
+    if (driver != nullptr && std::strcmp(driver, "x11") == 0) X11Connection_Watch();
     return true;
   }
 
