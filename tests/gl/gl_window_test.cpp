@@ -60,12 +60,30 @@ class GlResizeTest : public GlWindowTest {
     return at == std::string::npos ? text : text.substr(at + 10, text.find('\n', at) - at - 10);
   }
 
+  // A pixel of the window's back buffer after a frame's copy, before it is shown.
+  static uint32_t BackBufferPixel(int32_t x, int32_t y) {
+    Graphics_Device()->SetRenderTarget(0);
+    uint32_t pixel = 0;
+    EXPECT_TRUE(Graphics_Device()->ReadPixels(DeviceRect{x, y, 1, 1}, &pixel));
+    Graphics_Device()->SetRenderTarget(GR_MainRenderTarget());
+    return pixel;
+  }
+
   std::string caption_;
 };
 
 TEST_F(GlResizeTest, TheSizeTheUserLeavesStandsAndTheDisplayFollowsIt) {
   RunDisplayFrame();  // the first presented frame shows the window
   UserResize(200, 150);
+  // While the size settles the main target keeps its size; the present scales it to the window,
+  // the right way up.
+  StartFullView();
+  Draw_Clear(0xFF000000u);
+  Draw_Rectangle(0, 0, kGlSize - 1, kGlSize / 4 - 1, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, false);
+  Device_EndFrame(true);
+  EXPECT_EQ(BackBufferPixel(100, 10) & 0xFFFFFFu, 0x0000FFu) << "top of the window";
+  EXPECT_EQ(BackBufferPixel(100, 140) & 0xFFFFFFu, 0u) << "bottom of the window";
+  Device_Present(0);
   for (int i = 0; i < 3; ++i) RunDisplayFrame();
   UserResize(220, 170);
   for (int i = 0; i < 12; ++i) RunDisplayFrame();
@@ -88,11 +106,7 @@ TEST_F(GlResizeTest, TheSizeTheUserLeavesStandsAndTheDisplayFollowsIt) {
   GR_Set_View(0, 0, 220, 170, 0);
   Draw_Rectangle(0, 0, 219, 169, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, false);
   Device_EndFrame(true);
-  Graphics_Device()->SetRenderTarget(0);
-  uint32_t corner = 0;
-  ASSERT_TRUE(Graphics_Device()->ReadPixels(DeviceRect{215, 165, 1, 1}, &corner));
-  EXPECT_EQ(corner & 0xFFFFFFu, 0x0000FFu);
-  Graphics_Device()->SetRenderTarget(GR_MainRenderTarget());
+  EXPECT_EQ(BackBufferPixel(215, 165) & 0xFFFFFFu, 0x0000FFu);
   Device_Present(0);
 }
 
