@@ -1,5 +1,9 @@
 #include "core/fn_script.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -103,25 +107,145 @@ void F_ScriptGetName(RValue* result, CInstance*, CInstance*, int argc, RValue* a
   RV_SetString(result, name.c_str());
 }
 
-// The text of show_error as the error's format. Script text never reaches printf as a format:
-// "%%" becomes "%", and every other '%' stays as it stands with what follows it, since the only
-// arguments that would go with the format are the text and the abort flag themselves.
-std::string show_error_text(const std::string& format) {
-  std::string out;
-  out.reserve(format.size());
-  for (size_t i = 0; i < format.size(); ++i) {
-    out += format[i];
-    if (format[i] == '%' && i + 1 < format.size() && format[i + 1] == '%') ++i;
+// ---- show_error ------------------------------------------------------------------------------------
+// The text is the error's format, and the builtin's own two arguments, the text and the abort flag,
+// go with it: conversions take them in that order. "%%" is one '%'; a conversion past the two
+// arguments gives nothing; a '%' that starts no conversion stands as it is. Script text never
+// reaches printf as a format: each conversion is rebuilt from its parsed parts.
+
+// A value as a number for the numeric conversions, never raising: strings by the lenient reading.
+double format_number(const RValue& value) {
+  switch (RV_Kind(value)) {
+    case kRVReal:
+    case kRVBool:
+      return value.val;
+    case kRVInt32:
+      return value.v32;
+    case kRVInt64:
+    case kRVRef:
+      return static_cast<double>(static_cast<int32_t>(value.v64));
+    case kRVString:
+      return RV_ToNumber(RV_StringText(value));
+    default:
+      return 0.0;
+  }
+}
+
+int64_t format_integer(const RValue& value) {
+  if (RV_Kind(value) == kRVInt64) return value.v64;
+  const double number = format_number(value);
+  if (!(number == number)) return 0;  // NaN
+  if (number >= 9.2e18) return INT64_MAX;
+  if (number <= -9.2e18) return INT64_MIN;
+  return static_cast<int64_t>(number);
+}
+
+// One parsed conversion: %[flags][width][.precision]; width and precision only as digits.
+struct Conversion {
+  std::string flags;
+  int width = -1;
+  int precision = -1;
+  char type = 0;
+  std::string Spec() const {
+    std::string spec = "%" + flags;
+    if (width >= 0) spec += std::to_string(width);
+    if (precision >= 0) spec += "." + std::to_string(precision);
+    return spec;
+  }
+};
+
+std::string format_text(const Conversion& c, const RValue& value) {
+  char* text = RV_ToText(value);
+  std::string out = text != nullptr ? text : "";
+  KV_FREE(text);
+  if (c.precision >= 0 && out.size() > static_cast<size_t>(c.precision)) out.resize(static_cast<size_t>(c.precision));
+  if (c.width >= 0 && out.size() < static_cast<size_t>(c.width)) {
+    const std::string pad(static_cast<size_t>(c.width) - out.size(), ' ');
+    out = c.flags.find('-') != std::string::npos ? out + pad : pad + out;
   }
   return out;
 }
 
-// The abort flag is read but the error always takes the exception path, the way KVError does
-// (muting included, and the same 1024-byte limit on the text).
+std::string format_conversion(const Conversion& c, const RValue& value) {
+  if (c.type == 's') return format_text(c, value);
+  char buffer[512];
+  int written = 0;
+  const std::string spec = c.Spec();
+  switch (c.type) {
+    case 'd':
+    case 'i':
+      written = std::snprintf(buffer, sizeof buffer, (spec + "lld").c_str(), static_cast<long long>(format_integer(value)));
+      break;
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+      written = std::snprintf(buffer, sizeof buffer, (spec + "ll" + c.type).c_str(),
+                              static_cast<unsigned long long>(format_integer(value)));
+      break;
+    case 'c':
+      written = std::snprintf(buffer, sizeof buffer, (spec + "c").c_str(), static_cast<int>(format_integer(value)));
+      break;
+    default:  // e, E, f, F, g, G, a, A
+      written = std::snprintf(buffer, sizeof buffer, (spec + c.type).c_str(), format_number(value));
+      break;
+  }
+  if (written < 0) return std::string();
+  return std::string(buffer, std::min(static_cast<size_t>(written), sizeof buffer - 1));
+}
+
+// Reads the digits at *at into *number (capped, so that a huge width can't ask for huge output).
+void read_digits(const std::string& format, size_t* at, int* number) {
+  if (*at >= format.size() || !std::isdigit(static_cast<unsigned char>(format[*at]))) return;
+  *number = 0;
+  while (*at < format.size() && std::isdigit(static_cast<unsigned char>(format[*at]))) {
+    *number = std::min(*number * 10 + (format[*at] - '0'), 400);
+    ++*at;
+  }
+}
+
+std::string show_error_text(const std::string& format, const RValue* args, int count) {
+  std::string out;
+  int next = 0;
+  for (size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != '%') {
+      out += format[i];
+      continue;
+    }
+    if (i + 1 < format.size() && format[i + 1] == '%') {
+      out += '%';
+      ++i;
+      continue;
+    }
+    Conversion c;
+    size_t at = i + 1;
+    while (at < format.size() && std::strchr("-+ #0", format[at]) != nullptr) c.flags += format[at++];
+    read_digits(format, &at, &c.width);
+    if (at < format.size() && format[at] == '.') {
+      ++at;
+      c.precision = 0;
+      read_digits(format, &at, &c.precision);
+    }
+    while (at < format.size() && std::strchr("hlLqjzt", format[at]) != nullptr) ++at;
+    if (at >= format.size() || std::strchr("diouxXcseEfFgGaA", format[at]) == nullptr) {
+      out += '%';  // no conversion: the '%' stands, and what follows is plain text
+      continue;
+    }
+    c.type = format[at];
+    if (next < count) out += format_conversion(c, args[next]);
+    ++next;
+    i = at;
+  }
+  return out;
+}
+
+// The abort flag goes with the text but the error always takes the exception path, the way
+// KVError does (muting included, and the same 1024-byte limit on the text).
 void F_ShowError(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
   *result = RV_Undefined();
-  char* text = RV_ToText(argc > 0 ? argv[0] : RV_Undefined());
-  const std::string message = show_error_text(text != nullptr ? text : "");
+  const RValue args[] = {argc > 0 ? argv[0] : RV_Undefined(), argc > 1 ? argv[1] : RV_Undefined()};
+  char* text = RV_ToText(args[0]);
+  const std::string message = show_error_text(text != nullptr ? text : "", args, 2);
   KV_FREE(text);
   KVError("%s", message.c_str());
 }

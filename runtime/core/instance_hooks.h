@@ -13,9 +13,6 @@ struct KVInstanceHooks {
   void (*collectAll)(std::vector<CInstance*>* out) = nullptr;
   // Appends, in list order, every live instance of the object and of its descendants.
   void (*collectObject)(int32_t objectIndex, std::vector<CInstance*>* out) = nullptr;
-  // Whether a collected instance still takes its turn in a `with` (it may have been destroyed
-  // by an earlier round); null: every collected instance does.
-  bool (*stillLive)(CInstance* instance) = nullptr;
 };
 
 extern KVInstanceHooks g_InstanceHooks;

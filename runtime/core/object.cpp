@@ -157,10 +157,9 @@ RValue* KVObjectBase::FindOwnSlot(int32_t slot) {
 RValue* KVObjectBase::FindSlot(int32_t slot) {
   RValue* own = FindOwnSlot(slot);
   if (own != nullptr) return own;
-  if (prototype == nullptr) return nullptr;
-  RValue* inherited = prototype->FindOwnSlot(slot);
-  // An unset slot of the prototype was only ever read there: nothing to inherit.
-  return inherited != nullptr && RV_Kind(*inherited) != kRVUnset ? inherited : nullptr;
+  // One step only, and the prototype's slot counts even while it holds nothing yet: a read through
+  // the child then sees what the prototype is given later.
+  return prototype != nullptr ? prototype->FindOwnSlot(slot) : nullptr;
 }
 
 bool KVObjectBase::RemoveSlot(int32_t slot) {

@@ -91,7 +91,7 @@ class KVObjectBase : public CInstanceBase {
 
   // The slot if this object has it itself (flat or map); null otherwise. Never creates.
   RValue* FindOwnSlot(int32_t slot);
-  // FindOwnSlot, then the prototype's own slot.
+  // FindOwnSlot, then the prototype's own slot, whatever it holds (unset included).
   RValue* FindSlot(int32_t slot);
   // Removes an own slot and frees its value; false when there was none.
   bool RemoveSlot(int32_t slot);

@@ -1,10 +1,9 @@
 #include "core/variable_names.h"
 
 #include <cstring>
-#include <string>
-#include <unordered_map>
 #include <vector>
 
+#include "core/hash_map.h"
 #include "core/memory.h"
 
 namespace {
@@ -53,33 +52,47 @@ NameRows g_builtin_names;
 NameRows g_user_names;
 NameRows g_global_names;
 NameRows g_instance_names;
-std::unordered_map<std::string, int32_t> g_builtin_ids;
-std::unordered_map<std::string, int32_t> g_user_slots;
+// Name maps keyed by the owned text of a table row, so a lookup hashes the caller's text and
+// allocates nothing. A key's row is renamed or freed only after its entry has left the map.
+using NameMap = CHashMap<const char*, int32_t>;
+constexpr int32_t kNameMapCapacity = 128;
+
+NameMap& builtin_ids() {
+  static NameMap* map = new NameMap(kNameMapCapacity);
+  return *map;
+}
+
+NameMap& user_slots() {
+  static NameMap* map = new NameMap(kNameMapCapacity);
+  return *map;
+}
+
 int32_t g_user_rows = 0;
 
-int32_t user_slot(const char* name) {
-  auto found = g_user_slots.find(name);
-  return found == g_user_slots.end() ? -1 : found->second;
+int32_t find(const NameMap& map, const char* name) {
+  const int32_t* found = map.Find(name);
+  return found != nullptr ? *found : -1;
 }
+
+int32_t user_slot(const char* name) { return find(user_slots(), name); }
 
 }  // namespace
 
 int32_t Variable_AddBuiltinName(const char* name) {
-  auto found = g_builtin_ids.find(name);
-  if (found != g_builtin_ids.end()) return found->second;
+  const int32_t found = find(builtin_ids(), name);
+  if (found >= 0) return found;
   const int32_t id = g_builtin_names.size();
   if (id >= kBuiltinVariableLimit) return -1;
   g_builtin_names.set(id, name);
-  g_builtin_ids.emplace(name, id);
+  builtin_ids().Insert(g_builtin_names.at(id), id);
   return id;
 }
 
 int32_t Variable_BuiltinNameCount() { return g_builtin_names.size(); }
 
 int32_t Variable_GetSlot(const char* name) {
-  auto found = g_builtin_ids.find(name);
-  if (found != g_builtin_ids.end()) return found->second;
-  return user_slot(name);
+  const int32_t builtin = find(builtin_ids(), name);
+  return builtin >= 0 ? builtin : user_slot(name);
 }
 
 int32_t Variable_FindOrAddSlot(const char* name) {
@@ -104,10 +117,10 @@ bool Variable_BindSlot(const char* name, int32_t slot) {
   if (slot < kFirstUserVariableSlot) return false;
   const int32_t row = slot - kFirstUserVariableSlot;
   // A row that changes its name gives up the old name's map entry.
-  if (const char* old = g_user_names.at(row); old != nullptr && user_slot(old) == slot) g_user_slots.erase(old);
+  if (const char* old = g_user_names.at(row); old != nullptr && user_slot(old) == slot) user_slots().Delete(old);
   g_user_names.set(row, name);
   g_instance_names.set(row, name);
-  g_user_slots[name] = slot;
+  user_slots().Insert(g_user_names.at(row), slot);
   if (row + 1 > g_user_rows) g_user_rows = row + 1;
   return true;
 }
@@ -142,11 +155,11 @@ int32_t Variable_InstanceNameRows() { return g_instance_names.size(); }
 const char* Variable_InstanceName(int32_t row) { return g_instance_names.at(row); }
 
 void Variable_ResetNames() {
+  builtin_ids().Clear();
+  user_slots().Clear();
   g_builtin_names.clear();
   g_user_names.clear();
   g_global_names.clear();
   g_instance_names.clear();
-  g_builtin_ids.clear();
-  g_user_slots.clear();
   g_user_rows = 0;
 }

@@ -77,8 +77,12 @@ int KVWithBegin(KVWithIterator* iterator, CInstance** self, CInstance** other, c
     case kWithGlobal:
     case kWithLocal:
       return -1;
-    case kWithValueObject:
-      return single(iterator, RV_ObjectOf(*target));
+    case kWithValueObject: {
+      // The value stands for an object: the one it holds, or, for a plain number, which holds
+      // none, the current self; either way the body runs once.
+      KVObjectBase* object = RV_ObjectOf(*target);
+      return single(iterator, object != nullptr ? object : KV_AsObject(*self));
+    }
     default:
       break;
   }
@@ -94,23 +98,18 @@ int KVWithBegin(KVWithIterator* iterator, CInstance** self, CInstance** other, c
 }
 
 bool KVWithNext(KVWithIterator* iterator, CInstance** self, CInstance** other) {
-  while (iterator->position > 0) {
-    KVObjectBase* next = iterator->items[--iterator->position];
-    if (next == nullptr) {
-      iterator->position = 0;
-      return false;
-    }
-    // An instance destroyed by an earlier round loses its turn; structs always take theirs.
-    if (next->kind == kObjInstance && g_InstanceHooks.stillLive != nullptr &&
-        !g_InstanceHooks.stillLive(KV_AsInstance(next))) {
-      continue;
-    }
-    *self = KV_AsInstance(next);
-    *other = iterator->savedSelf;
-    g_with_target = next;
-    return true;
+  // Every collected object takes its turn, also an instance destroyed by an earlier round: its
+  // memory lives until the purge, which never runs inside a pass.
+  if (iterator->position <= 0) return false;
+  KVObjectBase* next = iterator->items[--iterator->position];
+  if (next == nullptr) {
+    iterator->position = 0;
+    return false;
   }
-  return false;
+  *self = KV_AsInstance(next);
+  *other = iterator->savedSelf;
+  g_with_target = next;
+  return true;
 }
 
 void KVWithEnd(KVWithIterator* iterator, CInstance** self, CInstance** other) {

@@ -10,7 +10,8 @@
 //   -1 self, -6                one round over self
 //   -2 other                   one round over other (self and other swap)
 //   -3 all                     every active instance of the room that isn't marked
-//   -9                         the value's object when it holds one, else nothing
+//   -9                         one round over the object the value stands for: the one it holds,
+//                              or the current self for a plain number, which holds none
 //   other negative numbers     nothing (0)
 //   0 .. 99999                 every instance of that object and of its children
 //   100000 and above           the instance with that id if it's alive, else nothing (0)
@@ -37,6 +38,7 @@ struct KVWithIterator {
 // Returns -1 when the body doesn't run, else the number of rounds collected.
 int KVWithBegin(KVWithIterator* iterator, CInstance** self, CInstance** other, const RValue* target);
 // Takes the next object from the end: self = it, other = the saved self. False at the marker.
+// Nothing is skipped: an instance destroyed by an earlier round still takes its turn.
 bool KVWithNext(KVWithIterator* iterator, CInstance** self, CInstance** other);
 // Frees the array and restores self and other.
 void KVWithEnd(KVWithIterator* iterator, CInstance** self, CInstance** other);

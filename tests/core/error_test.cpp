@@ -140,7 +140,9 @@ TEST_F(ErrorTest, ThrowKeepsAnyValueAsThePendingException) {
   EXPECT_EQ(RV_Kind(Error_PendingException()), kRVUndefined);
 }
 
-TEST_F(ErrorTest, ShowErrorRaisesItsTextWithPercentPairsFolded) {
+// show_error's text is the format and its own two arguments, the text and the abort flag, are what
+// the conversions take, in that order.
+TEST_F(ErrorTest, ShowErrorFormatsItsTextWithItsOwnArguments) {
   int32_t index = -1;
   ASSERT_TRUE(Function_Find("show_error", &index));
   const TSL_Builtin handler = Function_Row(index)->handler;
@@ -153,7 +155,12 @@ TEST_F(ErrorTest, ShowErrorRaisesItsTextWithPercentPairsFolded) {
       {Val::Str("plain words"), true, "plain words"},
       {Val::Str("100%% sure"), false, "100% sure"},
       {Val::Str("%%%%%"), true, "%%%"},
-      {Val::Str("%d of %s left, 50%"), false, "%d of %s left, 50%"},
+      {Val::Str("%d of %s left, 50%"), false, "0 of 0 left, 50%"},
+      {Val::Str("Error: %s"), true, "Error: Error: %s"},
+      {Val::Str("7 %d"), true, "7 7"},
+      {Val::Str("[%6.2f|%-3d|%x]"), true, "[  0.00|1  |]"},
+      {Val::Str("[%.3s|%5s]"), false, "[[%.|    0]"},
+      {Val::Str("50%! %q"), true, "50%! %q"},
       {Val::Real(12), true, "12"},
   };
   for (const Case& c : cases) {

@@ -82,6 +82,20 @@ TEST_F(ObjectSlotsTest, ReadFindsThePrototypeOneStepAndWriteMakesAnOwnCopy) {
   EXPECT_EQ(RV_Kind(*child->GetVarRef(Slot("deep"))), kRVUnset) << "the prototype's prototype is not consulted";
 }
 
+TEST_F(ObjectSlotsTest, ReadThroughAnUnsetPrototypeSlotSeesTheLaterWriteToIt) {
+  KVObjectBase* parent = Object_NewStruct();
+  KVObjectBase* child = Object_NewStruct();
+  KVSetPrototype(child, parent);
+  RValue* held = parent->GetVarRef(Slot("later"));  // the prototype holds the slot, unset
+  ASSERT_EQ(RV_Kind(*held), kRVUnset);
+  EXPECT_EQ(child->GetVarRef(Slot("later")), held);
+  EXPECT_EQ(child->FindOwnSlot(Slot("later")), nullptr) << "the read makes no slot of the child's own";
+  Set(parent, "later", RV_Real(9));
+  const RValue* seen = child->GetVarRef(Slot("later"));
+  EXPECT_EQ(RV_Kind(*seen), kRVReal);
+  EXPECT_EQ(seen->val, 9.0);
+}
+
 TEST_F(ObjectSlotsTest, UnsetReadMakesOneSlotThatDoesNotCountAsExisting) {
   KVObjectBase* s = Object_NewStruct();
   RValue* first = s->GetVarRef(Slot("ghost"));
