@@ -93,7 +93,8 @@ bool Room_StartFirst() {
 }
 void Gamepad_Reannounce() {}
 void SavedGame_QueueLoad() {}
-void Game_ResetForRestart() {}
+// The instance tables of the game: pending lists and counters, with ids continuing from the header.
+void Game_ResetForRestart() { Instance_ResetState(); }
 // The data file's global initialisers run on the global object until one ends the game.
 bool Script_RunGlobalInit() { return Code_RunList(GameData_GlobalInitCode(), true); }
 void Script_RunGameEnd() { Code_RunList(GameData_GameEndCode(), false); }

@@ -15,8 +15,10 @@
 #include "core/timing.h"
 #include "data/game_data.h"
 #include "world/builtin_var_rows.h"
+#include "world/event.h"
 #include "world/instance.h"
 #include "world/room.h"
+#include "world/step.h"
 
 RunVariables g_RunVariables;
 GameDirectories g_GameDirectories;
@@ -233,7 +235,7 @@ void BuiltinVar_AddGlobalRows() {
       {"background_blend", get_minus_one, ignore_write},
       {"background_alpha", get_minus_one, ignore_write},
       {"view_enabled", get_minus_one, ignore_write},
-      {"view_current", get_zero, nullptr},
+      {"view_current", +[](CInstance*, int32_t, RValue* out) { return read_real(out, ViewCurrent); }, nullptr},
       {"view_visible", get_minus_one, ignore_write},
       {"view_xview", get_minus_one, ignore_write},
       {"view_yview", get_minus_one, ignore_write},
@@ -285,9 +287,10 @@ void BuiltinVar_AddGlobalRows() {
       {"current_hour", +[](CInstance*, int32_t, RValue* out) { return read_local_time(out, 4); }, nullptr},
       {"current_minute", +[](CInstance*, int32_t, RValue* out) { return read_local_time(out, 5); }, nullptr},
       {"current_second", +[](CInstance*, int32_t, RValue* out) { return read_local_time(out, 6); }, nullptr},
-      {"event_type", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_EventContext.eventType); }, nullptr},
-      {"event_number", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_EventContext.eventSubtype); }, nullptr},
-      {"event_object", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_EventContext.objectIndex); }, nullptr},
+      // The current-event values of the dispatcher, which room creation code and timelines set too.
+      {"event_type", +[](CInstance*, int32_t, RValue* out) { return read_real(out, CurrentEventType); }, nullptr},
+      {"event_number", +[](CInstance*, int32_t, RValue* out) { return read_real(out, CurrentEventNumber); }, nullptr},
+      {"event_object", +[](CInstance*, int32_t, RValue* out) { return read_real(out, CurrentEventObject); }, nullptr},
       {"event_action", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_EventContext.actionNumber); }, nullptr},
       {"error_occurred", +[](CInstance*, int32_t, RValue* out) { return read_bool(out, Error_Occurred()); },
        +[](CInstance*, int32_t, RValue* value) { Error_SetOccurred(BuiltinVar_Real(value) >= 0.5); return true; }},

@@ -151,8 +151,8 @@ const Row kRows[] = {
      }},
     {"direction", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->direction); },
      +[](CInstance* self, int32_t, RValue* value) {
-       self->direction = static_cast<float>(std::fmod(BuiltinVar_Real(value), 360.0));
-       if (self->direction < 0.0f) self->direction += 360.0f;
+       // Stored as written: only the angle derived from hspeed and vspeed is reduced to [0, 360).
+       self->direction = to_float(value);
        polar_to_cartesian(self);
        return true;
      }},

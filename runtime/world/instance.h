@@ -135,13 +135,17 @@ inline bool Instance_IsLive(const CInstance* instance) { return (instance->flags
 // ---- Counters ------------------------------------------------------------------------------------
 struct CRoom;
 
-extern uint32_t LastInstanceId;  // each new instance takes ++LastInstanceId; set from the header
+extern uint32_t LastInstanceId;  // each new instance takes ++LastInstanceId
 extern int64_t PassCounter;      // incremented by each event pass
 extern int32_t MarkedCount;      // instances marked since the last purge
 
+// New ids continue from the data file's highest placed instance id (its header): taken when the
+// file is loaded (World_Init hooks this into the chunk load) and again at every game restart
+// (Instance_ResetState).
+void Instance_ResetIds();
+
 // ---- What layers and the collision tree do for instances (installed by those subsystems) ---------
-// Every hook may be null; without the layer hooks an instance keeps only its layerId and depth
-// changes reorder the active list directly.
+// Every hook may be null; without the layer hooks an instance keeps only its layerId and depth.
 struct InstanceWorldHooks {
   // Enters the instance's layer element: by depth (layerId -1) or into the given layer.
   void (*layerEnter)(CInstance* instance, int32_t layerId) = nullptr;
@@ -204,6 +208,11 @@ void Instance_Release(CRoom* room, CInstance* instance);
 
 // instance_change: raises for an unknown object; perform runs Destroy/CleanUp/PreCreate/Create.
 void Instance_ChangeObject(CInstance* instance, int32_t object, bool perform);
+// Copies source's state over target: the builtin block (position, image, motion, alarms, the path
+// and timeline record, mask, placement code and the state flags) and the variables. The id, the
+// object, depth, layer, links and list places stay target's own, as do the flags that say where
+// target stands (layer element, inactive list, pending change, collision tree).
+void Instance_CopyState(CInstance* target, const CInstance* source);
 // instance_copy: null without a room.
 CInstance* Instance_Copy(CInstance* instance, bool perform);
 // The `depth` setter: queues the instance for the depth flush unless the value is the same.
@@ -278,5 +287,6 @@ int32_t Instance_IdAt(int32_t index);
 void Instance_GatherObject(int32_t object, std::vector<CInstance*>* out);
 void Instance_GatherAll(std::vector<CInstance*>* out);
 
-// Forgets every pending list, the id table and the counters (a new game round, and tests).
+// Forgets every pending list, the id table and the counters, and takes the ids from the header
+// again (a new game round, and tests).
 void Instance_ResetState();

@@ -300,45 +300,56 @@ void Instance_ChangeObject(CInstance* instance, int32_t object, bool perform) {
   }
 }
 
+void Instance_CopyState(CInstance* target, const CInstance* source) {
+  const uint32_t own = kInstHasLayerElement | kInstOnInactiveList | kInstChangingObject | kInstInCollisionTree;
+  target->flags = (target->flags & own) | (source->flags & ~own) | kInstBBoxDirty;
+  target->spriteIndex = source->spriteIndex;
+  target->sequencePosition = source->sequencePosition;
+  target->lastSequencePosition = source->lastSequencePosition;
+  target->sequenceSpeed = source->sequenceSpeed;
+  target->imageIndex = source->imageIndex;
+  target->imageSpeed = source->imageSpeed;
+  target->imageXScale = source->imageXScale;
+  target->imageYScale = source->imageYScale;
+  target->imageAngle = source->imageAngle;
+  target->imageAlpha = source->imageAlpha;
+  target->imageBlend = source->imageBlend;
+  target->x = source->x;
+  target->y = source->y;
+  target->xstart = source->xstart;
+  target->ystart = source->ystart;
+  target->xprevious = source->xprevious;
+  target->yprevious = source->yprevious;
+  target->direction = source->direction;
+  target->speed = source->speed;
+  target->friction = source->friction;
+  target->gravityDirection = source->gravityDirection;
+  target->gravity = source->gravity;
+  target->hspeed = source->hspeed;
+  target->vspeed = source->vspeed;
+  std::copy(source->alarm, source->alarm + kInstanceAlarmCount, target->alarm);
+  target->rollbackFrame = source->rollbackFrame;
+  InstancePath_Free(target->pathState);
+  target->pathState = InstancePath_Clone(source->pathState);
+  target->createCode = source->createCode;
+  target->preCreateCode = source->preCreateCode;
+  target->maskIndex = source->maskIndex;
+  target->mouseOverState = source->mouseOverState;
+  target->lastImageNumber = source->lastImageNumber;
+  if (source->slotMap != nullptr) {
+    std::vector<std::pair<int32_t, RValue*>> slots;
+    source->slotMap->ForEach([&slots](const int32_t& slot, RValue* const& value) { slots.emplace_back(slot, value); });
+    for (const auto& [slot, value] : slots) Object_SetVar(KV_AsObject(target), slot, kIndexWholeValue, value);
+  }
+}
+
 CInstance* Instance_Copy(CInstance* source, bool perform) {
   if (Run_Room == nullptr || source->object == nullptr) return nullptr;
   const int32_t id = static_cast<int32_t>(++LastInstanceId);
   auto* copy = new CInstance(source->x, source->y, id, source->objectIndex, true);
-  // The builtin block, then the variables; links and list places stay the copy's own.
-  copy->flags = (source->flags & ~(kInstHasLayerElement | kInstOnInactiveList | kInstChangingObject |
-                                   kInstInCollisionTree)) | kInstBBoxDirty;
-  copy->spriteIndex = source->spriteIndex;
-  copy->sequencePosition = source->sequencePosition;
-  copy->lastSequencePosition = source->lastSequencePosition;
-  copy->sequenceSpeed = source->sequenceSpeed;
-  copy->imageIndex = source->imageIndex;
-  copy->imageSpeed = source->imageSpeed;
-  copy->imageXScale = source->imageXScale;
-  copy->imageYScale = source->imageYScale;
-  copy->imageAngle = source->imageAngle;
-  copy->imageAlpha = source->imageAlpha;
-  copy->imageBlend = source->imageBlend;
-  copy->xstart = source->xstart;
-  copy->ystart = source->ystart;
-  copy->xprevious = source->xprevious;
-  copy->yprevious = source->yprevious;
-  copy->direction = source->direction;
-  copy->speed = source->speed;
-  copy->friction = source->friction;
-  copy->gravityDirection = source->gravityDirection;
-  copy->gravity = source->gravity;
-  copy->hspeed = source->hspeed;
-  copy->vspeed = source->vspeed;
-  std::copy(source->alarm, source->alarm + kInstanceAlarmCount, copy->alarm);
-  copy->pathState = InstancePath_Clone(source->pathState);
-  copy->maskIndex = source->maskIndex;
+  Instance_CopyState(copy, source);
   copy->depth = source->depth;
   copy->layerId = source->layerId;
-  if (source->slotMap != nullptr) {
-    std::vector<std::pair<int32_t, RValue*>> slots;
-    source->slotMap->ForEach([&slots](const int32_t& slot, RValue* const& value) { slots.emplace_back(slot, value); });
-    for (const auto& [slot, value] : slots) Object_SetVar(KV_AsObject(copy), slot, kIndexWholeValue, value);
-  }
   Room_InsertByDepth(Run_Room, copy, copy->depth);
   Instance_IdTableAdd(copy);
   if (g_InstanceWorldHooks.layerEnter != nullptr) g_InstanceWorldHooks.layerEnter(copy, copy->layerId);
@@ -437,11 +448,13 @@ void Instance_FlushChangedObjects() {
 
 void Instance_FlushDepthChanges() {
   if (g_depth_changes.empty()) return;
-  const bool by_layer = generation2() && g_InstanceWorldHooks.layerDepthChanged != nullptr;
+  // Generation 2: each instance moves to the layer of its new depth, and the active list keeps
+  // its order. Generation 1: the active list is ordered by depth again.
+  const bool by_layer = generation2();
   for (CInstance* instance : g_depth_changes) {
     instance->onDepthChangeList = false;
     if (by_layer) {
-      g_InstanceWorldHooks.layerDepthChanged(instance);
+      if (g_InstanceWorldHooks.layerDepthChanged != nullptr) g_InstanceWorldHooks.layerDepthChanged(instance);
     } else if (Run_Room != nullptr && (instance->flags & kInstOnInactiveList) == 0) {
       Room_Unlink(Run_Room, instance);
       Room_InsertByDepth(Run_Room, instance, instance->depth);
@@ -520,12 +533,14 @@ void Instance_ActivateRegion(float left, float top, float width, float height, b
   }
 }
 
+void Instance_ResetIds() { LastInstanceId = GameData_Header().last_instance_id; }
+
 void Instance_ResetState() {
   g_changed.clear();
   g_deactivation.clear();
   g_depth_changes.clear();
   Instance_SnapshotsDirty();
-  LastInstanceId = 0;
+  Instance_ResetIds();
   PassCounter = 0;
   MarkedCount = 0;
   Instance_ForgetIdTable();

@@ -343,10 +343,11 @@ void Layer_BuildFromAsset(CRoom* room, const RoomAsset& asset) {
     CLayer* layer = new_file_layer(room, record);
     add_file_elements(room, layer, record);
   }
-  CLayer* sequences = nullptr;
+  // A room with a sequence list gets its "Sequence" layer even when no entry names a sequence.
+  if (asset.sequences.empty()) return;
+  CLayer* sequences = Layer_Create(room, 0, "Sequence");
   for (int32_t index : asset.sequences) {
     if (SequenceAsset_Get(index) == nullptr) continue;
-    if (sequences == nullptr) sequences = Layer_Create(room, 0, "Sequence");
     auto* element = static_cast<CLayerSequenceElement*>(Layer_NewElement(kLayerElementSequence));
     element->sequenceIndex = index;
     Layer_AddElement(room, sequences, element);

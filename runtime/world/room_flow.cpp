@@ -90,41 +90,17 @@ void apply_child_collides(CObjectTV* object) {
   }
 }
 
-// The builtin block and the variables of source, over target; links and list places stay.
-void copy_state(CInstance* target, const CInstance* source) {
-  target->spriteIndex = source->spriteIndex;
-  target->sequencePosition = source->sequencePosition;
-  target->lastSequencePosition = source->lastSequencePosition;
-  target->sequenceSpeed = source->sequenceSpeed;
-  target->imageIndex = source->imageIndex;
-  target->imageSpeed = source->imageSpeed;
-  target->imageXScale = source->imageXScale;
-  target->imageYScale = source->imageYScale;
-  target->imageAngle = source->imageAngle;
-  target->imageAlpha = source->imageAlpha;
-  target->imageBlend = source->imageBlend;
-  target->x = source->x;
-  target->y = source->y;
-  target->xstart = source->xstart;
-  target->ystart = source->ystart;
-  target->xprevious = source->xprevious;
-  target->yprevious = source->yprevious;
-  target->direction = source->direction;
-  target->speed = source->speed;
-  target->friction = source->friction;
-  target->gravityDirection = source->gravityDirection;
-  target->gravity = source->gravity;
-  target->hspeed = source->hspeed;
-  target->vspeed = source->vspeed;
-  for (int32_t i = 0; i < kInstanceAlarmCount; ++i) target->alarm[i] = source->alarm[i];
-  target->maskIndex = source->maskIndex;
-  const uint32_t keep = kInstOnInactiveList | kInstChangingObject | kInstInCollisionTree | kInstHasLayerElement;
-  target->flags = (target->flags & keep) | (source->flags & ~keep) | kInstBBoxDirty;
-  if (source->slotMap != nullptr) {
-    std::vector<std::pair<int32_t, RValue*>> slots;
-    source->slotMap->ForEach([&slots](const int32_t& slot, RValue* const& value) { slots.emplace_back(slot, value); });
-    for (const auto& [slot, value] : slots) Object_SetVar(KV_AsObject(target), slot, kIndexWholeValue, value);
+// The carried state over the room's own copy of a persistent instance: the builtin block, the
+// variables, and the object, which the carried one may have changed since the copy was placed.
+void take_carried_state(CInstance* kept, const CInstance* carried) {
+  Instance_CopyState(kept, carried);
+  if (kept->objectIndex != carried->objectIndex || kept->object != carried->object) {
+    Instance_LeaveObjectLists(kept);
+    kept->objectIndex = carried->objectIndex;
+    kept->object = carried->object;
+    Instance_EnterObjectLists(kept);
   }
+  kept->previousObject = nullptr;
 }
 
 // Step 8a: the carried instance's layer in the new room; -1 without a name.
@@ -158,12 +134,12 @@ void enter_carried(CRoom* room, const CarryRow& row) {
   }
   if (kept != nullptr) {
     if (generation2()) Layer_RemoveInstance(room, kept);
-    copy_state(kept, carried);
+    take_carried_state(kept, carried);
     kept->depth = carried->depth;
     kept->layerId = layerId;
     kept->flags = (kept->flags | kInstCarriedOver) & ~(kInstHasLayerElement | kInstInCollisionTree);
-    if (layer != nullptr) kept->depth = static_cast<float>(layer->depth);
     enter_layer(room, kept);
+    if (layer != nullptr) kept->depth = static_cast<float>(layer->depth);
     Instance_Release(nullptr, carried);
     return;
   }
@@ -174,10 +150,11 @@ void enter_carried(CRoom* room, const CarryRow& row) {
     if (element != nullptr && element->layer != nullptr) Layer_RemoveElement(room, element->layer, element, false);
   }
   carried->layerId = layerId;
-  if (layer != nullptr) carried->depth = static_cast<float>(layer->depth);
+  // It stands in the active list by the depth it brings; its layer's depth is taken afterwards.
   Room_InsertByDepth(room, carried, carried->depth);
   Instance_IdTableAdd(carried);
   enter_layer(room, carried);
+  if (layer != nullptr) carried->depth = static_cast<float>(layer->depth);
   carried->flags = (carried->flags | kInstCarriedOver) & ~kInstInCollisionTree;
   apply_child_collides(carried->object);
   if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(carried);

@@ -27,6 +27,7 @@
 bool Step_WindowSizeChanged = false;
 bool (*g_StepSpriteAnimation)(int32_t sprite, StepSpriteAnimation* out) = nullptr;
 DrawPhaseHooks g_DrawPhaseHooks;
+int32_t ViewCurrent = 0;
 
 namespace {
 
@@ -373,12 +374,14 @@ void Run_DrawEvents() {
     for (int32_t n = 0; n < kRoomViewCount; ++n) {
       const CViewGM* view = room->views[n];
       if (view == nullptr || !view->visible) continue;
+      ViewCurrent = n;
       if (hooks.setView != nullptr) hooks.setView(n);
       Step_DrawWalk(kDrawBegin);
       Step_DrawWalk(kDrawNormal);
       Step_DrawWalk(kDrawEnd);
     }
   } else {
+    ViewCurrent = 0;
     if (hooks.setView != nullptr) hooks.setView(-1);
     Step_DrawWalk(kDrawBegin);
     Step_DrawWalk(kDrawNormal);
@@ -390,4 +393,5 @@ void Run_DrawEvents() {
   Step_DrawWalk(kDrawGui);
   Step_DrawWalk(kDrawGuiEnd);
   if (hooks.drawCursor != nullptr) hooks.drawCursor();
+  ViewCurrent = 0;
 }

@@ -61,5 +61,9 @@ extern DrawPhaseHooks g_DrawPhaseHooks;
 // Each walk goes over the layers from the highest depth to the lowest (or the active list from
 // tail to head when the room has no layers) to visible, live instances whose object has the event.
 void Run_DrawEvents();
+// view_current: the view the draw walk is in, 0 to 7; set by the view loop of Run_DrawEvents for
+// each visible view (the last one stays through Post-Draw and the GUI events), 0 when views are
+// off, and 0 again once the frame's drawing is done.
+extern int32_t ViewCurrent;
 // One drawing walk for an event of type 8.
 void Step_DrawWalk(int32_t subtype);

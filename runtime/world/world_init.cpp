@@ -7,6 +7,7 @@
 #include "core/event_context.h"
 #include "core/instance_hooks.h"
 #include "core/object.h"
+#include "data/game_data.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/layer.h"
@@ -40,6 +41,7 @@ void World_Init(WorldUnhandledFn unhandled) {
   g_EventNameSources.objectName = object_name;
   g_EventNameSources.eventName = event_name;
   Layer_Init();
+  GameData_AddClearHook(Instance_ResetIds);
 }
 
 void World_UnhandledException(const KVTSLException& exception) {

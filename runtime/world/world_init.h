@@ -1,7 +1,8 @@
 #pragma once
 // Wires the world into the core: the instance hooks of `with` and id lookups, the instance selector
-// of the object model, and the name sources of error texts. Called once at game start (and by
-// tests); calling it again is harmless.
+// of the object model, the name sources of error texts, and the chunk load's hook that takes the
+// header's instance id counter. Called once at game start (and by tests); calling it again is
+// harmless.
 class KVTSLException;
 
 using WorldUnhandledFn = void (*)(const KVTSLException& exception);

@@ -5,7 +5,9 @@
 #include "core/frame_state.h"
 #include "core/function_table.h"
 #include "data/game_data.h"
+#include "datawin/writer/chunk_rooms.h"
 #include "run/asset_readers.h"
+#include "run/run_subjects.h"
 #include "support/fixture.h"
 #include "world/asset_objects.h"
 #include "world/event.h"
@@ -28,14 +30,15 @@ void WorldTest::SetUp() {
   Instance_ResetState();
   Event_ResetState();
   New_Room = kNewRoomNone;
-  Run_Room = &room_;
+  Run_Room = nullptr;
   rows_.reserve(256);
   Log().clear();
 }
 
 void WorldTest::TearDown() {
-  Run_Room = nullptr;
-  // The collector frees the instances (each leaves its object's lists), then the tables go.
+  // The rooms release their instances (each leaves its object's lists), then the tables go.
+  Room_FreeAll();
+  room_ = nullptr;
   ResetLoaderState();
   Instance_ResetState();
   Object_ClearAssets();
@@ -48,17 +51,29 @@ int32_t WorldTest::code(const char* name, TestEventFn fn) {
   return static_cast<int32_t>(rows_.size()) - 1;
 }
 
-bool WorldTest::load_objects(const std::vector<std::optional<datawin::ObjectRecord>>& objects, int version) {
+bool WorldTest::load_objects(const std::vector<std::optional<datawin::ObjectRecord>>& objects, int version,
+                             uint32_t generation) {
+  datawin::Writer writer = MakeMinimalGame(version, generation);
+  datawin::add_objt(writer, objects, version);
+  datawin::RoomRecord room;
+  room.name = "rm_world";
+  datawin::add_room(writer, {room});
+  return load_and_start(writer);
+}
+
+bool WorldTest::load_and_start(const datawin::Writer& writer) {
   tables_ = KVCodeTables{};
   tables_.scriptCount = static_cast<int32_t>(rows_.size());
   tables_.scriptTable = rows_.data();
   g_CodeTables = &tables_;
-  datawin::Writer writer = MakeMinimalGame(version);
-  datawin::add_objt(writer, objects, version);
   image_ = BuildImage(writer);
   const auto size = static_cast<uint32_t>(image_.size());
   const bool scanned = HeaderScan(image_.data(), size);
-  return LoadGameData(image_.data(), size) && scanned;
+  if (!LoadGameData(image_.data(), size) || !scanned) return false;
+  // The runner's start-up from here: the rooms are prepared and the first one starts.
+  if (!Room_Prepare() || !Room_StartFirst()) return false;
+  room_ = Run_Room;
+  return room_ != nullptr;
 }
 
 CInstance* WorldTest::make(int32_t object, float x, float y, float depth) {

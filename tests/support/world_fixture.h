@@ -1,9 +1,10 @@
 #pragma once
 // A world test fixture: a game built with the writer holding the objects a test describes, loaded
-// through the real loader, with the test's own event functions bound as compiled code rows, the
-// world hooks installed, a current room and the world's builtins registered.
+// through the real loader and started as the runner starts it, with the test's own event functions
+// bound as compiled code rows, the world hooks installed and the world's builtins registered.
 //   code(name, fn)   a code index running fn; register every function before load_objects
-//   load_objects     writes OBJT (and a minimal header) and loads it
+//   load_objects     writes a minimal header, OBJT and one empty room, loads them, prepares the
+//                    rooms and starts the first one; room_ is then its working copy
 //   make(...)        Create_Instance in the current room
 //   call(name, ...)  runs a registered builtin with self and other
 //   Log()            a shared event log that test functions append to
@@ -16,6 +17,7 @@
 #include "core/code_tables.h"
 #include "core/rvalue.h"
 #include "datawin/writer/chunk_objects.h"
+#include "datawin/writer/writer.h"
 #include "world/room.h"
 
 class CInstance;
@@ -30,11 +32,14 @@ class WorldTest : public ::testing::Test {
   void TearDown() override;
 
   int32_t code(const char* name, TestEventFn fn);
-  bool load_objects(const std::vector<std::optional<datawin::ObjectRecord>>& objects, int version = 17);
+  bool load_objects(const std::vector<std::optional<datawin::ObjectRecord>>& objects, int version = 17,
+                    uint32_t generation = 2);
+  // Loads what the writer holds and starts it as load_objects does (the code rows included).
+  bool load_and_start(const datawin::Writer& writer);
   CInstance* make(int32_t object, float x = 0, float y = 0, float depth = 0);
   RValue call(const char* name, CInstance* self, const std::vector<RValue>& args, CInstance* other = nullptr);
 
-  CRoom room_;
+  CRoom* room_ = nullptr;
   std::vector<KVScriptRow> rows_;
   KVCodeTables tables_;
   std::vector<uint8_t> image_;

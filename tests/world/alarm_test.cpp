@@ -60,7 +60,7 @@ class AlarmTest : public WorldTest {
 TEST_F(AlarmTest, AlarmSetToOneInCreateFiresInTheFirstStepAfterBeginStep) {
   make(kTimer);
   Run_Step();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"begin 1", "alarm0 1", "step 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"begin 100001", "alarm0 100001", "step 100001"}));
 }
 
 TEST_F(AlarmTest, CountdownRules) {
@@ -81,7 +81,7 @@ TEST_F(AlarmTest, CountdownRules) {
     SCOPED_TRACE(test.name);
     Log().clear();
     CInstance* timer = make(kTimer);
-    for (CInstance* at = room_.active.head; at != nullptr; at = at->next) at->alarm[0] = -1;
+    for (CInstance* at = room_->active.head; at != nullptr; at = at->next) at->alarm[0] = -1;
     timer->alarm[0] = test.start;
     for (int32_t i = 0; i < test.steps; ++i) Alarm_Stage();
     EXPECT_EQ(static_cast<int32_t>(Log().size()), test.fired);
@@ -106,7 +106,7 @@ TEST_F(AlarmTest, AllAlarmsOfOneNumberRunBeforeTheNext) {
   first->alarm[1] = 1;
   second->alarm[0] = 1;
   Alarm_Stage();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 2", "alarm1 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 100002", "alarm1 100001"}));
 }
 
 TEST_F(AlarmTest, AlarmSetAgainInItsEventKeepsCounting) {
@@ -126,10 +126,10 @@ TEST_F(AlarmTest, InstanceMadeInAnAlarmWaitsForTheNextStage) {
   g_spawn = kTimer;
   Alarm_Stage();
   // The new instance's alarms 0 and 1 are 1 but it takes no part in this stage.
-  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 100001"}));
   Log().clear();
   Alarm_Stage();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 2", "alarm1 2"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"alarm0 100002", "alarm1 100002"}));
 }
 
 TEST_F(AlarmTest, AlarmGetAndSetReadAndWriteSelfAndRefuseBadIndexes) {

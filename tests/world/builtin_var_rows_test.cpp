@@ -220,6 +220,16 @@ TEST_F(BuiltinVarRowsTest, MotionRowsKeepBothFormsOfTheVectorInStep) {
   Write(instance_, "hspeed", -1);
   EXPECT_EQ(instance_->direction, 180.0f);
   EXPECT_EQ(instance_->speed, 1.0f);
+  // A written direction is kept as written; only the one derived from the speeds is reduced.
+  for (double written : {-90.0, 450.0, 720.5}) {
+    Write(instance_, "direction", written);
+    EXPECT_EQ(Read(instance_, "direction"), written);
+  }
+  Write(instance_, "direction", -90);
+  EXPECT_EQ(instance_->vspeed, 1.0f);
+  Write(instance_, "hspeed", -1);
+  EXPECT_GE(instance_->direction, 0.0f);
+  EXPECT_LT(instance_->direction, 360.0f);
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ TEST_F(EventTest, RoomChangeFilterLetsOnlyPersistentCreateDestroyAlarmOtherPreCr
     EXPECT_EQ(Log().size(), c.persistent_runs ? 1u : 0u) << c.type;
   }
   // In a persistent room every instance passes the filter for those types.
-  room_.persistent = true;
+  room_->persistent = true;
   Log().clear();
   PerformEventOnInstance(a, a, kEventOther, 0);
   PerformEventOnInstance(a, a, kEventStep, 0);

@@ -9,10 +9,16 @@
 #include "core/instance_hooks.h"
 #include "core/variable_names.h"
 #include "core/with.h"
+#include "datawin/writer/chunk_gen8.h"
+#include "datawin/writer/chunk_rooms.h"
+#include "support/fixture.h"
 #include "support/world_fixture.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/object_type.h"
+
+// Records are built with designated initialisers that name only the fields a test cares about.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 namespace {
 
@@ -50,7 +56,6 @@ class InstanceTest : public WorldTest {
     const int32_t st = code("step", step);
     ASSERT_TRUE(load_objects({ObjectDef("A", -1, {{3, 0, st}, {0, 0, rec}, {1, 0, rec}, {12, 0, rec}}),
                               ObjectDef("B"), ObjectDef("Child", kA)}));
-    LastInstanceId = 100000;
   }
   // Pass(3, 0) as the frame step walks it.
   void step_pass() {
@@ -68,7 +73,7 @@ class InstanceTest : public WorldTest {
   }
   std::vector<int32_t> room_ids() {
     std::vector<int32_t> ids;
-    for (CInstance* at = room_.active.head; at != nullptr; at = at->next) ids.push_back(at->id);
+    for (CInstance* at = room_->active.head; at != nullptr; at = at->next) ids.push_back(at->id);
     return ids;
   }
 };
@@ -90,6 +95,32 @@ TEST_F(InstanceTest, ConstructionTakesTheObjectsDefaultsAndRunsPreCreateAndCreat
   EXPECT_EQ(make(kA), nullptr);
 }
 
+// Ids come from the data file: the first instance a script makes takes the header's highest placed
+// id plus one, so every rule that reads a number as an id or an object index sees an id.
+TEST_F(InstanceTest, FirstScriptMadeInstanceTakesTheIdAfterTheHeadersHighest) {
+  const int32_t rec = code("record", Record);
+  datawin::Gen8Record header = MinimalHeader(17, 2, 60.0f);
+  header.last_instance_id = 100250;
+  datawin::Writer writer;
+  datawin::add_gen8(writer, header);
+  datawin::add_objt(writer, {ObjectDef("A", -1, {{0, 0, rec}}), ObjectDef("B")}, 17);
+  datawin::add_room(writer, {datawin::RoomRecord{.name = "rm_ids", .placements = {{.object = kB, .id = 100007}}}});
+  ASSERT_TRUE(load_and_start(writer));
+  ASSERT_NE(Instance_Find(100007), nullptr);
+
+  const RValue made = call("instance_create_depth", nullptr, {RV_Real(0), RV_Real(0), RV_Real(0), RV_Real(kA)});
+  const int32_t id = Instance_SetNumber(made);
+  EXPECT_EQ(id, 100251);
+  CInstance* self = Instance_Find(100007);
+  CInstance* other = nullptr;
+  std::vector<int32_t> visited;
+  for (KVWith with(&self, &other, made); with.Next();) visited.push_back(self->id);
+  for (KVWith with(&self, &other, RV_Real(id)); with.Next();) visited.push_back(self->id);
+  EXPECT_EQ(visited, (std::vector<int32_t>{100251, 100251}));
+  EXPECT_EQ(RV_ToDouble(call("instance_number", nullptr, {RV_Real(id)})), 1.0);
+  EXPECT_EQ(RV_ToDouble(call("instance_number", nullptr, {RV_Real(kB)})), 1.0);
+}
+
 TEST_F(InstanceTest, ActiveListIsOrderedByDepthThenCreation) {
   load();
   make(kB, 0, 0, 10);  // 100001
@@ -109,6 +140,16 @@ TEST_F(InstanceTest, ActiveListIsOrderedByDepthThenCreation) {
   EXPECT_EQ(Instance_Count(), 4);
   EXPECT_EQ(Instance_IdAt(0), 100002);
   EXPECT_EQ(Instance_IdAt(4), -4);
+}
+
+TEST_F(InstanceTest, GenerationOneReordersTheActiveListOnADepthChange) {
+  ASSERT_TRUE(load_objects({ObjectDef("A")}, 17, 1));
+  make(kA, 0, 0, 10);  // 100001
+  make(kA, 0, 0, 20);  // 100002
+  Instance_SetDepth(Instance_Find(100002), 5);
+  EXPECT_EQ(room_ids(), (std::vector<int32_t>{100001, 100002}));
+  Instance_Flush();
+  EXPECT_EQ(room_ids(), (std::vector<int32_t>{100002, 100001}));
 }
 
 TEST_F(InstanceTest, AnInstanceCreatedInAPassTakesNoPartInIt) {
@@ -139,7 +180,7 @@ TEST_F(InstanceTest, DestroyRunsOnceAndThePurgeRemovesMarkedInstances) {
   call("instance_destroy", a, {Instance_Ref(b->id), RV_Bool(false)});
   EXPECT_EQ(Log(), std::vector<std::string>{"100002:12"});
   EXPECT_EQ(MarkedCount, 2);
-  Room_PurgeMarked(&room_);
+  Room_PurgeMarked(room_);
   EXPECT_EQ(Instance_Count(), 0);
   EXPECT_EQ(Object_Find(kA)->instances.count, 0);
   EXPECT_EQ(Instance_Find(100001), nullptr);
@@ -272,11 +313,11 @@ TEST_F(InstanceTest, DeactivationTakesEffectAtTheFlushAndKeepsTheId) {
   EXPECT_EQ(a->flags & kInstDeactivated, 0u);
   EXPECT_NE(b->flags & kInstDeactivated, 0u);
   // Before the flush the lists are unchanged, but the instances are no longer live.
-  EXPECT_EQ(room_.active.count, 3);
+  EXPECT_EQ(room_->active.count, 3);
   EXPECT_FALSE(Instance_Exists(nullptr, nullptr, kB));
   Instance_Flush();
-  EXPECT_EQ(room_.active.count, 1);
-  EXPECT_EQ(room_.inactive.count, 2);
+  EXPECT_EQ(room_->active.count, 1);
+  EXPECT_EQ(room_->inactive.count, 2);
   EXPECT_EQ(Object_Find(kA)->instancesRecursive.count, 1);
   EXPECT_EQ(Instance_Find(c->id), c);
   // Deactivated instances don't run Destroy when destroyed.
@@ -287,11 +328,11 @@ TEST_F(InstanceTest, DeactivationTakesEffectAtTheFlushAndKeepsTheId) {
   EXPECT_EQ(c->flags & kInstDeactivated, 0u);
   EXPECT_NE(b->flags & kInstDeactivated, 0u);
   Instance_Flush();
-  EXPECT_EQ(room_.active.count, 2);
+  EXPECT_EQ(room_->active.count, 2);
   EXPECT_EQ(Object_Find(kA)->instancesRecursive.count, 2);
   call("instance_activate_all", a, {});
   Instance_Flush();
-  EXPECT_EQ(room_.inactive.count, 0);
+  EXPECT_EQ(room_->inactive.count, 0);
 }
 
 TEST_F(InstanceTest, RegionDeactivationUsesThePointWithoutSprite) {

@@ -61,13 +61,13 @@ class LayerRoomTest : public WorldTest {
     Writer writer;
     add_gen8(writer, header);
     add_objt(writer, {ObjectDef("thing")}, 17);
-    add_room(writer, {room, RoomRecord{.name = "rm_other"}});
+    // The other room's sequence list names no sequence that exists.
+    add_room(writer, {room, RoomRecord{.name = "rm_other", .sequences = {42}}});
     image_ = BuildImage(writer);
     const auto size = static_cast<uint32_t>(image_.size());
     ASSERT_TRUE(HeaderScan(image_.data(), size));
     ASSERT_TRUE(LoadGameData(image_.data(), size));
     Room_LoadTemplates();
-    LastInstanceId = 100010;
   }
 
   static std::vector<int32_t> ids(const CRoom* room) {
@@ -115,6 +115,15 @@ TEST_F(LayerRoomTest, RoomStartBuildsLayersFromTheRecord) {
   // The step scrolls the file layer's offset by its speed.
   Layer_Animate(Run_Room);
   EXPECT_EQ(assets->xOffset, 2.0f);
+}
+
+TEST_F(LayerRoomTest, ASequenceListMakesTheSequenceLayerEvenWithNoSequenceInIt) {
+  load_game();
+  const CLayer* sequences = Layer_FindByName(Room_Template(1), "Sequence");
+  ASSERT_NE(sequences, nullptr);
+  EXPECT_EQ(sequences->depth, 0);
+  EXPECT_EQ(sequences->elementCount, 0);
+  EXPECT_EQ(Layer_FindByName(Room_Template(0), "Sequence"), nullptr) << "no list, no layer";
 }
 
 TEST_F(LayerRoomTest, TheWorkingCopyEditsItsOwnCells) {

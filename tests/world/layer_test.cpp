@@ -37,17 +37,16 @@ class LayerTest : public WorldTest {
     Builtins_AddRegistrar(kFamilyResource, Layer_RegisterBuiltins);
     const int32_t destroy = code("destroy", OnDestroy);
     ASSERT_TRUE(load_objects({ObjectDef("A", -1, {{1, 0, destroy}}), ObjectDef("B")}));
-    LastInstanceId = 100000;
   }
   void TearDown() override {
     WorldTest::TearDown();
     Layer_ResetState();
   }
 
-  CLayer* layer_of(CInstance* instance) { return Layer_Find(&room_, instance->layerId); }
+  CLayer* layer_of(CInstance* instance) { return Layer_Find(room_, instance->layerId); }
   std::vector<int32_t> depths() {
     std::vector<int32_t> out;
-    for (CLayer* at = room_.layersHead; at != nullptr; at = at->next) out.push_back(at->depth);
+    for (CLayer* at = room_->layersHead; at != nullptr; at = at->next) out.push_back(at->depth);
     return out;
   }
   // Element ids of a layer, instance elements as their instance ids.
@@ -61,7 +60,7 @@ class LayerTest : public WorldTest {
   }
   CLayerElementBase* add_sprite(CLayer* layer) {
     CLayerElementBase* element = Layer_NewElement(kLayerElementSprite);
-    Layer_AddElement(&room_, layer, element);
+    Layer_AddElement(room_, layer, element);
     return element;
   }
   std::string console_of(const char* name, const std::vector<RValue>& args, RValue* result = nullptr) {
@@ -87,11 +86,11 @@ TEST_F(LayerTest, InstancesByDepthShareAManagedLayerThatGoesWithTheLast) {
 
   const int32_t shared = a->layerId;
   Instance_Destroy(a, true);
-  Room_PurgeMarked(&room_);
-  EXPECT_NE(Layer_Find(&room_, shared), nullptr);
+  Room_PurgeMarked(room_);
+  EXPECT_NE(Layer_Find(room_, shared), nullptr);
   Instance_Destroy(b, true);
-  Room_PurgeMarked(&room_);
-  EXPECT_EQ(Layer_Find(&room_, shared), nullptr);
+  Room_PurgeMarked(room_);
+  EXPECT_EQ(Layer_Find(room_, shared), nullptr);
   EXPECT_EQ(depths(), (std::vector<int32_t>{50}));
 }
 
@@ -110,16 +109,16 @@ TEST_F(LayerTest, DepthChangesApplyAtTheFlush) {
     EXPECT_EQ(layer_of(instance)->depth, static_cast<int32_t>(test.to)) << test.to;
     EXPECT_EQ(instance->layerId == before, test.same_layer) << test.to;
     if (!test.same_layer) {
-      EXPECT_EQ(Layer_Find(&room_, before), nullptr) << test.to;
+      EXPECT_EQ(Layer_Find(room_, before), nullptr) << test.to;
     }
     Instance_Destroy(instance, true);
-    Room_PurgeMarked(&room_);
-    EXPECT_EQ(room_.layerCount, 0) << test.to;
+    Room_PurgeMarked(room_);
+    EXPECT_EQ(room_->layerCount, 0) << test.to;
   }
 }
 
 TEST_F(LayerTest, AnInstanceOnANamedLayerLeavesItForAManagedOne) {
-  CLayer* named = Layer_Create(&room_, 100, "Actors");
+  CLayer* named = Layer_Create(room_, 100, "Actors");
   CInstance* instance = Create_Instance_OnLayer(kB, 0, 0, named->id);
   EXPECT_EQ(instance->layerId, named->id);
   EXPECT_EQ(instance->depth, 100.0f);
@@ -128,7 +127,7 @@ TEST_F(LayerTest, AnInstanceOnANamedLayerLeavesItForAManagedOne) {
   EXPECT_NE(instance->layerId, named->id);
   EXPECT_TRUE(layer_of(instance)->managed);
   EXPECT_EQ(named->elementCount, 0);
-  EXPECT_NE(Layer_Find(&room_, named->id), nullptr);  // a named layer stays when it empties
+  EXPECT_NE(Layer_Find(room_, named->id), nullptr);  // a named layer stays when it empties
 }
 
 TEST_F(LayerTest, NearbyManagedLayersMerge) {
@@ -138,12 +137,12 @@ TEST_F(LayerTest, NearbyManagedLayersMerge) {
   Instance_SetDepth(b, 100);
   Instance_Flush();
   EXPECT_EQ(b->layerId, a->layerId);
-  EXPECT_EQ(room_.layerCount, 1);
+  EXPECT_EQ(room_->layerCount, 1);
   EXPECT_EQ(layer_of(a)->elementCount, 2);
 }
 
 TEST_F(LayerTest, ElementOrderKeepsActiveInstancesFirstNewestAtTheHead) {
-  CLayer* layer = Layer_Create(&room_, 0, "Mixed");
+  CLayer* layer = Layer_Create(room_, 0, "Mixed");
   CLayerElementBase* first = add_sprite(layer);
   CInstance* a = Create_Instance_OnLayer(kB, 0, 0, layer->id);
   CInstance* b = Create_Instance_OnLayer(kB, 0, 0, layer->id);
@@ -166,7 +165,7 @@ TEST_F(LayerTest, AddingAnInstanceTwicePrintsAndKeepsOneElement) {
   CInstance* instance = make(kB, 0, 0, 10);
   CLayer* layer = layer_of(instance);
   ConsoleCapture capture;
-  Layer_AddInstance(&room_, layer, instance);
+  Layer_AddInstance(room_, layer, instance);
   EXPECT_EQ(capture.text(), "Attempting to add instance " + std::to_string(instance->id) + " multiple times to a layer\n");
   EXPECT_EQ(layer->elementCount, 1);
 }
@@ -174,10 +173,10 @@ TEST_F(LayerTest, AddingAnInstanceTwicePrintsAndKeepsOneElement) {
 TEST_F(LayerTest, AddInstanceMovesItAndHasInstanceSeesIt) {
   CInstance* a = make(kB, 0, 0, 10);
   const int32_t managed = a->layerId;
-  CLayer* named = Layer_Create(&room_, 50, "Named");
+  CLayer* named = Layer_Create(room_, 50, "Named");
   call("layer_add_instance", nullptr, {RV_Real(named->id), Instance_Ref(a->id)});
   EXPECT_EQ(a->layerId, named->id);
-  EXPECT_EQ(Layer_Find(&room_, managed), nullptr);
+  EXPECT_EQ(Layer_Find(room_, managed), nullptr);
   EXPECT_NE(call("layer_has_instance", nullptr, {RV_Real(named->id), Instance_Ref(a->id)}).val, 0.0);
   EXPECT_NE(call("layer_has_instance", nullptr, {RV_Real(named->id), RV_Real(kB)}).val, 0.0);  // by object
   EXPECT_EQ(call("layer_has_instance", nullptr, {RV_Real(named->id), RV_Real(kA)}).val, 0.0);
@@ -188,10 +187,10 @@ TEST_F(LayerTest, AddInstanceMovesItAndHasInstanceSeesIt) {
 TEST_F(LayerTest, ALayerIdThatDoesNotMatchIsAnIntegrityFailure) {
   CInstance* instance = make(kB, 0, 0, 10);
   CLayer* managed = layer_of(instance);
-  CLayer* other = Layer_Create(&room_, 20, "Other");
+  CLayer* other = Layer_Create(room_, 20, "Other");
   instance->layerId = other->id;
   ConsoleCapture capture;
-  Layer_RemoveInstance(&room_, instance);
+  Layer_RemoveInstance(room_, instance);
   EXPECT_EQ(capture.text(), "Layer system integrity compromised, instance " + std::to_string(instance->id) +
                                 " not on layer " + std::to_string(other->id) + "\n");
   EXPECT_EQ(managed->elementCount, 1);
@@ -200,7 +199,7 @@ TEST_F(LayerTest, ALayerIdThatDoesNotMatchIsAnIntegrityFailure) {
 }
 
 TEST_F(LayerTest, DestroyingALayerDestroysItsInstancesWithEvents) {
-  CLayer* layer = Layer_Create(&room_, 0, "Doomed");
+  CLayer* layer = Layer_Create(room_, 0, "Doomed");
   CInstance* a = Create_Instance_OnLayer(kA, 0, 0, layer->id);
   add_sprite(layer);
   const int32_t id = layer->id;
@@ -209,11 +208,11 @@ TEST_F(LayerTest, DestroyingALayerDestroysItsInstancesWithEvents) {
   EXPECT_EQ(Log(), (std::vector<std::string>{"destroy " + std::to_string(a->id)}));
   EXPECT_NE(a->flags & kInstMarked, 0u);
   EXPECT_EQ(a->layerId, -1);
-  EXPECT_EQ(Layer_Find(&room_, id), nullptr);
+  EXPECT_EQ(Layer_Find(room_, id), nullptr);
 }
 
 TEST_F(LayerTest, DestroyInstancesKeepsTheLayerAndOtherElements) {
-  CLayer* layer = Layer_Create(&room_, 0, "Keep");
+  CLayer* layer = Layer_Create(room_, 0, "Keep");
   CInstance* a = Create_Instance_OnLayer(kA, 0, 0, layer->id);
   CInstance* asleep = Create_Instance_OnLayer(kA, 0, 0, layer->id);
   CInstance* gone = Create_Instance_OnLayer(kA, 0, 0, layer->id);
@@ -230,18 +229,18 @@ TEST_F(LayerTest, DestroyInstancesKeepsTheLayerAndOtherElements) {
                                              "destroy " + std::to_string(asleep->id)}));
   EXPECT_NE(asleep->flags & kInstMarked, 0u);
   EXPECT_EQ(MarkedCount, 3);
-  Room_PurgeMarked(&room_);
+  Room_PurgeMarked(room_);
   EXPECT_EQ(layer->elementCount, 1);
   EXPECT_EQ(layer->elementsHead->kind, kLayerElementSprite);
 }
 
 TEST_F(LayerTest, ElementMoveRelinksByTheOrderRule) {
-  CLayer* from = Layer_Create(&room_, 0, "From");
-  CLayer* to = Layer_Create(&room_, 10, "To");
+  CLayer* from = Layer_Create(room_, 0, "From");
+  CLayer* to = Layer_Create(room_, 10, "To");
   CLayerElementBase* sprite = add_sprite(from);
   CInstance* a = Create_Instance_OnLayer(kB, 0, 0, from->id);
   CInstance* b = Create_Instance_OnLayer(kB, 0, 0, to->id);
-  const CLayerInstanceElement* element = Layer_InstanceElement(&room_, a->id);
+  const CLayerInstanceElement* element = Layer_InstanceElement(room_, a->id);
   call("layer_element_move", nullptr, {RV_Real(sprite->id), RV_Real(to->id)});
   const Text to_name("To");
   call("layer_element_move", nullptr, {RV_Real(element->id), to_name.value});
@@ -253,14 +252,14 @@ TEST_F(LayerTest, ElementMoveRelinksByTheOrderRule) {
 }
 
 TEST_F(LayerTest, LayerDepthReordersTheListAndQueriesSkipManagedLayers) {
-  CLayer* low = Layer_Create(&room_, 10, "Low");
-  CLayer* high = Layer_Create(&room_, 30, "High");
+  CLayer* low = Layer_Create(room_, 10, "Low");
+  CLayer* high = Layer_Create(room_, 30, "High");
   make(kB, 0, 0, 20);
   EXPECT_EQ(depths(), (std::vector<int32_t>{10, 20, 30}));
   const Text low_name("low");
   call("layer_depth", nullptr, {low_name.value, RV_Real(40)});  // names match ignoring case
   EXPECT_EQ(depths(), (std::vector<int32_t>{20, 30, 40}));
-  EXPECT_EQ(room_.layersTail, low);
+  EXPECT_EQ(room_->layersTail, low);
   call("layer_depth", nullptr, {RV_Real(high->id), RV_Real(20)});
   EXPECT_EQ(depths(), (std::vector<int32_t>{20, 20, 40}));
 
@@ -297,22 +296,22 @@ TEST_F(LayerTest, BuiltinsReportMissingLayersAndWrongCounts) {
 }
 
 TEST_F(LayerTest, LayersScrollEachStepEvenWhenInvisible) {
-  CLayer* layer = Layer_Create(&room_, 0, "Scroll");
+  CLayer* layer = Layer_Create(room_, 0, "Scroll");
   call("layer_hspeed", nullptr, {RV_Real(layer->id), RV_Real(1)});
   call("layer_vspeed", nullptr, {RV_Real(layer->id), RV_Real(-0.5)});
   call("layer_set_visible", nullptr, {RV_Real(layer->id), RV_Bool(false)});
-  Layer_Animate(&room_);
-  Layer_Animate(&room_);
+  Layer_Animate(room_);
+  Layer_Animate(room_);
   EXPECT_EQ(call("layer_get_x", nullptr, {RV_Real(layer->id)}).val, 2.0);
   EXPECT_EQ(call("layer_get_y", nullptr, {RV_Real(layer->id)}).val, -1.0);
 }
 
 TEST_F(LayerTest, NewLayersTakeIdsAboveTheCounter) {
-  CLayer* first = Layer_Create(&room_, 0, "One");
-  CLayer* second = Layer_Create(&room_, 0, "Two");
+  CLayer* first = Layer_Create(room_, 0, "One");
+  CLayer* second = Layer_Create(room_, 0, "Two");
   EXPECT_EQ(second->id, first->id + 1);
-  EXPECT_EQ(Layer_FindByName(&room_, "two"), second);
-  EXPECT_EQ(room_.layersHead, first);  // equal depths keep insertion order
+  EXPECT_EQ(Layer_FindByName(room_, "two"), second);
+  EXPECT_EQ(room_->layersHead, first);  // equal depths keep insertion order
   RValue all = call("layer_get_all", nullptr, {});
   ASSERT_EQ(all.pArray->length, 2);
   EXPECT_EQ(all.pArray->pArray[1].val, second->id);
@@ -332,7 +331,7 @@ double LayerVariable(CInstance* instance) {
 TEST_F(LayerTest, LayerVariableHidesTheManagedLayerOfAnInstanceMadeByDepth) {
   BuiltinVar_RegisterAll();
   CInstance* by_depth = make(kB, 0, 0, 100);
-  CLayer* named = Layer_Create(&room_, 10, "Named");
+  CLayer* named = Layer_Create(room_, 10, "Named");
   CInstance* on_named = Create_Instance_OnLayer(kB, 0, 0, named->id);
   EXPECT_NE(by_depth->layerId, -1);
   EXPECT_EQ(LayerVariable(by_depth), -1.0);

@@ -12,6 +12,8 @@
 #include "core/builtin_var.h"
 #include "core/error.h"
 #include "core/frame_state.h"
+#include "core/object.h"
+#include "core/variable_names.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_rooms.h"
 #include "support/fixture.h"
@@ -19,6 +21,8 @@
 #include "world/builtin_var_rows.h"
 #include "world/event.h"
 #include "world/instance.h"
+#include "world/instance_path.h"
+#include "world/object_type.h"
 #include "world/layer.h"
 #include "world/room.h"
 
@@ -51,7 +55,22 @@ void OnCleanUp(CInstance* self, CInstance*) {
     Log().push_back((found ? "finds " : "misses ") + std::to_string(g_find_in_cleanup));
   }
 }
-void OnRoomCode(CInstance*, CInstance*) { Log().push_back("room code " + std::to_string(Run_RoomIndex)); }
+// event_type, event_number and event_object as the room's creation code reads them (when the
+// builtin variable rows are registered).
+std::vector<double> g_room_code_event;
+double read_row(const char* name) {
+  RValue out = RV_Unset();
+  Variable_GetBuiltIn(nullptr, Variable_BuiltIn_Find(name), -1, &out);
+  const double value = RV_ToDouble(out);
+  RV_FreeToUndefined(&out);
+  return value;
+}
+void OnRoomCode(CInstance*, CInstance*) {
+  Log().push_back("room code " + std::to_string(Run_RoomIndex));
+  if (Variable_BuiltIn_Find("event_type") >= 0) {
+    g_room_code_event = {read_row("event_type"), read_row("event_number"), read_row("event_object")};
+  }
+}
 
 // A request made from inside an event, for the cases that call room_goto there.
 int32_t g_goto_in_create = -1;
@@ -132,7 +151,6 @@ class RoomFlow : public WorldTest {
     ASSERT_TRUE(HeaderScan(image_.data(), size));
     ASSERT_TRUE(LoadGameData(image_.data(), size));
     Room_LoadTemplates();
-    LastInstanceId = 100010;
   }
 
   void switch_to(int32_t index) {
@@ -159,6 +177,74 @@ TEST_F(RoomFlow, FirstRoomRunsPlacementsThenGameStartThenCreationCodeThenRoomSta
   EXPECT_FLOAT_EQ(placed->x, 10.0f);
   EXPECT_NE(placed->flags & kInstCreated, 0u);
   EXPECT_EQ(Run_Room->active.count, 2);
+}
+
+TEST_F(RoomFlow, RoomCreationCodeReadsItsOwnCurrentEventValues) {
+  load_game();
+  if (Variable_BuiltIn_Find("event_type") < 0) BuiltinVar_RegisterAll();
+  g_room_code_event.clear();
+  Room_Start(0, true);
+  // Set around the code: type -2, number -1, object -1, not the last event's context.
+  EXPECT_EQ(g_room_code_event, (std::vector<double>{-2, -1, -1}));
+  EXPECT_EQ(read_row("event_type"), -1.0) << "restored afterwards";
+}
+
+// A carried instance enters the active list by the depth it brings and takes its layer's depth
+// only once it stands there.
+TEST_F(RoomFlow, CarriedInstanceJoinsTheListByItsOwnDepthThenTakesItsLayers) {
+  RoomRecord from{.name = "rm_from", .placements = {{.x = 30, .object = 1, .id = 100002}}};
+  RoomRecord to{.name = "rm_to", .placements = {{.object = 0, .id = 100003}}};
+  to.layers = {{.name = "Walls", .id = 20, .kind = layer::kKindInstances, .depth = 100, .instances = {100003}},
+               {.name = "Carry", .id = 21, .kind = layer::kKindInstances, .depth = 5}};
+  load_game({from, to});
+  Room_Start(0, true);
+  CInstance* kept = Instance_Find(100002);
+  CLayer* dynamic = Layer_Create(Run_Room, 300, "Carry");
+  Layer_RemoveInstance(Run_Room, kept);
+  Layer_AddInstance(Run_Room, dynamic, kept);
+  ASSERT_EQ(kept->depth, 300.0f);
+  switch_to(1);
+  ASSERT_EQ(Instance_Find(100002), kept);
+  EXPECT_EQ(Run_Room->active.head, Instance_Find(100003));
+  EXPECT_EQ(Run_Room->active.tail, kept);
+  EXPECT_EQ(kept->currentDepth, 300.0f);
+  EXPECT_EQ(kept->depth, 5.0f);
+  EXPECT_EQ(kept->layerId, 21);
+}
+
+// A persistent room that kept its own instance of the carried one's id: the whole carried state
+// goes over it, the object, the path and timeline record and the variables included.
+TEST_F(RoomFlow, CarriedStateGoesWhollyOverTheRoomsOwnCopyOfItsId) {
+  RoomRecord start{.name = "rm_start", .placements = {{.x = 30, .object = 1, .id = 100002}}};
+  RoomRecord kept_room{.name = "rm_kept", .persistent = true, .placements = {{.object = 0, .id = 100002}}};
+  load_game({start, kept_room});
+  Room_Start(1, true);
+  CInstance* resident = Instance_Find(100002);
+  ASSERT_EQ(resident->objectIndex, 0);
+  switch_to(0);
+  CInstance* carried = Instance_Find(100002);
+  ASSERT_NE(carried, resident);
+  carried->x = 77;
+  carried->alarm[3] = 9;
+  InstancePath_Get(carried)->timelineIndex = 4;
+  InstancePath_Get(carried)->pathSpeed = 2.5f;
+  const RValue hp = RV_Real(12);
+  Object_SetVar(KV_AsObject(carried), Variable_FindOrAddSlot("hp"), kIndexWholeValue, &hp);
+  switch_to(1);
+  ASSERT_EQ(Instance_Find(100002), resident);
+  EXPECT_EQ(resident->objectIndex, 1);
+  EXPECT_EQ(resident->object, Object_Find(1));
+  EXPECT_EQ(Object_Find(0)->instances.count, 0);
+  EXPECT_EQ(Object_Find(1)->instances.count, 1);
+  EXPECT_FLOAT_EQ(resident->x, 77.0f);
+  EXPECT_EQ(resident->alarm[3], 9);
+  ASSERT_NE(resident->pathState, nullptr);
+  EXPECT_EQ(resident->pathState->timelineIndex, 4);
+  EXPECT_FLOAT_EQ(resident->pathState->pathSpeed, 2.5f);
+  RValue out = RV_Unset();
+  EXPECT_TRUE(Object_GetVar(KV_AsObject(resident), Variable_FindOrAddSlot("hp"), kIndexWholeValue, &out));
+  EXPECT_EQ(RV_ToDouble(out), 12.0);
+  EXPECT_NE(resident->flags & kInstPersistent, 0u);
 }
 
 TEST_F(RoomFlow, LeavingARoomCarriesPersistentInstancesAndFreesTheOthers) {

@@ -172,7 +172,6 @@ class StepEndToEnd : public WorldTest {
     ASSERT_TRUE(LoadGameData(image_.data(), size));
     ASSERT_TRUE(TimeLine_BuildFromAssets());
     Room_LoadTemplates();
-    LastInstanceId = 100010;
   }
 
   void run() {

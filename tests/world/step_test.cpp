@@ -5,13 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "core/builtin_var.h"
 #include "core/frame_state.h"
 #include "core/timing.h"
 #include "support/world_fixture.h"
 #include "world/event.h"
 #include "world/event_async.h"
 #include "world/instance.h"
+#include "world/builtin_var_rows.h"
 #include "world/object_type.h"
+#include "world/room.h"
 #include "world/step.h"
 #include "world/step_input.h"
 
@@ -64,8 +67,15 @@ void Async(CInstance* self, CInstance*) {
   log_event(self, ("async " + std::to_string(Step_AsyncLoadMap())).c_str());
   if (New_Room == kNewRoomNone) New_Room = 3;
 }
+// view_current as a Draw event reads it through its builtin row (when the rows are registered).
+std::vector<double> g_views_drawn;
 void Draw(CInstance* self, CInstance*) {
   Log().push_back(std::to_string(CurrentEventNumber) + " " + std::to_string(self->id));
+  const int32_t row = Variable_BuiltIn_Find("view_current");
+  if (CurrentEventNumber != 0 || row < 0) return;
+  RValue out = RV_Unset();
+  Variable_GetBuiltIn(nullptr, row, -1, &out);
+  g_views_drawn.push_back(RV_ToDouble(out));
 }
 
 class StepTest : public WorldTest {
@@ -124,10 +134,11 @@ TEST_F(StepTest, InstanceCreatedInStepSkipsThatPassButGetsEndStep) {
   g_spawn = kB;
   Run_Step();
   const std::vector<std::string> log = take_log();
-  // B (id 2) was made in A's Step: no Step in this step, but End Step.
-  EXPECT_EQ(log, (std::vector<std::string>{"begin A:1", "step A:1", "end A:1", "end B:2"}));
+  // B (id 100002) was made in A's Step: no Step in this step, but End Step.
+  EXPECT_EQ(log, (std::vector<std::string>{"begin A:100001", "step A:100001", "end A:100001", "end B:100002"}));
   Run_Step();
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:1", "step A:1", "step B:2", "end A:1", "end B:2"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:100001", "step A:100001", "step B:100002", "end A:100001",
+                                                  "end B:100002"}));
 }
 
 TEST_F(StepTest, InstanceCreatedInBeginStepRunsStepInTheSameStep) {
@@ -136,7 +147,7 @@ TEST_F(StepTest, InstanceCreatedInBeginStepRunsStepInTheSameStep) {
   g_begin_spawn = kA;
   Pass(kEventStep, kStepBegin);
   Pass(kEventStep, kStepNormal);
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:1", "step A:1", "step A:2"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:100001", "step A:100001", "step A:100002"}));
 }
 
 TEST_F(StepTest, DestroyedInstanceLaterInTheListIsSkippedAndStaysUntilThePurge) {
@@ -145,10 +156,10 @@ TEST_F(StepTest, DestroyedInstanceLaterInTheListIsSkippedAndStaysUntilThePurge) 
   CInstance* b2 = make(kB);
   g_victim = b2;
   Pass(kEventStep, kStepNormal);
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"step A:1", "step B:2"}));
-  EXPECT_EQ(room_.active.count, 3);  // still listed until the purge
-  Room_PurgeMarked(&room_);
-  EXPECT_EQ(room_.active.count, 2);
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"step A:100001", "step B:100002"}));
+  EXPECT_EQ(room_->active.count, 3);  // still listed until the purge
+  Room_PurgeMarked(room_);
+  EXPECT_EQ(room_->active.count, 2);
   EXPECT_EQ(b1->flags & kInstMarked, 0u);
 }
 
@@ -159,7 +170,7 @@ TEST_F(StepTest, RoomRequestInStepStopsTheStepAtTheNextCheck) {
   g_request = 3;
   Run_Step();
   // The rest of the Step pass is filtered, and End Step never runs.
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:1", "begin A:2", "step A:1"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:100001", "begin A:100002", "step A:100001"}));
   EXPECT_EQ(New_Room, 3);
 }
 
@@ -178,10 +189,10 @@ TEST_F(StepTest, DeactivatedInStepSkipsLaterEventsAndDoesNotMove) {
   b->hspeed = 3;
   g_sleeper = b;
   Run_Step();
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:1", "step A:1", "end A:1"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"begin A:100001", "step A:100001", "end A:100001"}));
   EXPECT_FLOAT_EQ(b->x, 10.0f);
   EXPECT_NE(b->flags & kInstOnInactiveList, 0u);
-  EXPECT_EQ(room_.inactive.count, 1);
+  EXPECT_EQ(room_->inactive.count, 1);
 }
 
 TEST_F(StepTest, MotionMovesEvenDestroyedInstancesAndKeepsPreviousPosition) {
@@ -206,14 +217,16 @@ TEST_F(StepTest, FlushAppliesDeactivationsObjectChangesAndDepthChanges) {
   Instance_SetDepth(c, -5);
   // Nothing moves before the flush.
   EXPECT_EQ(Object_Find(kB)->instances.count, 1);
-  EXPECT_EQ(room_.active.head, a);
+  EXPECT_EQ(room_->active.head, a);
   Run_Flush();
-  EXPECT_EQ(room_.inactive.head, a);
+  EXPECT_EQ(room_->inactive.head, a);
   EXPECT_EQ(Object_Find(kA)->instances.count, 0);
   EXPECT_EQ(Object_Find(kB)->instances.count, 0);
   EXPECT_EQ(Object_Find(kC)->instances.count, 2);
   EXPECT_EQ(b->flags & kInstChangingObject, 0u);
-  EXPECT_EQ(room_.active.head, c);  // reordered by its new depth (no layers here)
+  // Generation 2: a depth change never reorders the active list, also with no layer owner.
+  EXPECT_EQ(room_->active.head, b);
+  EXPECT_EQ(c->depth, -5.0f);
   EXPECT_EQ(Instance_PendingDeactivations(), 0);
   EXPECT_EQ(Instance_PendingChanges(), 0);
 }
@@ -274,19 +287,36 @@ TEST_F(StepTest, ImageUpdateRunsForEveryInstanceAtTheTopOfTheStep) {
   Run_Step();
   // No sprite: the index keeps growing and Animation End comes every step.
   EXPECT_FLOAT_EQ(c->imageIndex, 0.5f);
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"animation-end C:1", "animation-end C:2", "animation-end C:1",
-                                                  "animation-end C:2"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"animation-end C:100001", "animation-end C:100002", "animation-end C:100001",
+                                                  "animation-end C:100002"}));
 }
 
 TEST_F(StepTest, OutsideRoomFiresOnceOnLeavingAndIntersectEveryStep) {
-  room_.width = 100;
-  room_.height = 100;
+  room_->width = 100;
+  room_->height = 100;
   CInstance* d = make(kD, 50, 50);
   d->hspeed = 40;
   for (int i = 0; i < 3; ++i) Run_Step();
   // Moves to 90, 130 (outside: both fire), 170 (still outside: only the boundary event).
-  EXPECT_EQ(take_log(), (std::vector<std::string>{"outside D:1", "boundary D:1", "boundary D:1"}));
+  EXPECT_EQ(take_log(), (std::vector<std::string>{"outside D:100001", "boundary D:100001", "boundary D:100001"}));
   EXPECT_NE(d->flags & kInstWasOutside, 0u);
+}
+
+TEST_F(StepTest, ViewCurrentFollowsTheViewLoopOfTheDrawWalk) {
+  if (Variable_BuiltIn_Find("view_current") < 0) BuiltinVar_RegisterAll();
+  make(kE);
+  room_->enableViews = true;
+  for (CViewGM* view : room_->views) view->visible = false;
+  room_->views[1]->visible = true;
+  room_->views[3]->visible = true;
+  g_views_drawn.clear();
+  Run_DrawEvents();
+  EXPECT_EQ(g_views_drawn, (std::vector<double>{1, 3}));
+  EXPECT_EQ(ViewCurrent, 0) << "back to 0 once the frame is drawn";
+  room_->enableViews = false;
+  g_views_drawn.clear();
+  Run_DrawEvents();
+  EXPECT_EQ(g_views_drawn, (std::vector<double>{0}));
 }
 
 TEST_F(StepTest, DrawEventsGoFromTheHighestDepthToTheLowestInTheirOrder) {
@@ -295,7 +325,7 @@ TEST_F(StepTest, DrawEventsGoFromTheHighestDepthToTheLowestInTheirOrder) {
   CInstance* hidden = make(kD, 0, 0, 0);
   hidden->flags &= ~kInstVisible;
   Run_DrawEvents();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"76 1", "0 2", "0 1", "73 1", "64 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"76 100001", "0 100002", "0 100001", "73 100001", "64 100001"}));
 }
 
 TEST_F(StepTest, AsyncStageRaisesEveryQueuedResultEvenAfterARoomRequest) {
@@ -325,7 +355,7 @@ TEST_F(StepTest, AsyncStageRaisesEveryQueuedResultEvenAfterARoomRequest) {
     EXPECT_TRUE(Event_TakeAsyncRequests().empty());
     New_Room = kNewRoomNone;
     Instance_Destroy(g, false);
-    Room_PurgeMarked(&room_);
+    Room_PurgeMarked(room_);
   }
 }
 

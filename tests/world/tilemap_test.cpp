@@ -21,7 +21,7 @@ class TilemapTest : public WorldTest {
     Layer_ResetState();
     Builtins_AddRegistrar(kFamilyResource, Layer_RegisterBuiltins);
     ASSERT_TRUE(load_objects({ObjectDef("A")}));
-    layer_ = Layer_Create(&room_, 0, "Tiles");
+    layer_ = Layer_Create(room_, 0, "Tiles");
   }
   void TearDown() override {
     WorldTest::TearDown();
@@ -79,7 +79,7 @@ TEST_F(TilemapTest, ResizingKeepsTheOverlapRowByRow) {
 
 TEST_F(TilemapTest, EdgeMessages) {
   auto* empty = static_cast<CLayerTilemapElement*>(Layer_NewElement(kLayerElementTilemap));
-  const int32_t id = Layer_AddElement(&room_, layer_, empty);
+  const int32_t id = Layer_AddElement(room_, layer_, empty);
   const int32_t map = create(2, 2);
   struct Case {
     const char* name;
