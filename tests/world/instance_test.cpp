@@ -11,6 +11,8 @@
 #include "core/with.h"
 #include "datawin/writer/chunk_gen8.h"
 #include "datawin/writer/chunk_rooms.h"
+#include "run/run_game.h"
+#include "run/run_subjects.h"
 #include "support/fixture.h"
 #include "support/world_fixture.h"
 #include "world/event.h"
@@ -119,6 +121,14 @@ TEST_F(InstanceTest, FirstScriptMadeInstanceTakesTheIdAfterTheHeadersHighest) {
   EXPECT_EQ(visited, (std::vector<int32_t>{100251, 100251}));
   EXPECT_EQ(RV_ToDouble(call("instance_number", nullptr, {RV_Real(id)})), 1.0);
   EXPECT_EQ(RV_ToDouble(call("instance_number", nullptr, {RV_Real(kB)})), 1.0);
+
+  // game_restart's round: the game ends its room, then restarts, taking the header's ids again.
+  Room_EndCurrent(true);
+  Run_Restart_Game();
+  room_ = Run_Room;
+  ASSERT_NE(room_, nullptr);
+  const RValue again = call("instance_create_depth", nullptr, {RV_Real(0), RV_Real(0), RV_Real(0), RV_Real(kA)});
+  EXPECT_EQ(Instance_SetNumber(again), 100251);
 }
 
 TEST_F(InstanceTest, ActiveListIsOrderedByDepthThenCreation) {
