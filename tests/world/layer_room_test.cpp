@@ -82,21 +82,22 @@ TEST_F(LayerRoomTest, RoomStartBuildsLayersFromTheRecord) {
   Room_Start(0, true);
   ASSERT_NE(Run_Room, nullptr);
   // The file layers sorted by depth, then a managed layer for the placement without a file layer
-  // (depth 0 from its object): ids of new layers follow the file's highest id, 12.
-  EXPECT_EQ(ids(Run_Room), (std::vector<int32_t>{13, 7, 12, 4, 3}));
-  EXPECT_TRUE(Layer_Find(Run_Room, 13)->managed);
+  // (depth 0 from its object): ids of new layers follow the file's highest id, 12, and the other
+  // room's "Sequence" layer took 13 when the templates were built.
+  EXPECT_EQ(ids(Run_Room), (std::vector<int32_t>{14, 7, 12, 4, 3}));
+  EXPECT_TRUE(Layer_Find(Run_Room, 14)->managed);
 
   CInstance* placed = Instance_Find(100001);
   ASSERT_NE(placed, nullptr);
   EXPECT_EQ(placed->layerId, 7);
   EXPECT_NE(placed->flags & kInstHasLayerElement, 0u);
   EXPECT_EQ(placed->depth, 100.0f);
-  EXPECT_EQ(Instance_Find(100002)->layerId, 13);
-  EXPECT_EQ(Instance_Find(101025)->layerId, 13);
+  EXPECT_EQ(Instance_Find(100002)->layerId, 14);
+  EXPECT_EQ(Instance_Find(101025)->layerId, 14);
   // Placements without a layer reach their layer in the order of the id table; each new instance
   // element goes to the head, so the one placed last stands first.
   std::vector<int32_t> loose;
-  for (CLayerElementBase* at = Layer_Find(Run_Room, 13)->elementsHead; at != nullptr; at = at->next) {
+  for (CLayerElementBase* at = Layer_Find(Run_Room, 14)->elementsHead; at != nullptr; at = at->next) {
     loose.push_back(static_cast<CLayerInstanceElement*>(at)->instanceId);
   }
   EXPECT_EQ(loose, (std::vector<int32_t>{100002, 101025}));

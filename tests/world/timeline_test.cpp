@@ -11,6 +11,7 @@
 #include "core/event_context.h"
 #include "core/frame_state.h"
 #include "data/game_data.h"
+#include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_world.h"
 #include "support/fixture.h"
 #include "support/world_fixture.h"
@@ -58,17 +59,14 @@ class TimelineTest : public WorldTest {
 
   // load_objects with a TMLN chunk beside OBJT.
   bool load(const std::vector<datawin::TimelineRecord>& timelines) {
-    tables_ = KVCodeTables{};
-    tables_.scriptCount = static_cast<int32_t>(rows_.size());
-    tables_.scriptTable = rows_.data();
-    g_CodeTables = &tables_;
     datawin::Writer writer = MakeMinimalGame();
     datawin::add_objt(writer, {ObjectDef("player")});
     std::vector<std::optional<datawin::TimelineRecord>> records(timelines.begin(), timelines.end());
     datawin::add_tmln(writer, records);
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    return HeaderScan(image_.data(), size) && LoadGameData(image_.data(), size);
+    datawin::RoomRecord room;
+    room.name = "rm_timelines";
+    datawin::add_room(writer, {room});
+    return load_and_start(writer);
   }
 
   // An instance playing timeline index from position with speed, as scripts set it up.
@@ -108,11 +106,11 @@ TEST_F(TimelineTest, TableComesFromTheTimelineRecords) {
 TEST_F(TimelineTest, SpeedOneRunsEachMomentInTheStepThatStartsAtItsTime) {
   CInstance* instance = player(0, 0.0f, 1.0f);
   steps(1);
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/0 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/0 100001"}));
   steps(9);
   EXPECT_EQ(Log().size(), 1u);  // position 10 now: the moment at 10 is next step's
   steps(1);
-  EXPECT_EQ(Log().back(), "100000/0/10 1");
+  EXPECT_EQ(Log().back(), "100000/0/10 100001");
   EXPECT_FLOAT_EQ(instance->pathState->timelinePosition, 11.0f);
   EXPECT_FLOAT_EQ(instance->pathState->timelinePrevious, 10.0f);
   // Outside a moment the values are back to what they were.
@@ -126,7 +124,7 @@ TEST_F(TimelineTest, SpeedZeroRunsNothingUntilThePositionIsMoved) {
   instance->pathState->timelinePosition = 12.0f;
   steps(1);
   // From the previous position (0) to the new one: moments 0 and 10, once.
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/0 1", "100000/0/10 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/0 100001", "100000/0/10 100001"}));
   steps(2);
   EXPECT_EQ(Log().size(), 2u);
 }
@@ -137,7 +135,7 @@ TEST_F(TimelineTest, NegativeSpeedRunsMomentsDescending) {
   steps(1);
   // From Last(p) down to First(q) + 1: 16 -> 8 runs 15 only (10 is First(8)); 15 -> -5 runs 15
   // and 10 (First(-5) is the moment at 0).
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/15 1", "100000/0/15 2", "100000/0/10 2"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/15 100001", "100000/0/15 100002", "100000/0/10 100002"}));
 }
 
 TEST_F(TimelineTest, LoopingRestartsAtZeroOncePastTheLastMoment) {
@@ -146,7 +144,7 @@ TEST_F(TimelineTest, LoopingRestartsAtZeroOncePastTheLastMoment) {
   steps(1);  // runs 15, 15 -> 16, which is past the last moment: back to 0
   EXPECT_FLOAT_EQ(instance->pathState->timelinePosition, 0.0f);
   steps(1);
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/15 1", "100000/0/0 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/0/15 100001", "100000/0/0 100001"}));
   CInstance* backwards = player(0, 0.5f, -1.0f, true);
   steps(1);
   EXPECT_FLOAT_EQ(backwards->pathState->timelinePosition, 15.0f);
@@ -158,7 +156,7 @@ TEST_F(TimelineTest, MomentThatSetsThePositionJumpsTheTimeline) {
   EXPECT_FLOAT_EQ(instance->pathState->timelinePosition, 20.0f);  // kept, not advanced to 3
   steps(6);
   // The moment at 12 was jumped over; 25 comes in the step that starts there.
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/1/2 1", "100000/1/25 1"}));
+  EXPECT_EQ(Log(), (std::vector<std::string>{"100000/1/2 100001", "100000/1/25 100001"}));
 }
 
 TEST_F(TimelineTest, StageSkipsStoppedDeadAndMissingTimelines) {
