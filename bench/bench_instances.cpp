@@ -3,16 +3,15 @@
 // one operation.
 #include <benchmark/benchmark.h>
 
-#include "core/code_tables.h"
-#include "core/frame_state.h"
+#include <cstdlib>
+
+#include "bench_game.h"
 #include "core/gc.h"
-#include "core/memory.h"
 #include "core/with.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/room.h"
-#include "world/world_init.h"
 
 namespace {
 
@@ -21,7 +20,6 @@ void StepEvent(CInstance* self, CInstance*) { g_steps += self->id & 1; }
 
 KVScriptRow g_rows[] = {{"tsl_Object_obj_bench_Step_0", reinterpret_cast<KVCodeFunction>(StepEvent), nullptr}};
 KVCodeTables g_tables;
-CRoom g_room;
 
 void SetUpWorld() {
   static bool done = false;
@@ -29,19 +27,15 @@ void SetUpWorld() {
   done = true;
   g_tables.scriptCount = 1;
   g_tables.scriptTable = g_rows;
-  g_CodeTables = &g_tables;
-  World_Init();
-  CObjectTV* object = Object_Insert(0, KV_NEW(CObjectTV));
-  object->AddOwnEvent(kEventStep, kStepNormal, 0);
-  Object_Lists_Build();
-  Run_Room = &g_room;
-  New_Room = kNewRoomNone;
-  LastInstanceId = 100000;
+  datawin::ObjectRecord bench;
+  bench.name = "obj_bench";
+  bench.events = {{kEventStep, kStepNormal, 0}};
+  if (!Bench_StartGame({bench}, &g_tables)) std::abort();
 }
 
 void ClearRoom() {
-  for (CInstance* at = g_room.active.head; at != nullptr; at = at->next) Instance_Destroy(at, false);
-  Room_PurgeMarked(&g_room);
+  for (CInstance* at = Run_Room->active.head; at != nullptr; at = at->next) Instance_Destroy(at, false);
+  Room_PurgeMarked(Run_Room);
   GCCollectAll();
 }
 
@@ -49,8 +43,8 @@ void BM_CreateDestroy10000(benchmark::State& state) {
   SetUpWorld();
   for (auto _ : state) {
     for (int i = 0; i < 10000; ++i) Create_Instance(0, static_cast<float>(i), 0, 0);
-    for (CInstance* at = g_room.active.head; at != nullptr; at = at->next) Instance_Destroy(at, true);
-    Room_PurgeMarked(&g_room);
+    for (CInstance* at = Run_Room->active.head; at != nullptr; at = at->next) Instance_Destroy(at, true);
+    Room_PurgeMarked(Run_Room);
     state.PauseTiming();
     GCCollectAll();
     state.ResumeTiming();
@@ -84,7 +78,7 @@ BENCHMARK(BM_StepPass1000)->Unit(benchmark::kMicrosecond);
 void BM_With1000(benchmark::State& state) {
   SetUpWorld();
   for (int i = 0; i < 1000; ++i) Create_Instance(0, static_cast<float>(i), 0, 0);
-  CInstance* self = g_room.active.head;
+  CInstance* self = Run_Room->active.head;
   CInstance* other = nullptr;
   float sum = 0;
   for (auto _ : state) {

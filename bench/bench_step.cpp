@@ -3,15 +3,14 @@
 // beyond the image update. The time per iteration is the microseconds of one Run_Step.
 #include <benchmark/benchmark.h>
 
-#include "core/code_tables.h"
-#include "core/frame_state.h"
-#include "core/memory.h"
+#include <cstdlib>
+
+#include "bench_game.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/room.h"
 #include "world/step.h"
-#include "world/world_init.h"
 
 namespace {
 
@@ -24,7 +23,6 @@ void AlarmEvent(CInstance* self, CInstance*) { self->alarm[0] = 4; }
 KVScriptRow g_rows[] = {{"tsl_Object_obj_busy_Step_0", reinterpret_cast<KVCodeFunction>(StepEvent), nullptr},
                         {"tsl_Object_obj_busy_Alarm_0", reinterpret_cast<KVCodeFunction>(AlarmEvent), nullptr}};
 KVCodeTables g_tables;
-CRoom g_room;
 
 void SetUpRoom() {
   static bool done = false;
@@ -32,16 +30,12 @@ void SetUpRoom() {
   done = true;
   g_tables.scriptCount = 2;
   g_tables.scriptTable = g_rows;
-  g_CodeTables = &g_tables;
-  World_Init();
-  CObjectTV* busy = Object_Insert(0, KV_NEW(CObjectTV));
-  busy->AddOwnEvent(kEventStep, kStepNormal, 0);
-  busy->AddOwnEvent(kEventAlarm, 0, 1);
-  Object_Insert(1, KV_NEW(CObjectTV));
-  Object_Lists_Build();
-  Run_Room = &g_room;
-  New_Room = kNewRoomNone;
-  LastInstanceId = 100000;
+  datawin::ObjectRecord busy;
+  busy.name = "obj_busy";
+  busy.events = {{kEventStep, kStepNormal, 0}, {kEventAlarm, 0, 1}};
+  datawin::ObjectRecord idle;
+  idle.name = "obj_idle";
+  if (!Bench_StartGame({busy, idle}, &g_tables)) std::abort();
   for (int32_t i = 0; i < kInstances; ++i) {
     CInstance* instance = Create_Instance(i % 2, static_cast<float>(i % 640), static_cast<float>(i / 640), 0);
     instance->alarm[0] = 1 + i % 4;
