@@ -212,7 +212,8 @@ bool StartGame() {
 }
 
 void Run_Start() {
-  if (!Run_Running) {
+  // A quit taken by a message pump during start-up stands: the game is not set running again.
+  if (!Run_Running && !Run_QuitSeen) {
     Run_Running = true;
     Run_Restart_Game();
   }

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -42,10 +43,23 @@ struct RunnerExtras {
   std::function<void(pid_t runner, const std::string& output_path)> while_running;
 };
 
-// Runs the runner with args; after interrupt_after_ms (when >= 0) sends SIGINT. Output is stdout.
-ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_after_ms, const TempDir& dir,
+// When the test sends SIGINT: never; at once, while the child is still being made (the signal is
+// blocked across the exec, so it waits in the runner until the runner takes quit signals); or as
+// soon as the runner's output shows a line.
+struct Interrupt {
+  enum Kind { kNever, kAtSpawn, kAfterLine } kind = kNever;
+  std::string line;
+};
+
+// Runs the runner with args in dir and returns its exit status and what it printed on stdout.
+ProcessResult run_runner(const std::vector<std::string>& args, const Interrupt& interrupt, const TempDir& dir,
                          const RunnerExtras& extras = {}) {
   const std::string out_path = dir.file("stdout.txt");
+  std::filesystem::remove(out_path);  // a line from an earlier run must not trigger the interrupt
+  sigset_t interrupt_only, previous;
+  sigemptyset(&interrupt_only);
+  sigaddset(&interrupt_only, SIGINT);
+  if (interrupt.kind == Interrupt::kAtSpawn) pthread_sigmask(SIG_BLOCK, &interrupt_only, &previous);
   const pid_t pid = fork();
   if (pid == 0) {
     if (std::freopen(out_path.c_str(), "w", stdout) == nullptr) _exit(127);
@@ -67,26 +81,36 @@ ProcessResult run_runner(const std::vector<std::string>& args, int interrupt_aft
     execv(runner.c_str(), argv.data());
     _exit(127);
   }
-  ProcessResult result;
-  if (interrupt_after_ms >= 0) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(interrupt_after_ms));
+  if (interrupt.kind == Interrupt::kAtSpawn) {
     kill(pid, SIGINT);
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   }
   if (extras.while_running) extras.while_running(pid, out_path);
-  // A runner that ignores the interrupt would hang the suite; give it ten seconds.
-  for (int i = 0; i < 1000; ++i) {
+  bool interrupted = interrupt.kind != Interrupt::kAfterLine;
+  ProcessResult result;
+  // A runner that ignores the interrupt would hang the suite; give it thirty seconds.
+  for (int i = 0; i < 3000; ++i) {
     int status = 0;
     if (waitpid(pid, &status, WNOHANG) == pid) {
       result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
       result.output = read_file(out_path);
       return result;
     }
+    if (!interrupted && read_file(out_path).find(interrupt.line) != std::string::npos) {
+      kill(pid, SIGINT);
+      interrupted = true;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
   ADD_FAILURE() << "runner did not end";
+  result.output = read_file(out_path);
   return result;
+}
+
+ProcessResult run_runner(const std::vector<std::string>& args, const TempDir& dir) {
+  return run_runner(args, Interrupt{}, dir);
 }
 
 // An X server of the test's own on a free display number, killed at will the way a crashing or
@@ -156,7 +180,8 @@ TEST(RunnerProcess, RunsFramesUntilInterruptedAndTracesStartUpInOrder) {
   const std::string game = dir.file("game.win");
   WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), game);
   const std::string log = dir.file("trace.txt");
-  const ProcessResult result = run_runner({"-game", game, "-debugoutput", log}, 500, dir);
+  const ProcessResult result =
+      run_runner({"-game", game, "-debugoutput", log}, Interrupt{Interrupt::kAfterLine, "Entering main loop.\n"}, dir);
   EXPECT_EQ(result.status, 0) << result.output;
   expect_in_order(result.output, {
                                      "Setting scheduler resolution to 1\n",
@@ -197,15 +222,40 @@ TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // frames are shown
     server.Kill();
   };
-  const ProcessResult result = run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")}, -1, dir, extras);
+  const ProcessResult result =
+      run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")}, Interrupt{}, dir, extras);
   EXPECT_EQ(result.status, 1) << result.output;
   EXPECT_NE(result.output.find("Lost the connection to the display - the game ends\n"), std::string::npos)
       << result.output;
 }
 
+// Ctrl-C ends the run with status 0 and a full shutdown whenever it comes: before the runner
+// takes quit signals at all, during each stretch of start-up, or in the main loop.
+TEST(RunnerProcess, AnInterruptAtAnyMomentEndsTheRunCleanly) {
+  TempDir dir;
+  const std::string game = dir.file("game.win");
+  WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), game);
+  const Interrupt moments[] = {
+      {Interrupt::kAtSpawn, ""},
+      {Interrupt::kAfterLine, "Create Error Form\n"},
+      {Interrupt::kAfterLine, "Create Window\n"},
+      {Interrupt::kAfterLine, "Splash!\n"},
+      {Interrupt::kAfterLine, "Do The Work\n"},
+      {Interrupt::kAfterLine, "Run_Start\n"},
+      {Interrupt::kAfterLine, "Entering main loop.\n"},
+  };
+  for (const Interrupt& moment : moments) {
+    const ProcessResult result = run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")}, moment, dir);
+    const std::string when = moment.kind == Interrupt::kAtSpawn ? "at spawn" : "after " + moment.line;
+    EXPECT_EQ(result.status, 0) << when << ":\n" << result.output;
+    EXPECT_NE(result.output.find("Unsetting previous scheduler resolution of 1\n"), std::string::npos)
+        << when << ":\n" << result.output;
+  }
+}
+
 TEST(RunnerProcess, MissingDataFileEndsWithStatusOne) {
   TempDir dir;
-  const ProcessResult result = run_runner({"-game", dir.file("missing.win")}, -1, dir);
+  const ProcessResult result = run_runner({"-game", dir.file("missing.win")}, dir);
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("Unable to find game!!: " + dir.file("missing.win")), std::string::npos)
       << result.output;
@@ -230,7 +280,7 @@ TEST(RunnerProcess, FilesThatAreNotGameDataEndWithStatusOne) {
   for (const Case& c : cases) {
     const std::string path = dir.file(c.name);
     std::ofstream(path, std::ios::binary) << c.bytes;
-    const ProcessResult result = run_runner({"-game", path, "-noerrors"}, -1, dir);
+    const ProcessResult result = run_runner({"-game", path, "-noerrors"}, dir);
     EXPECT_EQ(result.status, 1) << c.name << ": " << result.output;
     EXPECT_NE(result.output.find(c.message), std::string::npos) << c.name << ": " << result.output;
   }
@@ -240,7 +290,7 @@ TEST(RunnerProcess, HeadlessStartsAndShutsDownWithoutAMainLoop) {
   TempDir dir;
   const std::string game = dir.file("game.win");
   WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), game);
-  const ProcessResult result = run_runner({"-game", game, "-headless"}, -1, dir);
+  const ProcessResult result = run_runner({"-game", game, "-headless"}, dir);
   EXPECT_EQ(result.status, 0) << result.output;
 }
 
@@ -251,7 +301,7 @@ TEST(RunnerProcess, ExitChainsIntoTheNextGameWithFreshTables) {
   WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), first);
   WriteFixtureTo(MakeMinimalGame(17, 1, 60.0f), second);  // a generation-1 header is shorter
   const ProcessResult result =
-      run_runner({"-game", first, "-headless", "-exit", second, "-debugoutput", dir.file("trace.txt")}, -1, dir);
+      run_runner({"-game", first, "-headless", "-exit", second, "-debugoutput", dir.file("trace.txt")}, dir);
   EXPECT_EQ(result.status, 0) << result.output;
   const std::string& text = result.output;
   const size_t first_round = text.find("Process Chunk: GEN8   180");
@@ -265,7 +315,7 @@ TEST(RunnerProcess, ExitChainsIntoTheNextGameWithFreshTables) {
 TEST(RunnerProcess, AtNamedFilesInTheWorkingDirectoryAreMovedAtStart) {
   TempDir dir;
   std::ofstream(dir.file("x@y.dat")) << "moved";
-  const ProcessResult result = run_runner({"-game", dir.file("none.win")}, -1, dir);
+  const ProcessResult result = run_runner({"-game", dir.file("none.win")}, dir);
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(read_file(dir.file("x/y.dat")), "moved");
 }

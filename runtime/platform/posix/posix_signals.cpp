@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include <csignal>
 
 #include "platform/process.h"
@@ -16,6 +18,12 @@ void Platform_InstallQuitSignals() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // A parent may start us with these blocked; one already sent waits pending and arrives now.
+  sigset_t quit_signals;
+  sigemptyset(&quit_signals);
+  sigaddset(&quit_signals, SIGINT);
+  sigaddset(&quit_signals, SIGTERM);
+  pthread_sigmask(SIG_UNBLOCK, &quit_signals, nullptr);
 }
 
 bool Platform_TakeQuitSignal() {
