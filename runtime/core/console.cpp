@@ -11,6 +11,7 @@ TConsole g_output_console(false);
 
 std::string g_output_file;
 std::string g_debug_output_file;
+std::string g_unwritable_file;  // the last file that could not be appended to, reported once
 bool g_mirror_stderr = false;
 ConsoleCapture* g_capture = nullptr;
 
@@ -29,12 +30,13 @@ std::string normalise_line_ends(const char* text) {
   return out;
 }
 
-void append_to_file(const std::string& path, const char* text) {
-  if (path.empty()) return;
-  if (FILE* file = std::fopen(path.c_str(), "a+")) {
-    std::fputs(text, file);
-    std::fclose(file);
-  }
+// False when the file can't be opened or written.
+bool append_to_file(const std::string& path, const char* text) {
+  if (path.empty()) return true;
+  FILE* file = std::fopen(path.c_str(), "a+");
+  if (file == nullptr) return false;
+  const bool written = std::fputs(text, file) >= 0;
+  return std::fclose(file) == 0 && written;
 }
 
 }  // namespace
@@ -54,9 +56,14 @@ void TConsole::OutputV(const char* format, va_list args) {
   char buffer[kConsoleBuffer];
   std::vsnprintf(buffer, sizeof buffer, format, args);
   if (g_mirror_stderr) std::fputs(buffer, stderr);
-  append_to_file(debug_file_ ? (g_debug_output_file.empty() ? g_output_file : g_debug_output_file) : g_output_file,
-                 buffer);
-  const std::string text = normalise_line_ends(buffer);
+  const std::string& file = debug_file_ ? (g_debug_output_file.empty() ? g_output_file : g_debug_output_file)
+                                         : g_output_file;
+  std::string text = normalise_line_ends(buffer);
+  // A file that can't be written is said once on the console, after the text it missed.
+  if (!append_to_file(file, buffer) && file != g_unwritable_file) {
+    g_unwritable_file = file;
+    text += "Unable to append console output to " + file + "\n";
+  }
   if (g_capture != nullptr) {
     g_capture->text_ += text;
     return;
@@ -74,10 +81,14 @@ void TErrStreamConsole::Output(const char* format, ...) {
   text_ += piece;
 }
 
-void Console_SetOutputFile(const std::string& path) { g_output_file = path; }
+void Console_SetOutputFile(const std::string& path) {
+  g_output_file = path;
+  g_unwritable_file.clear();
+}
 
 void Console_SetDebugOutputFile(const std::string& path) {
   g_debug_output_file = path;
+  g_unwritable_file.clear();
   g_DebugConsole = path.empty() ? static_cast<tagIConsole*>(&g_dummy_console) : g_ReleaseConsole;
 }
 
@@ -89,6 +100,7 @@ void Console_Reset() {
   g_OutputConsole = &g_output_console;
   g_output_file.clear();
   g_debug_output_file.clear();
+  g_unwritable_file.clear();
   g_mirror_stderr = false;
 }
 

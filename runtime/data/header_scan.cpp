@@ -4,6 +4,7 @@
 #include "core/error.h"
 #include "core/timing.h"
 #include "data/game_data.h"
+#include "data/game_file.h"
 #include "data/loader_internal.h"
 #include "datawin/format/gen8_layout.h"
 
@@ -138,8 +139,7 @@ bool HeaderScan(uint8_t* image, uint32_t size) {
   if (image == nullptr || size < 8) return true;
   const uint32_t form_size = load_u32(image + 4);
   if (form_size != size - 8) {
-    KVError("Error attempting to load wad file with unexpected size %d szFORM %d\n", static_cast<int>(size),
-            static_cast<int>(form_size));
+    GameFile_ReportUnexpectedSize(size, form_size);
     return false;
   }
   return walk_chunks(image, size, "data file", [](uint32_t tag, uint32_t payload, uint32_t chunk_size) {

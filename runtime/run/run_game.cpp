@@ -90,7 +90,8 @@ bool RunnerLoadGame() {
     if (ini.alternate_sync) g_options.manual_vsync = *ini.alternate_sync;
   }
 
-  switch (GameFile_Read(g_options.game_path, &g_image)) {
+  GameFileSizes sizes;
+  switch (GameFile_Read(g_options.game_path, &g_image, &sizes)) {
     case GameFileStatus::kOk:
       break;
     case GameFileStatus::kUnreadable:
@@ -98,6 +99,9 @@ bool RunnerLoadGame() {
       return false;
     case GameFileStatus::kNotGameFile:
       g_ReleaseConsole->Output("Unable to load game: %s is not a game data file\n", g_options.game_path.c_str());
+      return false;
+    case GameFileStatus::kWrongSize:
+      GameFile_ReportUnexpectedSize(sizes.length, sizes.form_size);
       return false;
   }
   GameData_LoadDebugSideFile(GamePath_DebugSideFile(g_options.game_path));

@@ -1,5 +1,8 @@
 // Reading the game file into an image, and the debug side file beside it.
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -68,6 +71,48 @@ TEST_F(GameFile, MagicInEitherByteOrderAndRefusals) {
   EXPECT_EQ(GameFile_Read(dir.file("missing.win"), &image), GameFileStatus::kUnreadable);
   EXPECT_EQ(GameFile_Read(dir.path(), &image), GameFileStatus::kUnreadable) << "a directory";
   EXPECT_EQ(image.data, nullptr);
+}
+
+// A file whose length is not its FORM size + 8 is refused from its first 8 bytes and its length,
+// without being read: sparse files of several GiB stand in for huge ones (the first word of a
+// file with no magic decides before its size does).
+TEST_F(GameFile, ImpossibleSizesAreRefusedBeforeTheFileIsRead) {
+  TempDir dir;
+  struct Case {
+    uint64_t length;
+    const char* magic;
+    uint32_t form_size;
+    GameFileStatus status;
+  };
+  const Case cases[] = {
+      {3ull << 30, "FORM", 56, GameFileStatus::kWrongSize},
+      {(5ull << 30) + 8, "FORM", 1u << 30, GameFileStatus::kWrongSize},  // the FORM size wraps at 4 GiB
+      {(4ull << 30) + 7, "FORM", 0xFFFFFFFFu, GameFileStatus::kWrongSize},  // matches, but no image holds it
+      {64, "MROF", 64, GameFileStatus::kWrongSize},
+      {3ull << 30, "RIFF", 56, GameFileStatus::kNotGameFile},
+  };
+  for (const Case& c : cases) {
+    const std::string path = dir.file("huge.win");
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    uint8_t head[8];
+    std::memcpy(head, c.magic, 4);
+    for (int i = 0; i < 4; ++i) head[4 + i] = static_cast<uint8_t>(c.form_size >> (8 * i));
+    ASSERT_EQ(std::fwrite(head, 1, sizeof head, file), sizeof head);
+    std::fclose(file);
+    std::filesystem::resize_file(path, c.length);
+    GameImage image;
+    GameFileSizes sizes;
+    const int64_t in_use = MemoryManager::Stats().bytes_in_use;
+    EXPECT_EQ(GameFile_Read(path, &image, &sizes), c.status) << c.length;
+    EXPECT_EQ(image.data, nullptr);
+    EXPECT_EQ(MemoryManager::Stats().bytes_in_use, in_use) << c.length;
+    if (c.status == GameFileStatus::kWrongSize) {
+      EXPECT_EQ(sizes.length, c.length);
+      EXPECT_EQ(sizes.form_size, c.form_size);
+    }
+    std::filesystem::remove(path);
+  }
 }
 
 TEST_F(GameFile, DebugSideFileKeepsItsThreeTables) {

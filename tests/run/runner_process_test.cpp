@@ -286,6 +286,33 @@ TEST(RunnerProcess, FilesThatAreNotGameDataEndWithStatusOne) {
   }
 }
 
+// A data file of several GiB is refused from its length with its true size, without being read
+// (a sparse file stands in for a huge one).
+TEST(RunnerProcess, AHugeDataFileIsRefusedWithItsTrueSize) {
+  TempDir dir;
+  const std::string path = dir.file("huge.win");
+  std::ofstream(path, std::ios::binary) << std::string("FORM\x38\x00\x00\x00", 8);
+  std::filesystem::resize_file(path, 5ull << 30);
+  const ProcessResult result = run_runner({"-game", path, "-noerrors"}, dir);
+  EXPECT_EQ(result.status, 1) << result.output;
+  EXPECT_NE(result.output.find("Error attempting to load wad file with unexpected size 5368709120 szFORM 56"),
+            std::string::npos)
+      << result.output;
+}
+
+// An -output file that can't be written is said once on the console, after the text it missed.
+TEST(RunnerProcess, AnOutputFileThatCannotBeWrittenIsReported) {
+  TempDir dir;
+  const std::string output = dir.file("missing/out.txt");
+  const ProcessResult result = run_runner({"-game", dir.file("none.win"), "-output", output}, dir);
+  EXPECT_EQ(result.status, 1) << result.output;
+  const std::string line = "Unable to append console output to " + output + "\n";
+  const size_t at = result.output.find(line);
+  ASSERT_NE(at, std::string::npos) << result.output;
+  EXPECT_LT(result.output.find("Unable to find game!!"), at) << result.output;
+  EXPECT_EQ(result.output.find(line, at + 1), std::string::npos) << "said more than once:\n" << result.output;
+}
+
 TEST(RunnerProcess, HeadlessStartsAndShutsDownWithoutAMainLoop) {
   TempDir dir;
   const std::string game = dir.file("game.win");
