@@ -1,7 +1,9 @@
 #include "core/timing.h"
 
+#include <algorithm>
 #include <cmath>
 
+#include "core/console.h"
 #include "platform/clock.h"
 
 int32_t SleepMargin = 10;
@@ -11,9 +13,14 @@ bool Run_UseGameTimer = false;
 namespace {
 
 constexpr int64_t kMaxWait = 3000000;
+// The spin's naps: short enough that the wait still ends within a slice of its deadline.
+constexpr int64_t kSpinSliceMicros = 100;
+constexpr int32_t kMaxSchedulerPeriod = 1000000;
 int64_t g_base = 0;
 bool g_base_set = false;
 void (*g_pump)() = nullptr;
+int32_t g_scheduler_period = 0;
+int32_t g_margin_before_scheduler = 10;
 
 }  // namespace
 
@@ -44,12 +51,28 @@ void Timing_Wait(int64_t micros, bool precise) {
   const int64_t start = Timing_Time();
   int64_t coarse_ms = (micros - static_cast<int64_t>(SleepMargin) * 1000) / 1000;
   if (coarse_ms > 0) clock.SleepMicros(coarse_ms * 1000);
-  // Spin out the rest; a clock that runs backward leaves the range and ends the loop too.
+  // Spin out the rest, pumping messages between clock reads and napping a slice between them; a
+  // clock that runs backward leaves the range and ends the loop too.
   for (;;) {
     if (g_pump != nullptr) g_pump();
     const int64_t now = Timing_Time();
     if (now < start || now >= start + micros) break;
+    clock.SleepMicros(std::min(kSpinSliceMicros, start + micros - now));
   }
+}
+
+void Timing_SetSchedulerResolution(int32_t period_ms) {
+  if (g_scheduler_period > 0) {
+    g_DebugConsole->Output("Unsetting previous scheduler resolution of %d\n", g_scheduler_period);
+    SleepMargin = g_margin_before_scheduler;
+    g_scheduler_period = 0;
+  }
+  if (period_ms <= 0) return;
+  period_ms = std::clamp(period_ms, kSchedulerResolutionMs, kMaxSchedulerPeriod);
+  g_scheduler_period = period_ms;
+  g_DebugConsole->Output("Setting scheduler resolution to %d\n", period_ms);
+  g_margin_before_scheduler = SleepMargin;
+  if (period_ms < SleepMargin) SleepMargin = period_ms;
 }
 
 void GameTimer_Reset(GameTimer* timer, double fps, int64_t now) {

@@ -1,16 +1,26 @@
 #pragma once
 // Frame timing: the microsecond clock, the fixed-step wait (a coarse sleep that stops SleepMargin
-// ahead of the deadline, then a spin that pumps messages), the speed timer of generation-2 games,
-// and the pure decisions of the frame driver (the wait of a frame, the present interval).
+// ahead of the deadline, then a spin that pumps messages and naps at most 100 microseconds between
+// clock reads), the scheduler resolution, the speed timer of generation-2 games, and the pure
+// decisions of the frame driver (the wait of a frame, the present interval).
 #include <cstdint>
 
 // Microseconds since the clock was set up.
 int64_t Timing_Time();
 void Timing_Reset();
-// Waits up to micros (capped at 3 seconds); precise waits spin the last SleepMargin milliseconds.
+// Waits up to micros (capped at 3 seconds); precise waits spin the last SleepMargin milliseconds
+// and end at the first clock read outside [start, start + micros).
 void Timing_Wait(int64_t micros, bool precise);
-// Called on every spin of a precise wait; the window layer drains its messages there.
+// Called before every clock read of a precise wait's spin; the frame driver drains the window's
+// messages there.
 void Timing_SetPump(void (*pump)());
+
+// The system timer's period in ms, which the runner sets as its scheduler resolution (Linux timers
+// are taken to have 1 ms).
+constexpr int32_t kSchedulerResolutionMs = 1;
+// Sets the scheduler resolution (clamped to [1 ms, 1000 s]): SleepMargin drops to it while it is
+// set. 0 releases it and gives SleepMargin back the value it had. Each change prints its line.
+void Timing_SetSchedulerResolution(int32_t period_ms);
 
 extern int32_t SleepMargin;  // ms
 

@@ -99,7 +99,10 @@ std::recursive_mutex& Frame_Mutex() {
   return mutex;
 }
 
-void Frame_SetMainThread() { g_main_thread = std::this_thread::get_id(); }
+void Frame_SetMainThread() {
+  g_main_thread = std::this_thread::get_id();
+  Timing_SetPump(ProcessMessages);
+}
 void Frame_SetStepHook(void (*hook)(void*), void* argument) {
   g_step_hook = hook;
   g_step_hook_argument = argument;

@@ -11,6 +11,7 @@ void DoAStep();
 
 // Drains the window's messages; only on the main thread. A quit ends the loop.
 void ProcessMessages();
+// Makes the calling thread the main thread, whose precise waits pump its messages.
 void Frame_SetMainThread();
 
 // The mutex that async callbacks take before they touch run-time state.

@@ -39,33 +39,12 @@
 
 namespace {
 
-constexpr int32_t kSchedulerMinPeriod = 1;  // ms; the Linux scheduler resolution is taken as 1 ms
-constexpr int32_t kSchedulerMaxPeriod = 1000000;
-
 RunOptions g_options;
 std::string g_command_line;
 GameImage g_image;
 std::string g_temp_directory;
 bool g_game_started = false;
 bool g_in_game_end = false;
-
-int32_t g_scheduler_period = 0;
-int32_t g_margin_before_scheduler = 10;
-
-void set_scheduler_resolution(int32_t period) {
-  if (g_scheduler_period > 0) {
-    g_DebugConsole->Output("Unsetting previous scheduler resolution of %d\n", g_scheduler_period);
-    SleepMargin = g_margin_before_scheduler;
-    g_scheduler_period = 0;
-  }
-  if (period <= 0) return;
-  if (period < kSchedulerMinPeriod) period = kSchedulerMinPeriod;
-  if (period > kSchedulerMaxPeriod) period = kSchedulerMaxPeriod;
-  g_scheduler_period = period;
-  g_DebugConsole->Output("Setting scheduler resolution to %d\n", period);
-  g_margin_before_scheduler = SleepMargin;
-  if (period < SleepMargin) SleepMargin = period;
-}
 
 void on_allocation_failure(const char* message) { KVError("%s", message); }
 
@@ -300,7 +279,7 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform) {
     apply_console_options();
     if (g_options.sleep_margin_fixed) SleepMargin = g_options.sleep_margin;
     if (!InitGame()) return 0;
-    set_scheduler_resolution(kSchedulerMinPeriod);
+    Timing_SetSchedulerResolution(kSchedulerResolutionMs);
     bool started = false;
     try {
       started = StartGame();
@@ -322,6 +301,6 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform) {
       Run_Restart = true;
     }
   } while (Run_Restart);
-  set_scheduler_resolution(0);
+  Timing_SetSchedulerResolution(0);
   return exit_status;
 }

@@ -6,10 +6,15 @@
 #include "core/console.h"
 #include "core/frame_state.h"
 #include "core/timing.h"
+#include "data/game_data.h"
+#include "graphics/window.h"
 #include "platform/fake/fake_clock.h"
+#include "platform/fake/fake_window_host.h"
+#include "platform/fake/null_device.h"
 #include "platform/process.h"
 #include "run/run_frame.h"
 #include "run/run_present.h"
+#include "support/fixture.h"
 #include "world/room.h"
 
 namespace {
@@ -206,6 +211,62 @@ TEST(VsyncPacer, LateFrameIsPresentedAtOnceAndCountedMissed) {
   pacer.Present(kPacerHooks, 60, 60.0f, 1);
   EXPECT_EQ(pacer.missed_frames(), 1);
   EXPECT_EQ(PacerClock::blanks, blanks);
+}
+
+// A clock that moves a microsecond a read and by what sleeps ask for, and which puts the window's
+// quit message in the queue once the time reaches a mark.
+class QuitAtMarkClock final : public IClock {
+ public:
+  QuitAtMarkClock(FakeWindowHost* host, int64_t mark) : host_(host), mark_(mark) {}
+  int64_t NowMicros() override {
+    if (!posted_ && now_ >= mark_) {
+      host_->Push(WindowMessageKind::kQuit);
+      posted_ = true;
+    }
+    return now_++;
+  }
+  void SleepMicros(int64_t micros) override { now_ += micros > 0 ? micros : 0; }
+  bool posted() const { return posted_; }
+
+ private:
+  FakeWindowHost* host_;
+  int64_t mark_;
+  int64_t now_ = 0;
+  bool posted_ = false;
+};
+
+// The frame's wait pumps the window while it spins: a quit message that comes during the wait is
+// taken there, the wait still runs to its deadline, and the frame ends before its body runs.
+TEST(FrameDriverWait, TheWaitPumpsTheWindowAndAQuitDuringItEndsTheFrame) {
+  ResetLoaderState();
+  FrameState_Reset();
+  std::vector<uint8_t> image = BuildImage(MakeMinimalGame(17, 2, 60.0f));
+  ASSERT_TRUE(HeaderScan(image.data(), static_cast<uint32_t>(image.size())));
+  FakeWindowHost host;
+  NullDevice device;
+  Window_UsePlatform(&host, &device);
+  ASSERT_TRUE(Window_Create(64, 64));
+  ASSERT_TRUE(Graphics_Init());
+  QuitAtMarkClock clock(&host, 12000);  // inside the spin: the coarse sleep ends at 6 ms
+  Platform_SetClock(&clock);
+  Timing_Reset();
+  Frame_SetMainThread();
+  SleepTimingForced = true;
+  Run_UseGameTimer = false;
+  Run_Running = true;
+  Run_FrameStart = Timing_Time();
+  Frame_Drive();
+  EXPECT_TRUE(clock.posted());
+  EXPECT_TRUE(host.queue.empty());
+  EXPECT_FALSE(Run_Running);
+  EXPECT_TRUE(Run_QuitSeen);
+  EXPECT_EQ(Run_TotalFrames, 0);
+  EXPECT_GE(Timing_Time(), 16666);
+  Platform_SetClock(nullptr);
+  Window_Destroy();
+  Window_UsePlatform(nullptr, nullptr);
+  FrameState_Reset();
+  Platform_TakeQuitSignal();
 }
 
 }  // namespace

@@ -99,16 +99,69 @@ class TimingWaitTest : public ::testing::Test {
   int32_t saved_margin_ = 10;
 };
 
-TEST_F(TimingWaitTest, CoarseSleepStopsAtTheMarginThenSpinsToTheDeadline) {
-  SleepMargin = 2;
+// Records every read and sleep of the wait; time moves only by the sleeps.
+class RecordingClock final : public IClock {
+ public:
+  struct Event {
+    bool sleep;
+    int64_t value;  // the time read, or the sleep asked for
+  };
+  int64_t NowMicros() override {
+    events.push_back({false, now});
+    if (events.size() > kEventLimit) now += 1000;  // a wait that never sleeps still ends
+    return now;
+  }
+  void SleepMicros(int64_t micros) override {
+    events.push_back({true, micros});
+    if (micros > 0) now += micros;
+  }
+  static constexpr size_t kEventLimit = 100000;
+  int64_t now = 1000000;
+  std::vector<Event> events;
+};
+
+// The coarse sleep stops SleepMargin ahead of the deadline; the spin pumps before every clock read
+// and naps at most 100 microseconds between reads, and the wait ends at the first read past the
+// deadline, which it therefore never overshoots by more than one nap.
+TEST_F(TimingWaitTest, CoarseSleepThenAPumpedSpinInShortNapsUpToTheFirstReadPastTheDeadline) {
+  RecordingClock clock;
+  Platform_SetClock(&clock);
+  Timing_Reset();
   static int pumps;
   pumps = 0;
   Timing_SetPump([] { ++pumps; });
-  const int64_t start = Timing_Time();
-  Timing_Wait(16666, true);
-  EXPECT_EQ(clock_.slept(), 14000);  // (16666 - 2000) / 1000 whole milliseconds
-  EXPECT_GE(Timing_Time() - start, 16666);
-  EXPECT_GT(pumps, 0);
+  for (const int32_t margin : {2, 10}) {
+    SleepMargin = margin;
+    clock.events.clear();
+    pumps = 0;
+    const int64_t start = clock.now;
+    Timing_Wait(16666, true);
+    ASSERT_GE(clock.events.size(), 2u);
+    ASSERT_LT(clock.events.size(), RecordingClock::kEventLimit) << "the spin never slept";
+    EXPECT_EQ(clock.events[0].value, start);  // the wait's start read
+    size_t i = 1;
+    const int64_t coarse = (16666 - margin * 1000) / 1000 * 1000;
+    if (coarse > 0) {
+      EXPECT_TRUE(clock.events[1].sleep);
+      EXPECT_EQ(clock.events[1].value, coarse) << margin;
+      i = 2;
+    }
+    int reads = 0;
+    for (; i < clock.events.size(); ++i) {
+      const RecordingClock::Event& e = clock.events[i];
+      const bool last = i + 1 == clock.events.size();
+      if (e.sleep) {
+        EXPECT_GT(e.value, 0);
+        EXPECT_LE(e.value, 100) << "nap " << i;
+      } else {
+        ++reads;
+        EXPECT_EQ(e.value - start >= 16666, last) << "read " << i << " at " << e.value - start;
+      }
+    }
+    EXPECT_FALSE(clock.events.back().sleep);
+    EXPECT_EQ(clock.events.back().value - start, 16666) << margin;
+    EXPECT_EQ(pumps, reads) << margin;
+  }
 }
 
 TEST_F(TimingWaitTest, NothingForZeroAndCappedAtThreeSeconds) {
@@ -120,9 +173,15 @@ TEST_F(TimingWaitTest, NothingForZeroAndCappedAtThreeSeconds) {
 }
 
 TEST_F(TimingWaitTest, MarginLargerThanTheWaitOnlySpins) {
+  RecordingClock clock;
+  Platform_SetClock(&clock);
   SleepMargin = 10;
   Timing_Wait(5000, true);
-  EXPECT_EQ(clock_.slept(), 0);
+  for (const RecordingClock::Event& e : clock.events) {
+    if (e.sleep) {
+      EXPECT_LE(e.value, 100);
+    }
+  }
 }
 
 TEST_F(TimingWaitTest, ClockRunningBackwardEndsTheSpin) {
