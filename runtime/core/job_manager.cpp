@@ -10,14 +10,12 @@
 
 #include "core/console.h"
 #include "core/memory.h"
-#include "platform/clock.h"
 #include "platform/threads.h"
 
 namespace {
 
 constexpr int32_t kFirstRingSize = 8;
 constexpr int32_t kInspectedWorkers = 8;
-constexpr int64_t kIdleSleepMicros = 250;
 constexpr int32_t kStateBusy = 1;
 constexpr int32_t kStateIdle = 2;
 
@@ -30,14 +28,14 @@ struct Job {
 
 struct JobWorker {
   std::thread thread;
-  std::mutex ring_mutex;  // "JobWorker": the ring's storage, head and the running id
+  std::mutex ring_mutex;  // "JobWorker": the ring's storage, head, the running id and stop
+  std::condition_variable wake;  // a job was queued or the worker must stop
   Job** ring = nullptr;
   int32_t ring_capacity = 0;
   int32_t ring_head = 0;
   std::atomic<int32_t> ring_count{0};
   std::atomic<int32_t> state{0};
   std::atomic<int64_t> running_id{-1};
-  std::mutex term_mutex;  // "TermMutex"
   bool stop = false;
 };
 
@@ -65,16 +63,17 @@ uint32_t next_random() {
   return state;
 }
 
-bool stop_requested(JobWorker* worker) {
-  std::lock_guard<std::mutex> lock(worker->term_mutex);
-  return worker->stop;
-}
-
-// Takes the oldest job and publishes its id under the ring's mutex, so a waiter never sees the job
-// in neither place.
+// Sleeps until the ring has a job and takes the oldest, publishing its id under the ring's mutex so
+// a waiter never sees the job in neither place. Null once the worker must stop and its ring is
+// empty: a stopping worker first runs what it was given.
 Job* take_job(JobWorker* worker) {
-  std::lock_guard<std::mutex> lock(worker->ring_mutex);
-  if (worker->ring_count.load() == 0) return nullptr;
+  std::unique_lock<std::mutex> lock(worker->ring_mutex);
+  if (worker->ring_count.load() == 0) {
+    worker->state.store(kStateIdle);
+    worker->wake.wait(lock, [worker] { return worker->ring_count.load() > 0 || worker->stop; });
+    if (worker->ring_count.load() == 0) return nullptr;
+  }
+  worker->state.store(kStateBusy);
   Job* job = worker->ring[worker->ring_head];
   worker->ring[worker->ring_head] = nullptr;
   worker->ring_head = (worker->ring_head + 1) % worker->ring_capacity;
@@ -96,27 +95,17 @@ void run_job(const Job& job) {
 // Runs jobs until told to stop; a stopping worker first empties its ring.
 void worker_loop(JobWorker* worker) {
   Thread_SetName("Job Worker Thread");
-  for (;;) {
-    const bool stopping = stop_requested(worker);
-    if (worker->ring_count.load() > 0) {
-      worker->state.store(kStateBusy);
-      Job* job = take_job(worker);
-      if (job == nullptr) continue;
-      run_job(*job);
-      KV_Delete(job);
-      worker->running_id.store(-1);
-      { std::lock_guard<std::mutex> lock(g_done_mutex); }
-      g_done.notify_all();
-    } else {
-      worker->state.store(kStateIdle);
-      if (stopping) break;
-      Platform_RealClock().SleepMicros(kIdleSleepMicros);
-    }
+  while (Job* job = take_job(worker)) {
+    run_job(*job);
+    KV_Delete(job);
+    worker->running_id.store(-1);
+    { std::lock_guard<std::mutex> lock(g_done_mutex); }
+    g_done.notify_all();
   }
 }
 
-// Adds a job at the tail of the worker's ring, doubling the ring when full. The id is drawn under
-// the ring's mutex so the ids on one ring ascend.
+// Adds a job at the tail of the worker's ring, doubling the ring when full, and wakes the worker.
+// The id is drawn under the ring's mutex so the ids on one ring ascend.
 int64_t push_job(JobWorker* worker, Job* job) {
   std::lock_guard<std::mutex> lock(worker->ring_mutex);
   const int32_t count = worker->ring_count.load();
@@ -133,6 +122,7 @@ int64_t push_job(JobWorker* worker, Job* job) {
   job->id = g_next_id.fetch_add(1);
   worker->ring[(worker->ring_head + count) % worker->ring_capacity] = job;
   worker->ring_count.fetch_add(1);
+  worker->wake.notify_one();
   return job->id;
 }
 
@@ -235,8 +225,9 @@ void JobManager_Stop() {
     count = g_worker_count;
   }
   for (int32_t i = 0; i < count; ++i) {
-    std::lock_guard<std::mutex> lock(workers[i]->term_mutex);
+    std::lock_guard<std::mutex> lock(workers[i]->ring_mutex);
     workers[i]->stop = true;
+    workers[i]->wake.notify_one();
   }
   for (int32_t i = 0; i < count; ++i) workers[i]->thread.join();
   {

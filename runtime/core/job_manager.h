@@ -3,9 +3,8 @@
 // and decode images. Each worker has its own ring of jobs, which starts at 8 entries and doubles
 // under the worker's mutex; ring counts are atomic so Submit can compare workers without locking.
 // Submit gives a job to the first idle worker among up to 8 (picked at random when there are more),
-// otherwise to the one with the shortest ring. A worker with nothing to do sleeps 250 microseconds
-// by the coarse wait between looks, so an idle pool costs little and a new job starts within a
-// fraction of a millisecond.
+// otherwise to the one with the shortest ring. A worker with nothing to do sleeps on its ring's
+// condition variable until a job is queued or the pool stops, so an idle pool costs no CPU at all.
 // Ids come from one process-wide counter and are never reused. Jobs on one worker run in the order
 // they were submitted; across workers there is no order.
 // Stop finishes every job already queued, then joins the workers; Submit refuses new jobs from the

@@ -1,9 +1,13 @@
 // The job pool: many jobs from several submitting threads all run once, per-worker order, ring
 // growth, waiting for one id, stopping with jobs still queued, worker names, and refusals.
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <fstream>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -136,6 +140,35 @@ TEST_F(JobManagerTest, WorkersAreNamedAndSurviveAThrowingJob) {
   const int64_t id = JobManager_Submit(throwing_job, nullptr, nullptr);
   JobManager_Wait(id);
   EXPECT_EQ(capture.text(), "Job " + std::to_string(id) + " ended with an exception: bad image\n");
+  std::atomic<int64_t> runs{0};
+  JobManager_Wait(JobManager_Submit(count_job, &runs, nullptr));
+  EXPECT_EQ(runs.load(), 1);
+}
+
+void thread_id_job(void* a, void*) { *static_cast<long*>(a) = syscall(SYS_gettid); }
+
+// How often the thread has given up the processor of its own accord, from the kernel's count.
+long voluntary_switches(long tid) {
+  std::ifstream status("/proc/self/task/" + std::to_string(tid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("voluntary_ctxt_switches:", 0) == 0) return std::stol(line.substr(24));
+  }
+  return -1;
+}
+
+// An idle worker sleeps until a job comes: over a quiet tenth of a second it wakes at most a few
+// times (a worker that looked every 250 microseconds would wake hundreds of times), and a job
+// queued afterwards still runs.
+TEST_F(JobManagerTest, AnIdleWorkerSleepsUntilAJobArrives) {
+  ASSERT_TRUE(JobManager_Start(1));
+  long tid = 0;
+  JobManager_Wait(JobManager_Submit(thread_id_job, &tid, nullptr));
+  ASSERT_GT(tid, 0);
+  const long before = voluntary_switches(tid);
+  ASSERT_GE(before, 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_LE(voluntary_switches(tid) - before, 3);
   std::atomic<int64_t> runs{0};
   JobManager_Wait(JobManager_Submit(count_job, &runs, nullptr));
   EXPECT_EQ(runs.load(), 1);
