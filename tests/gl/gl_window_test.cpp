@@ -110,4 +110,28 @@ TEST_F(GlResizeTest, TheSizeTheUserLeavesStandsAndTheDisplayFollowsIt) {
   Device_Present(0);
 }
 
+TEST_F(GlResizeTest, AFullscreenRoundTripEndsAtTheSizeAskedForMeanwhile) {
+  RunDisplayFrame();
+  Window_Set_Fullscreen(true);
+  for (int i = 0; i < 12; ++i) {
+    RunDisplayFrame();
+    Window_PumpMessages();
+  }
+  // A bare X server has no window manager to make the window cover the screen; what matters here
+  // is where the window ends up afterwards.
+  EXPECT_TRUE(Window_State().fullscreen_active);
+  GR_Window_Set_Size(100, 80);
+  Window_Set_Fullscreen(false);
+  for (int i = 0; i < 30; ++i) {
+    RunDisplayFrame();
+    Window_PumpMessages();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_FALSE(Window_State().fullscreen_active);
+  EXPECT_EQ(Run_ResetCountdown, 0);
+  EXPECT_EQ(ServerGeometry(), "100x80");
+  EXPECT_EQ(Window_State().display_width, 100);
+  EXPECT_EQ(Window_State().display_height, 80);
+}
+
 }  // namespace
