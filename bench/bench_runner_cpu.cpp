@@ -17,9 +17,8 @@
 #include <string>
 #include <thread>
 
-#include "datawin/writer/chunk_gen8.h"
 #include "datawin/writer/chunk_rooms.h"
-#include "datawin/writer/writer.h"
+#include "support/fixture.h"
 
 namespace {
 
@@ -31,24 +30,13 @@ std::filesystem::path runner_path() {
 }
 
 void write_empty_room_game(const std::string& path) {
-  datawin::Gen8Record header;
-  header.version = 17;
-  header.generation = 2;
-  header.game_speed = static_cast<float>(kRoomSpeed);
-  header.file_name = "bench";
-  header.display_name = "Bench Game";
-  header.project_name = "bench_project";
-  header.window_width = 640;
-  header.window_height = 360;
-  header.room_order = {0};
-  datawin::Writer writer;
-  datawin::add_gen8(writer, header);
+  datawin::Writer writer = MakeMinimalGame(17, 2, static_cast<float>(kRoomSpeed));
   datawin::RoomRecord room;
   room.name = "rm_empty";
   room.speed = kRoomSpeed;
   room.layers = {datawin::RoomLayerRecord{}};
   datawin::add_room(writer, {room});
-  writer.write_file(path);
+  WriteFixtureTo(writer, path);
 }
 
 // utime + stime of every thread of the process, in seconds.
@@ -74,13 +62,8 @@ void BM_RunnerNearEmptyRoom(benchmark::State& state) {
     return;
   }
   const std::filesystem::path runner = runner_path();
-  char dir_template[] = "/tmp/kova_bench_XXXXXX";
-  if (mkdtemp(dir_template) == nullptr) {
-    state.SkipWithError("no temporary directory");
-    return;
-  }
-  const std::string dir = dir_template;
-  const std::string game = dir + "/game.win";
+  const TempDir dir;
+  const std::string game = dir.file("game.win");
   write_empty_room_game(game);
   const auto settle = std::chrono::milliseconds(2000);
   const auto window = std::chrono::seconds(state.range(0));
@@ -112,7 +95,6 @@ void BM_RunnerNearEmptyRoom(benchmark::State& state) {
     state.counters["cpu_ms_per_frame"] = ms_per_frame;
     state.counters["cpu_share"] = (cpu_after - cpu_before) / wall;
   }
-  std::filesystem::remove_all(dir);
 }
 BENCHMARK(BM_RunnerNearEmptyRoom)->Arg(5)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 

@@ -393,6 +393,16 @@ void Window_ApplyPendingSize() {
   GR_Set_View_Size(g_state.requested_width, g_state.requested_height);
 }
 
+void Window_ResetCountdownStep() {
+  if (Run_ResetCountdown > 1) {
+    Window_ApplyPendingSize();
+    --Run_ResetCountdown;
+  } else if (Run_ResetCountdown == 1) {
+    Device_Reset();
+    Run_ResetCountdown = 0;
+  }
+}
+
 void Display_Reset(int32_t antialias, bool vsync) {
   const uint32_t aa = static_cast<uint32_t>(antialias) & 0xFF;
   g_state.msaa_samples = (aa & g_state.msaa_levels) != 0 ? aa : 0;

@@ -67,6 +67,9 @@ bool Window_Create(int32_t width, int32_t height);  // false when graphics canno
 bool Graphics_Init();
 void Window_ApplyPendingSize();
 void Device_Reset();
+// The display reset countdown's part of a frame: while a size change settles (above 1) the pending
+// size is applied and the countdown steps down; at 1 the device is reset and the countdown ends.
+void Window_ResetCountdownStep();
 void Start_Frame();
 // Shows the back buffer with a sync interval; false when there is no device.
 bool Device_Present(int32_t sync_interval);

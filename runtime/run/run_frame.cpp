@@ -79,13 +79,7 @@ bool handle_room_request() {
 void frame_body() {
   Audio_Tick();
   if (Run_DebuggerHold) return;
-  if (Run_ResetCountdown > 1) {
-    Window_ApplyPendingSize();
-    --Run_ResetCountdown;
-  } else if (Run_ResetCountdown == 1) {
-    Device_Reset();
-    Run_ResetCountdown = 0;
-  }
+  Window_ResetCountdownStep();
   Start_Frame();
   DoAStep();
   VirtualKeys_Draw();
