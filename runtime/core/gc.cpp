@@ -5,6 +5,7 @@
 // objects hold.
 #include "core/gc.h"
 
+#include <typeinfo>
 #include <vector>
 
 #include "core/call.h"
@@ -77,8 +78,14 @@ std::vector<uint32_t> g_bitmap;
 
 bool reusable_kind(int32_t kind) { return kind == kObjStruct || kind == kObjAccessor || kind == kObjProperty; }
 
+// Objects of classes derived from the plain object (curves, sequences and the like) carry the
+// struct kind but can't be handed out again as plain objects: they wait in the last list, which
+// no CreateObject takes from, until they are deleted.
+constexpr int32_t kParkedDerived = kGCParkedKinds - 1;
+
 void park(KVObjectBase* object) {
-  const int32_t kind = object->kind >= 0 && object->kind < kGCParkedKinds ? object->kind : kObjStruct;
+  int32_t kind = object->kind >= 0 && object->kind < kGCParkedKinds ? object->kind : kObjStruct;
+  if (reusable_kind(kind) && typeid(*object) != typeid(KVObjectBase)) kind = kParkedDerived;
   object->prev = nullptr;
   object->next = g_parked[kind];
   if (object->next != nullptr) object->next->prev = object;

@@ -17,6 +17,7 @@
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/room.h"
+#include "world/sequence.h"
 #include "world/step.h"
 #include "world/time_source.h"
 #include "world/timeline.h"
@@ -128,11 +129,11 @@ bool Room_Prepare() {
   g_EventNameSources.roomName = [](int32_t index) { return std::string(Room_GetName(index)); };
   return true;
 }
-bool Sequence_Prepare() { return true; }
 bool AudioGroup_Prepare() { return true; }
 bool InitGraphics() { return true; }
 
 void Game_FreeSubjects() {
+  Sequence_FreeSubjects();
   TimeSource_ResetAll();
   TimeLine_FreeAll();
   Room_FreeAll();

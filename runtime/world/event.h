@@ -37,6 +37,7 @@ constexpr int32_t kStepNormal = 0;
 constexpr int32_t kStepBegin = 1;
 constexpr int32_t kStepEnd = 2;
 constexpr int32_t kOtherUserDefined0 = 10;
+constexpr int32_t kOtherBroadcastMessage = 76;  // sequence and sprite messages
 constexpr int32_t kMaxEventDepth = 32;
 
 // The current-event values, read by scripts as event_type, event_number and event_object.

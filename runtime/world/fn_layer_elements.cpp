@@ -6,7 +6,7 @@
 #include "core/console.h"
 #include "core/error.h"
 #include "core/function_table.h"
-#include "world/asset_sequences.h"
+#include "world/sequence_instance.h"
 #include "world/instance.h"
 #include "world/layer.h"
 #include "world/layer_builtins.h"
@@ -280,15 +280,44 @@ CLayerSequenceElement* sequence_of(const char* name, RValue* result, int argc, R
   return static_cast<CLayerSequenceElement*>(element);
 }
 
+// The play state lives in the element's sequence instance while it has one, else in the element.
 float sequence_length(const CLayerSequenceElement* e) {
-  const SequenceAsset* sequence = SequenceAsset_Get(e->sequenceIndex);
+  const CSequence* sequence = Sequence_Get(e->sequenceIndex);
   return sequence != nullptr ? sequence->length : 0.0f;
 }
 
+float head_position(const CLayerSequenceElement* e) {
+  const CSequenceInstance* si = SequenceInstance_OfElement(e);
+  return si != nullptr ? si->headPosition : e->headPosition;
+}
+
+float head_direction(const CLayerSequenceElement* e) {
+  const CSequenceInstance* si = SequenceInstance_OfElement(e);
+  return si != nullptr ? si->headDirection : e->headDirection;
+}
+
+float speed_scale(const CLayerSequenceElement* e) {
+  const CSequenceInstance* si = SequenceInstance_OfElement(e);
+  return si != nullptr ? si->speedScale : e->speed;
+}
+
+bool sequence_paused(const CLayerSequenceElement* e) {
+  const CSequenceInstance* si = SequenceInstance_OfElement(e);
+  return si != nullptr ? si->paused : e->paused;
+}
+
 bool sequence_finished(const CLayerSequenceElement* e) {
-  const SequenceAsset* sequence = SequenceAsset_Get(e->sequenceIndex);
+  if (const CSequenceInstance* si = SequenceInstance_OfElement(e)) return si->finished;
+  const CSequence* sequence = Sequence_Get(e->sequenceIndex);
   if (sequence == nullptr || sequence->loopmode != 0) return false;
   return e->headDirection > 0.0f ? e->headPosition >= sequence->length : e->headPosition <= 0.0f;
+}
+
+// Writes the play state to the element and to its instance, which the next step then takes up.
+void set_play_state(CLayerSequenceElement* e, void (*change)(CLayerSequenceElement*, CSequenceInstance*)) {
+  CSequenceInstance* si = SequenceInstance_OfElement(e);
+  change(e, si);
+  if (si != nullptr) si->pendingChange = true;
 }
 
 LAYER_FN(F_LayerSequenceExists) { element_exists("layer_sequence_exists", kLayerElementSequence, result, argc, argv); }
@@ -327,25 +356,48 @@ SEQUENCE_SETTER(F_LayerSequenceY, "layer_sequence_y", e->y = KVGetFloat(argv, 1)
 SEQUENCE_SETTER(F_LayerSequenceAngle, "layer_sequence_angle", e->angle = KVGetFloat(argv, 1))
 SEQUENCE_SETTER(F_LayerSequenceXscale, "layer_sequence_xscale", e->xscale = KVGetFloat(argv, 1))
 SEQUENCE_SETTER(F_LayerSequenceYscale, "layer_sequence_yscale", e->yscale = KVGetFloat(argv, 1))
-SEQUENCE_SETTER(F_LayerSequenceHeadpos, "layer_sequence_headpos", e->headPosition = KVGetFloat(argv, 1))
+SEQUENCE_SETTER(F_LayerSequenceHeadpos, "layer_sequence_headpos",
+                e->headPosition = KVGetFloat(argv, 1);
+                set_play_state(e, [](CLayerSequenceElement* el, CSequenceInstance* si) {
+                  if (si != nullptr) si->headPosition = el->headPosition;
+                }))
 SEQUENCE_SETTER(F_LayerSequenceHeaddir, "layer_sequence_headdir",
-                e->headDirection = KVGetFloat(argv, 1) < 0.0f ? -1.0f : 1.0f)
-SEQUENCE_SETTER(F_LayerSequenceSpeedscale, "layer_sequence_speedscale", e->speed = KVGetFloat(argv, 1))
+                e->headDirection = KVGetFloat(argv, 1) < 0.0f ? -1.0f : 1.0f;
+                set_play_state(e, [](CLayerSequenceElement* el, CSequenceInstance* si) {
+                  if (si != nullptr) si->headDirection = el->headDirection;
+                }))
+SEQUENCE_SETTER(F_LayerSequenceSpeedscale, "layer_sequence_speedscale",
+                e->speed = KVGetFloat(argv, 1);
+                set_play_state(e, [](CLayerSequenceElement* el, CSequenceInstance* si) {
+                  if (si != nullptr) si->speedScale = el->speed;
+                }))
 SEQUENCE_GETTER(F_LayerSequenceGetX, "layer_sequence_get_x", e->x)
 SEQUENCE_GETTER(F_LayerSequenceGetY, "layer_sequence_get_y", e->y)
 SEQUENCE_GETTER(F_LayerSequenceGetAngle, "layer_sequence_get_angle", e->angle)
 SEQUENCE_GETTER(F_LayerSequenceGetXscale, "layer_sequence_get_xscale", e->xscale)
 SEQUENCE_GETTER(F_LayerSequenceGetYscale, "layer_sequence_get_yscale", e->yscale)
-SEQUENCE_GETTER(F_LayerSequenceGetHeadpos, "layer_sequence_get_headpos", e->headPosition)
-SEQUENCE_GETTER(F_LayerSequenceGetHeaddir, "layer_sequence_get_headdir", e->headDirection)
+SEQUENCE_GETTER(F_LayerSequenceGetHeadpos, "layer_sequence_get_headpos", head_position(e))
+SEQUENCE_GETTER(F_LayerSequenceGetHeaddir, "layer_sequence_get_headdir", head_direction(e))
 SEQUENCE_GETTER(F_LayerSequenceGetSequence, "layer_sequence_get_sequence", e->sequenceIndex)
-SEQUENCE_GETTER(F_LayerSequenceGetInstance, "layer_sequence_get_instance", e->instance)
-SEQUENCE_GETTER(F_LayerSequenceGetSpeedscale, "layer_sequence_get_speedscale", e->speed)
+SEQUENCE_GETTER(F_LayerSequenceGetSpeedscale, "layer_sequence_get_speedscale", speed_scale(e))
 SEQUENCE_GETTER(F_LayerSequenceGetLength, "layer_sequence_get_length", sequence_length(e))
+
+// The sequence instance struct of the element; -1 while it has none.
+LAYER_FN(F_LayerSequenceGetInstance) {
+  if (CLayerSequenceElement* e = sequence_of("layer_sequence_get_instance", result, argc, argv, 1)) {
+    if (CSequenceInstance* si = SequenceInstance_OfElement(e)) {
+      RV_FreeToUndefined(result);
+      *result = RV_Object(si);
+    }
+  }
+}
 
 LAYER_FN(F_LayerSequencePause) {
   if (CLayerSequenceElement* e = sequence_of("layer_sequence_pause", result, argc, argv, 1)) {
     e->paused = true;
+    set_play_state(e, [](CLayerSequenceElement*, CSequenceInstance* si) {
+      if (si != nullptr) si->paused = true;
+    });
     LayerResult_Real(result, 0.0);
   }
 }
@@ -353,13 +405,16 @@ LAYER_FN(F_LayerSequencePause) {
 LAYER_FN(F_LayerSequencePlay) {
   if (CLayerSequenceElement* e = sequence_of("layer_sequence_play", result, argc, argv, 1)) {
     e->paused = false;
+    set_play_state(e, [](CLayerSequenceElement*, CSequenceInstance* si) {
+      if (si != nullptr) si->paused = false;
+    });
     LayerResult_Real(result, 0.0);
   }
 }
 
 LAYER_FN(F_LayerSequenceIsPaused) {
   if (CLayerSequenceElement* e = sequence_of("layer_sequence_is_paused", result, argc, argv, 1)) {
-    LayerResult_Bool(result, e->paused);
+    LayerResult_Bool(result, sequence_paused(e));
   }
 }
 

@@ -191,9 +191,11 @@ void Instance_TakeObject(CInstance* instance, int32_t objectIndex, bool takeDept
 // ---- Creation and destruction --------------------------------------------------------------------
 // Both need a current room and an existing object: "Creating instance for non-existing object: %d"
 // is raised otherwise and null given. vars, if not null, is a struct whose variables the instance
-// takes before Create runs. Create_Instance_OnLayer takes the layer's depth.
+// takes before Create runs. Create_Instance_OnLayer takes the layer's depth, and flags that the
+// instance has from the start (a sequence's instances are in the sequence before Create runs).
 CInstance* Create_Instance(int32_t object, float x, float y, float depth, KVObjectBase* vars = nullptr);
-CInstance* Create_Instance_OnLayer(int32_t object, float x, float y, int32_t layerId, KVObjectBase* vars = nullptr);
+CInstance* Create_Instance_OnLayer(int32_t object, float x, float y, int32_t layerId, KVObjectBase* vars = nullptr,
+                                   uint32_t flags = 0);
 // Destroy and CleanUp (once), then mark.
 void Destroy_Instance(CInstance* instance);
 // instance_destroy for one instance: a marked or deactivated one is left alone; without

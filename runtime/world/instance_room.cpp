@@ -207,9 +207,11 @@ CInstance* Create_Instance(int32_t object, float x, float y, float depth, KVObje
   return enter_and_create(instance, -1, vars);
 }
 
-CInstance* Create_Instance_OnLayer(int32_t object, float x, float y, int32_t layerId, KVObjectBase* vars) {
+CInstance* Create_Instance_OnLayer(int32_t object, float x, float y, int32_t layerId, KVObjectBase* vars,
+                                   uint32_t flags) {
   if (!check_object(object) || Run_Room == nullptr) return nullptr;
   auto* instance = new CInstance(x, y, static_cast<int32_t>(++LastInstanceId), object, true);
+  instance->flags |= flags;
   if (g_InstanceWorldHooks.layerDepth != nullptr) instance->depth = g_InstanceWorldHooks.layerDepth(layerId);
   return enter_and_create(instance, layerId, vars);
 }

@@ -129,7 +129,8 @@ struct CLayerSequenceElement : CLayerElementBase {
   float x = 0.0f;
   float y = 0.0f;
   float headPosition = 0.0f;
-  // Play state kept here while no sequence subject drives the element.
+  // The play state while the element has no sequence instance; the instance takes it when the
+  // element starts and hands it back when it goes.
   float headDirection = 1.0f;
   bool paused = false;
 };

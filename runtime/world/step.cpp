@@ -255,12 +255,16 @@ void Step_BoundaryEvents(CRoom* room) {
 // PerformEvent then lets only persistent instances (or a persistent room) have them.
 void Step_AsyncEvents() {
   const std::vector<EventAsyncRequest> requests = Event_TakeAsyncRequests();
-  for (const EventAsyncRequest& request : requests) {
-    g_async_map = request.map;
-    Pass(kEventOther, request.subtype);
-    g_async_map = -1;
-  }
+  for (const EventAsyncRequest& request : requests) Step_AsyncEvent(request.map, request.subtype);
 }
+
+void Step_AsyncEvent(int32_t map, int32_t subtype) {
+  const AsyncLoadScope scope(map);
+  Pass(kEventOther, subtype);
+}
+
+AsyncLoadScope::AsyncLoadScope(int32_t map) : outer_(g_async_map) { g_async_map = map; }
+AsyncLoadScope::~AsyncLoadScope() { g_async_map = outer_; }
 
 int32_t Step_AsyncLoadMap() { return g_async_map; }
 

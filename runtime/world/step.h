@@ -42,6 +42,19 @@ extern bool (*g_StepSpriteAnimation)(int32_t sprite, StepSpriteAnimation* out);
 void Step_ImageUpdate(CInstance* instance);
 void Step_BoundaryEvents(CRoom* room);
 void Step_AsyncEvents();
+// One asynchronous event: Pass(7, subtype) with async_load reading map.
+void Step_AsyncEvent(int32_t map, int32_t subtype);
+// async_load reads map while the scope lasts.
+class AsyncLoadScope {
+ public:
+  explicit AsyncLoadScope(int32_t map);
+  ~AsyncLoadScope();
+  AsyncLoadScope(const AsyncLoadScope&) = delete;
+  AsyncLoadScope& operator=(const AsyncLoadScope&) = delete;
+
+ private:
+  int32_t outer_;
+};
 // The ds_map of the asynchronous event being delivered (async_load), -1 outside one.
 int32_t Step_AsyncLoadMap();
 

@@ -1,12 +1,9 @@
-// Stages of subjects that have not landed: without sequences, sockets, effects, particle systems
-// or an audio queue there is nothing to advance or apply.
+// Stages of subjects that have not landed: without sockets, effects, particle systems or an audio
+// queue there is nothing to advance or apply. The sequence stages live with the sequences.
 #include "world/step_stages.h"
 
 #include "world/instance.h"
 
-void Step_SequencePass(int32_t) {}
-void Step_SequencesAdvance(CRoom*) {}
-void Step_SequenceMoments(CRoom*) {}
 void Step_PollSockets() {}
 void Step_LayerEffects(CRoom*) {}
 void Step_ParticlesAdvance() {}

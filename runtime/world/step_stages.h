@@ -1,7 +1,8 @@
 #pragma once
-// The stages of the frame step that belong to subjects still to come (sequences, network services,
-// layer effects, motion, particles, audio). The step calls them at their places; each body here
-// does what can be done without its subject: nothing, or for motion the position update alone.
+// The stages of the frame step that belong to other subjects (sequences, network services, layer
+// effects, motion, particles, audio). The step calls them at their places. The sequence stages are
+// the sequences' own (sequence_step.cpp); the others do what can be done without their subject:
+// nothing, or for motion the position update alone.
 #include <cstdint>
 
 class CInstance;

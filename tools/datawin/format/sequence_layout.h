@@ -68,6 +68,11 @@ constexpr int32_t kTagDisabled = 2;
 
 constexpr const char* kCurveResource = "TVAnimCurve";
 constexpr uint32_t kNoEvent = 0xFFFFFFFFu;
+// An entry of the event-to-function table names its event as (type << 16) | subtype: 0 create,
+// 1 destroy, 12 clean up, (3, 0..2) the steps, (7, 75) async system, (7, 76) broadcast message.
+constexpr uint32_t kEventTypeShift = 16;
+constexpr uint32_t kEventSubtypeMask = 0xFFFF;
+constexpr uint32_t event_id(uint32_t type, uint32_t subtype) { return type << kEventTypeShift | subtype; }
 
 enum TrackKind : int32_t {
   kTrackNone = 0,
