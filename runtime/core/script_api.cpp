@@ -86,6 +86,10 @@ void set(CInstance* who, const char* name, const RValue& value) { set(who, Varia
 
 void set(CInstance* who, int32_t slot, double value) { set(who, slot, RV_Real(value)); }
 
+void set_element(CInstance* who, int32_t slot, int32_t index, const RValue& value) {
+  Object_SetVarOrRaise(target_of(who), slot, index, &value);
+}
+
 Value call(const char* builtin, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
   int32_t index = -1;
   if (!Function_Find(builtin, &index)) {
@@ -96,6 +100,12 @@ Value call(const char* builtin, CInstance* self, CInstance* other, std::initiali
 }
 
 Value call(int32_t function_index, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
+  if (function_index >= 0 && function_index < Function_Count()) {
+    std::vector<RValue*> pointers = pointers_of(args);
+    Value result;
+    CallBuiltin(self, other, result.get(), static_cast<int>(pointers.size()), function_index, pointers.data());
+    return result;
+  }
   const RValue method = RV_Real(function_index);
   return call_method(method, self, other, args);
 }

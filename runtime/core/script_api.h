@@ -47,6 +47,8 @@ class Value {
   ~Value() { RV_FreeToUndefined(&v_); }
 
   static Value Real(double d) { return Value(RV_Real(d)); }
+  static Value Bool(bool b) { return Value(RV_Bool(b)); }
+  static Value Int64(int64_t i) { return Value(RV_Int64(i)); }
   static Value String(const char* text);
   static Value Object(KVObjectBase* object) { return Value(RV_Object(object)); }
   // A new reference to what v holds.
@@ -108,15 +110,20 @@ Value get_element(CInstance* who, int32_t slot, int32_t index);
 void set(CInstance* who, int32_t slot, const RValue& value);
 void set(CInstance* who, const char* name, const RValue& value);
 void set(CInstance* who, int32_t slot, double value);
+// who.slot[index] = value (the element write of arrays).
+void set_element(CInstance* who, int32_t slot, int32_t index, const RValue& value);
 // A compiled variable entry: its id as the loader filled it.
 inline Value get(CInstance* who, const KVVariableEntry& entry) { return get(who, entry.id); }
 inline void set(CInstance* who, const KVVariableEntry& entry, const RValue& value) { set(who, entry.id, value); }
+inline void set_element(CInstance* who, const KVVariableEntry& entry, int32_t index, const RValue& value) {
+  set_element(who, entry.id, index, value);
+}
 inline CInstance* global() { return KV_AsInstance(Object_Global()); }
 
 // ---- Calls ----------------------------------------------------------------------------------------
 // A builtin by name (looked up on each call: keep the index for hot paths), by row index, or a
-// function index from a compiled function entry (builtin row or script 100000 + row). Arguments
-// stay the caller's.
+// function index from a compiled function entry (builtin row or script 100000 + row). A builtin
+// row is called directly, as compiled code calls builtins. Arguments stay the caller's.
 Value call(const char* builtin, CInstance* self, CInstance* other, std::initializer_list<RValue> args = {});
 Value call(int32_t function_index, CInstance* self, CInstance* other, std::initializer_list<RValue> args = {});
 inline Value call(const KVFunctionEntry& entry, CInstance* self, CInstance* other,

@@ -120,9 +120,12 @@ bool parse_orders(const std::string& text, const std::string& source, Orders* ou
     const std::vector<std::string> parts = words(line);
     switch (section) {
       case Section::kFunctions: {
-        if (parts.size() != 1 || !is_identifier(parts[0])) return fail("expected one compiled function name, got \"" + line + "\"");
+        const bool shape_ok = (parts.size() == 1 || (parts.size() == 2 && parts[1] == "constructor")) &&
+                              is_identifier(parts[0]);
+        if (!shape_ok) return fail("expected one compiled function name, got \"" + line + "\"");
         CodeRow row;
         row.name = parts[0];
+        row.constructor = parts.size() == 2;
         bool known = false;
         for (const CodePrefix& prefix : kCodePrefixes) {
           const std::string p = prefix.prefix;
@@ -136,6 +139,7 @@ bool parse_orders(const std::string& text, const std::string& source, Orders* ou
           }
         }
         if (!known) return fail("\"" + row.name + "\" is not a tsl_Script_, tsl_GlobalScript_, tsl_Object_ or tsl_RoomCC_ name");
+        if (row.constructor && row.kind != CodeKind::kScript) return fail("only a tsl_Script_ row can be a constructor");
         if (!code_names.insert(row.name).second) return fail("function \"" + row.name + "\" listed twice");
         if (!row.script_name.empty() && !script_names.insert(row.script_name).second) {
           return fail("script name \"" + row.script_name + "\" used by two rows");
@@ -222,9 +226,10 @@ std::string emit_script_table(const Orders& orders) {
   for (const CodeRow& row : orders.functions) {
     const bool script = row.kind == CodeKind::kScript || row.kind == CodeKind::kGlobalScript;
     if (script) {
-      out << "RValue* " << row.name << "(CInstance* self, CInstance* other, RValue* result, int argc, RValue** argv);\n";
+      out << "[[gnu::weak]] RValue* " << row.name
+          << "(CInstance* self, CInstance* other, RValue* result, int argc, RValue** argv);\n";
     } else {
-      out << "void " << row.name << "(CInstance* self, CInstance* other);\n";
+      out << "[[gnu::weak]] void " << row.name << "(CInstance* self, CInstance* other);\n";
     }
   }
   out << "\nextern const KVScriptRow g_CompiledScriptRows[];\nextern const int32_t g_CompiledScriptRowCount;\n";

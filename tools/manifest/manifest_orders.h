@@ -5,7 +5,8 @@
 // most once, one entry per line, blank lines and whole-line `#` comments allowed:
 //
 //   [functions]           compiled code rows in function-table order; a row's position is the code
-//                         index the data file uses. Each line is a full compiled name:
+//                         index the data file uses. Each line is a full compiled name, a script's
+//                         optionally followed by `constructor`:
 //                         tsl_Script_<name>        a script (SCPT record <name>)
 //                         tsl_GlobalScript_<name>  a script file's top-level code (SCPT record and
 //                                                  a GLOB entry, run at game start in this order)
@@ -33,6 +34,7 @@ struct CodeRow {
   std::string name;         // the compiled function's name
   CodeKind kind = CodeKind::kScript;
   std::string script_name;  // for scripts and global scripts: the name behind the prefix
+  bool constructor = false;  // a script written `tsl_Script_<name> constructor`: `new` may build with it
 };
 
 struct VariableRow {
@@ -79,7 +81,9 @@ std::string emit_registrars(const Orders& orders);
 // A header of kBuiltinVar_<name> id constants, kBuiltinInstanceVariableCount and kBuiltinVariableCount.
 std::string emit_variable_ids(const Orders& orders);
 // The compiled script table: declarations of every row's function and g_CompiledScriptRows /
-// g_CompiledScriptRowCount in function-table order.
+// g_CompiledScriptRowCount in function-table order. The declarations are weak: a row whose code
+// is not in the program yet (the manifest may name functions ahead of their code) holds a null
+// entry, which runs nothing.
 std::string emit_script_table(const Orders& orders);
 
 }  // namespace manifest

@@ -301,22 +301,15 @@ void Builder::add_sprites() {
 }
 
 void Builder::add_code_chunks() {
-  std::vector<std::optional<ScriptRecord>> scripts;
-  std::vector<int32_t> global_init;
+  const FunctionTableChunks chunks = function_table_chunks(manifest_.orders.functions);
+  add_scpt(writer_, chunks.scripts);
+  add_glob(writer_, chunks.global_init);
   std::vector<CodeRecord> code;
-  const std::vector<manifest::CodeRow>& rows = manifest_.orders.functions;
-  for (size_t index = 0; index < rows.size(); ++index) {
-    const manifest::CodeRow& row = rows[index];
-    if (row.kind == manifest::CodeKind::kScript || row.kind == manifest::CodeKind::kGlobalScript) {
-      scripts.push_back(ScriptRecord{row.script_name, static_cast<uint32_t>(index)});
-    }
-    if (row.kind == manifest::CodeKind::kGlobalScript) global_init.push_back(static_cast<int32_t>(index));
+  for (const manifest::CodeRow& row : manifest_.orders.functions) {
     CodeRecord record;
     record.name = row.name;
     code.push_back(std::move(record));
   }
-  add_scpt(writer_, scripts);
-  add_glob(writer_, global_init);
   code_records_ = std::move(code);
 }
 
@@ -590,6 +583,20 @@ int32_t event_type_of(const std::string& name) {
     if (name == e.name) return e.type;
   }
   return -1;
+}
+
+FunctionTableChunks function_table_chunks(const std::vector<manifest::CodeRow>& rows) {
+  FunctionTableChunks chunks;
+  for (size_t index = 0; index < rows.size(); ++index) {
+    const manifest::CodeRow& row = rows[index];
+    if (row.kind == manifest::CodeKind::kScript || row.kind == manifest::CodeKind::kGlobalScript) {
+      // The top bit of the code word marks a constructor.
+      const uint32_t word = static_cast<uint32_t>(index) | (row.constructor ? 0x80000000u : 0u);
+      chunks.scripts.push_back(ScriptRecord{row.script_name, word});
+    }
+    if (row.kind == manifest::CodeKind::kGlobalScript) chunks.global_init.push_back(static_cast<int32_t>(index));
+  }
+  return chunks;
 }
 
 Writer build_game(const Manifest& manifest, const AssetManifest& assets, const BuildOptions& options) {

@@ -9,12 +9,14 @@
 // problem: a missing or bad file, a frame count that doesn't divide a strip, a reference to an
 // asset that doesn't exist, an event row of an unknown object.
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "datawin/builder/asset_manifest.h"
 #include "datawin/builder/manifest.h"
+#include "datawin/writer/chunk_options.h"
 #include "datawin/writer/writer.h"
 
 namespace datawin {
@@ -31,6 +33,15 @@ struct BuildOptions {
 };
 
 Writer build_game(const Manifest& manifest, const AssetManifest& assets, const BuildOptions& options);
+
+// The SCPT records and the GLOB list of a function order: a record for each script and global
+// script, in row order, whose code word is the row (its top bit set for a constructor), and the
+// global scripts' rows, which run at start in that order.
+struct FunctionTableChunks {
+  std::vector<std::optional<ScriptRecord>> scripts;
+  std::vector<int32_t> global_init;
+};
+FunctionTableChunks function_table_chunks(const std::vector<manifest::CodeRow>& rows);
 
 // The event type number of an event name as compiled function names spell it (Create, Step,
 // Draw, Other, CleanUp, ...), or -1.
