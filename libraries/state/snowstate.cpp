@@ -64,6 +64,27 @@ std::string joined(CInstance* self, CInstance* other, std::initializer_list<RVal
   return out;
 }
 
+int32_t length_of(CInstance* self, CInstance* other, const Value& array) {
+  return RV_ToInt32(*builtin(f_array_length, self, other, {*array}));
+}
+
+Value element(const Value& array, int32_t i) {
+  return RV_Kind(*array) == kRVArray && i >= 0 && i < array.get()->pArray->length
+             ? Value::Copy(array.get()->pArray->pArray[i])
+             : Value();
+}
+
+Value field(const Value& record, const KVVariableEntry& entry) { return tsl::get(KV_AsInstance(record.object()), entry); }
+
+Value names_of(CInstance* self, CInstance* other, const Value& s) {
+  return builtin(f_variable_struct_get_names, self, other, {*s});
+}
+
+bool is_name(CInstance* self, CInstance* other, const Value& name) {
+  return truthy(builtin(f_is_string, self, other, {*name})) &&
+         RV_ToDouble(*builtin(f_string_length, self, other, {*name})) > 0;
+}
+
 }  // namespace snowstate
 
 using namespace snowstate;
@@ -243,18 +264,12 @@ SNOWSTATE_METHOD(event_method) {
 // function() {}: the default of an event nobody set.
 SNOWSTATE_METHOD(empty_event) {
   tsl::ScriptScope scope("tsl_Script_SnowState_empty_event", self, result);
-  (void)other;
-  (void)argc;
-  (void)argv;
   return result;
 }
 
 // function() { return true; }: a transition's condition when none is given.
 SNOWSTATE_METHOD(always) {
   tsl::ScriptScope scope("tsl_Script_SnowState_always", self, result);
-  (void)other;
-  (void)argc;
-  (void)argv;
   return scope.give(Value::Bool(true));
 }
 

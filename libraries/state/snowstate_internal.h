@@ -66,12 +66,22 @@ Value call_value(const Value& function, CInstance* self, CInstance* other, std::
 Value get_timer();
 // The text of the values joined as string() gives them.
 std::string joined(CInstance* self, CInstance* other, std::initializer_list<RValue> parts);
+// The machine itself: self as a value.
+inline Value machine_of(CInstance* self) { return Value::Object(KV_AsObject(self)); }
+// array_length(a), a[i] (undefined outside the array), record.field, variable_struct_get_names(s).
+int32_t length_of(CInstance* self, CInstance* other, const Value& array);
+Value element(const Value& array, int32_t i);
+Value field(const Value& record, const KVVariableEntry& entry);
+Value names_of(CInstance* self, CInstance* other, const Value& s);
+// A non-empty string.
+bool is_name(CInstance* self, CInstance* other, const Value& name);
 
 }  // namespace snowstate
 
 // The compiled methods; each is a row of the script table.
-#define SNOWSTATE_METHOD(name) \
-  RValue* tsl_Script_SnowState_##name(CInstance* self, CInstance* other, RValue* result, int argc, RValue** argv)
+#define SNOWSTATE_METHOD(name)                                                                             \
+  RValue* tsl_Script_SnowState_##name(CInstance* self, [[maybe_unused]] CInstance* other, RValue* result, \
+                                      [[maybe_unused]] int argc, [[maybe_unused]] RValue** argv)
 
 #define SNOWSTATE_METHODS(X)                                                                             \
   X(add) X(add_child) X(change) X(trigger) X(add_transition) X(add_wildcard_transition)                  \

@@ -7,33 +7,9 @@ using namespace snowstate;
 
 namespace {
 
-Value machine_of(CInstance* self) { return Value::Object(KV_AsObject(self)); }
-
 // method(__owner, f)
 Value bound_to_owner(CInstance* self, CInstance* other, const Value& function) {
   return builtin(f_method, self, other, {*tsl::get(self, v___owner), *function});
-}
-
-Value names_of(CInstance* self, CInstance* other, const Value& s) {
-  return builtin(f_variable_struct_get_names, self, other, {*s});
-}
-
-int32_t length_of(CInstance* self, CInstance* other, const Value& array) {
-  return RV_ToInt32(*builtin(f_array_length, self, other, {*array}));
-}
-
-Value element(const Value& array, int32_t i) {
-  return RV_Kind(*array) == kRVArray && i >= 0 && i < array.get()->pArray->length
-             ? Value::Copy(array.get()->pArray->pArray[i])
-             : Value();
-}
-
-Value field(const Value& record, const KVVariableEntry& entry) { return tsl::get(KV_AsInstance(record.object()), entry); }
-
-// A non-empty string.
-bool is_name(CInstance* self, CInstance* other, const Value& name) {
-  return truthy(builtin(f_is_string, self, other, {*name})) &&
-         RV_ToDouble(*builtin(f_string_length, self, other, {*name})) > 0;
 }
 
 }  // namespace
@@ -338,8 +314,6 @@ SNOWSTATE_METHOD(__execute) {
 // inherit(): the same event of the parent state, with the chain of children queued.
 SNOWSTATE_METHOD(inherit) {
   tsl::ScriptScope scope("tsl_Script_SnowState_inherit", self, result);
-  (void)argc;
-  (void)argv;
   const Value history = tsl::get(self, v___history);
   const Value state = element(history, 0);
   const Value parents = tsl::get(self, v___parent);
@@ -430,9 +404,6 @@ SNOWSTATE_METHOD(event_set_default_function) {
 
 SNOWSTATE_METHOD(event_get_current_function) {
   tsl::ScriptScope scope("tsl_Script_SnowState_event_get_current_function", self, result);
-  (void)other;
-  (void)argc;
-  (void)argv;
   return scope.give(tsl::get(self, v___tempEvent));
 }
 
@@ -480,15 +451,11 @@ SNOWSTATE_METHOD(state_exists) {
 
 SNOWSTATE_METHOD(get_states) {
   tsl::ScriptScope scope("tsl_Script_SnowState_get_states", self, result);
-  (void)argc;
-  (void)argv;
   return scope.give(names_of(self, other, tsl::get(self, v___states)));
 }
 
 SNOWSTATE_METHOD(get_current_state) {
   tsl::ScriptScope scope("tsl_Script_SnowState_get_current_state", self, result);
-  (void)argc;
-  (void)argv;
   return scope.give(SNOWSTATE_CALL(__get_current_state));
 }
 

@@ -9,25 +9,6 @@ using namespace snowstate;
 
 namespace {
 
-Value machine_of(CInstance* self) { return Value::Object(KV_AsObject(self)); }
-
-int32_t length_of(CInstance* self, CInstance* other, const Value& array) {
-  return RV_ToInt32(*builtin(f_array_length, self, other, {*array}));
-}
-
-Value element(const Value& array, int32_t i) {
-  return RV_Kind(*array) == kRVArray && i >= 0 && i < array.get()->pArray->length
-             ? Value::Copy(array.get()->pArray->pArray[i])
-             : Value();
-}
-
-Value field(const Value& record, const KVVariableEntry& entry) { return tsl::get(KV_AsInstance(record.object()), entry); }
-
-bool is_name(CInstance* self, CInstance* other, const Value& name) {
-  return truthy(builtin(f_is_string, self, other, {*name})) &&
-         RV_ToDouble(*builtin(f_string_length, self, other, {*name})) > 0;
-}
-
 bool is_function(CInstance* self, CInstance* other, const Value& value) {
   return truthy(tsl::call(tsl_Script_SnowState___is_really_a_method, self, other, {*value}));
 }
@@ -329,8 +310,6 @@ SNOWSTATE_METHOD(__history_add) {
 // __history_fit_contents(): max(2, min(__historyMaxSize, length)) entries.
 SNOWSTATE_METHOD(__history_fit_contents) {
   tsl::ScriptScope scope("tsl_Script_SnowState___history_fit_contents", self, result);
-  (void)argc;
-  (void)argv;
   const Value history = tsl::get(self, v___history);
   const double limit = RV_ToDouble(*tsl::get(self, v___historyMaxSize));
   const double length = length_of(self, other, history);
@@ -341,8 +320,6 @@ SNOWSTATE_METHOD(__history_fit_contents) {
 
 SNOWSTATE_METHOD(history_enable) {
   tsl::ScriptScope scope("tsl_Script_SnowState_history_enable", self, result);
-  (void)argc;
-  (void)argv;
   if (!truthy(tsl::get(self, v___historyEnabled))) {
     tsl::set(self, v___historyEnabled, RV_Bool(true));
     SNOWSTATE_CALL(__history_fit_contents);
@@ -352,8 +329,6 @@ SNOWSTATE_METHOD(history_enable) {
 
 SNOWSTATE_METHOD(history_disable) {
   tsl::ScriptScope scope("tsl_Script_SnowState_history_disable", self, result);
-  (void)argc;
-  (void)argv;
   if (truthy(tsl::get(self, v___historyEnabled))) {
     tsl::set(self, v___historyEnabled, RV_Bool(false));
     builtin(f_array_resize, self, other, {*tsl::get(self, v___history), RV_Real(2)});
@@ -363,9 +338,6 @@ SNOWSTATE_METHOD(history_disable) {
 
 SNOWSTATE_METHOD(history_is_enabled) {
   tsl::ScriptScope scope("tsl_Script_SnowState_history_is_enabled", self, result);
-  (void)other;
-  (void)argc;
-  (void)argv;
   return scope.give(tsl::get(self, v___historyEnabled));
 }
 
@@ -391,16 +363,11 @@ SNOWSTATE_METHOD(history_set_max_size) {
 
 SNOWSTATE_METHOD(history_get_max_size) {
   tsl::ScriptScope scope("tsl_Script_SnowState_history_get_max_size", self, result);
-  (void)other;
-  (void)argc;
-  (void)argv;
   return scope.give(tsl::get(self, v___historyMaxSize));
 }
 
 SNOWSTATE_METHOD(get_previous_state) {
   tsl::ScriptScope scope("tsl_Script_SnowState_get_previous_state", self, result);
-  (void)argc;
-  (void)argv;
   const Value history = tsl::get(self, v___history);
   return scope.give(length_of(self, other, history) > 1 ? element(history, 1) : undefined());
 }
@@ -408,8 +375,6 @@ SNOWSTATE_METHOD(get_previous_state) {
 // history_get(): the states passed, current first.
 SNOWSTATE_METHOD(history_get) {
   tsl::ScriptScope scope("tsl_Script_SnowState_history_get", self, result);
-  (void)argc;
-  (void)argv;
   if (!truthy(tsl::get(self, v___historyEnabled))) {
     scope.line(1);
     SNOWSTATE_CALL(__snowstate_trace, *text("History is disabled, can not get_history()."));

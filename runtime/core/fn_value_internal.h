@@ -8,6 +8,19 @@
 
 namespace fn_value {
 
+// A value of a number kind: real, int32, int64 or bool.
+inline bool is_number(const RValue& v) {
+  switch (RV_Kind(v)) {
+    case kRVReal:
+    case kRVInt32:
+    case kRVInt64:
+    case kRVBool:
+      return true;
+    default:
+      return false;
+  }
+}
+
 inline void set_result(RValue* result, const RValue& value) {
   if (RV_NeedsFree(*result)) RV_Free(result);
   *result = value;

@@ -13,32 +13,23 @@
 
 namespace {
 
-std::vector<CAnimCurve*> g_curves;  // by id; null for a free slot
-size_t g_asset_curves = 0;          // slots below this hold the file's curves
+ScriptObjectTable<CAnimCurve> g_curves;
 
 // ---- Properties -------------------------------------------------------------------------------------
 
-#define CURVE_PROPERTY(fn)                                                                                    \
-  void fn([[maybe_unused]] RValue* result, [[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-          [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv, [[maybe_unused]] int32_t index)
-
-template <class T>
-T* property_self(CInstance* self, int32_t index) {
-  if (SequenceProperty_RefuseIndex(index)) return nullptr;
-  return Sequence_Self<T>(self);
-}
+#define CURVE_PROPERTY SEQUENCE_PROPERTY
 
 CURVE_PROPERTY(curve_get_name) {
-  if (auto* curve = property_self<CAnimCurve>(self, index)) SequenceProperty_SetString(result, curve->name.c_str());
+  if (auto* curve = SequenceProperty_Self<CAnimCurve>(self, index)) SequenceProperty_SetString(result, curve->name.c_str());
 }
 CURVE_PROPERTY(curve_set_name) {
-  if (auto* curve = property_self<CAnimCurve>(self, index)) curve->name = RV_StringText(argv[0]);
+  if (auto* curve = SequenceProperty_Self<CAnimCurve>(self, index)) curve->name = RV_StringText(argv[0]);
 }
 CURVE_PROPERTY(curve_get_channels) {
   if (auto* curve = Sequence_Self<CAnimCurve>(self)) SequenceProperty_SetObjects(result, curve->channels);
 }
 CURVE_PROPERTY(curve_set_channels) {
-  auto* curve = property_self<CAnimCurve>(self, index);
+  auto* curve = SequenceProperty_Self<CAnimCurve>(self, index);
   std::vector<CAnimCurveChannel*> channels;
   if (curve != nullptr &&
       SequenceProperty_ReadObjects(argv[0], "channels", "an animation curve channel", &channels)) {
@@ -47,28 +38,28 @@ CURVE_PROPERTY(curve_set_channels) {
 }
 
 CURVE_PROPERTY(channel_get_name) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) {
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) {
     SequenceProperty_SetString(result, channel->name.c_str());
   }
 }
 CURVE_PROPERTY(channel_set_name) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) channel->name = RV_StringText(argv[0]);
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) channel->name = RV_StringText(argv[0]);
 }
 CURVE_PROPERTY(channel_get_type) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) *result = RV_Real(channel->type);
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) *result = RV_Real(channel->type);
 }
 CURVE_PROPERTY(channel_set_type) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) {
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) {
     channel->type = RV_ToInt32(argv[0]);
     channel->cached.clear();
     channel->Touch();
   }
 }
 CURVE_PROPERTY(channel_get_iterations) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) *result = RV_Real(channel->iterations);
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) *result = RV_Real(channel->iterations);
 }
 CURVE_PROPERTY(channel_set_iterations) {
-  if (auto* channel = property_self<CAnimCurveChannel>(self, index)) {
+  if (auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index)) {
     channel->iterations = RV_ToInt32(argv[0]);
     channel->cached.clear();
     channel->Touch();
@@ -78,7 +69,7 @@ CURVE_PROPERTY(channel_get_points) {
   if (auto* channel = Sequence_Self<CAnimCurveChannel>(self)) SequenceProperty_SetObjects(result, channel->points);
 }
 CURVE_PROPERTY(channel_set_points) {
-  auto* channel = property_self<CAnimCurveChannel>(self, index);
+  auto* channel = SequenceProperty_Self<CAnimCurveChannel>(self, index);
   std::vector<CCurvePoint*> points;
   if (channel != nullptr && SequenceProperty_ReadObjects(argv[0], "points", "a point", &points)) {
     channel->SetPoints(std::move(points));
@@ -86,19 +77,19 @@ CURVE_PROPERTY(channel_set_points) {
 }
 
 CURVE_PROPERTY(point_get_posx) {
-  if (auto* point = property_self<CCurvePoint>(self, index)) *result = RV_Real(point->posx);
+  if (auto* point = SequenceProperty_Self<CCurvePoint>(self, index)) *result = RV_Real(point->posx);
 }
 CURVE_PROPERTY(point_set_posx) {
-  if (auto* point = property_self<CCurvePoint>(self, index)) {
+  if (auto* point = SequenceProperty_Self<CCurvePoint>(self, index)) {
     point->posx = static_cast<float>(RV_ToDouble(argv[0]));
     point->Touch();
   }
 }
 CURVE_PROPERTY(point_get_value) {
-  if (auto* point = property_self<CCurvePoint>(self, index)) *result = RV_Real(point->value);
+  if (auto* point = SequenceProperty_Self<CCurvePoint>(self, index)) *result = RV_Real(point->value);
 }
 CURVE_PROPERTY(point_set_value) {
-  if (auto* point = property_self<CCurvePoint>(self, index)) {
+  if (auto* point = SequenceProperty_Self<CCurvePoint>(self, index)) {
     point->value = static_cast<float>(RV_ToDouble(argv[0]));
     point->Touch();
   }
@@ -219,22 +210,13 @@ void rebuild_catmull_rom(CAnimCurveChannel* channel) {
   channel->cached.push_back({points.back()->posx, points.back()->value});
 }
 
-// ---- Making objects -----------------------------------------------------------------------------------
-
-template <class T>
-T* adopt_new(ScriptStructClass& type) {
-  T* object = new T();
-  type.adopt(object);
-  return object;
-}
-
 }  // namespace
 
 // ---- Objects ------------------------------------------------------------------------------------------
 
-CCurvePoint* CCurvePoint::New() { return adopt_new<CCurvePoint>(g_point_class); }
+CCurvePoint* CCurvePoint::New() { return g_point_class.make<CCurvePoint>(); }
 
-CAnimCurveChannel* CAnimCurveChannel::New() { return adopt_new<CAnimCurveChannel>(g_channel_class); }
+CAnimCurveChannel* CAnimCurveChannel::New() { return g_channel_class.make<CAnimCurveChannel>(); }
 
 bool CAnimCurveChannel::Mark(uint32_t* bitmap, int32_t bits) {
   if (!CSequenceBaseClass::Mark(bitmap, bits)) return false;
@@ -260,7 +242,7 @@ void CAnimCurveChannel::SetPoints(std::vector<CCurvePoint*> replacement) {
   Touch();
 }
 
-CAnimCurve* CAnimCurve::New() { return adopt_new<CAnimCurve>(g_curve_class); }
+CAnimCurve* CAnimCurve::New() { return g_curve_class.make<CAnimCurve>(); }
 
 CAnimCurve::~CAnimCurve() { AnimCurve_Remove(this); }
 
@@ -371,53 +353,16 @@ CAnimCurve* AnimCurve_FromAsset(const CurveAsset& asset) {
 
 // ---- The table ----------------------------------------------------------------------------------------
 
-CAnimCurve* AnimCurve_Get(int32_t id) {
-  return id >= 0 && static_cast<size_t>(id) < g_curves.size() ? g_curves[static_cast<size_t>(id)] : nullptr;
-}
-
-int32_t AnimCurve_Add(CAnimCurve* curve) {
-  size_t slot = 0;
-  while (slot < g_curves.size() && g_curves[slot] != nullptr) ++slot;
-  if (slot == g_curves.size()) g_curves.push_back(nullptr);
-  g_curves[slot] = curve;
-  curve->index = static_cast<int32_t>(slot);
-  return curve->index;
-}
-
-void AnimCurve_Remove(CAnimCurve* curve) {
-  if (curve->index >= 0 && static_cast<size_t>(curve->index) < g_curves.size() &&
-      g_curves[static_cast<size_t>(curve->index)] == curve) {
-    g_curves[static_cast<size_t>(curve->index)] = nullptr;
-  }
-  curve->index = -1;
-}
-
-bool AnimCurve_IsAsset(const CAnimCurve* curve) {
-  return curve != nullptr && curve->index >= 0 && static_cast<size_t>(curve->index) < g_asset_curves;
-}
+CAnimCurve* AnimCurve_Get(int32_t id) { return g_curves.get(id); }
+int32_t AnimCurve_Add(CAnimCurve* curve) { return g_curves.add(curve); }
+void AnimCurve_Remove(CAnimCurve* curve) { g_curves.remove(curve); }
+bool AnimCurve_IsAsset(const CAnimCurve* curve) { return g_curves.is_asset(curve); }
+void AnimCurve_FreeAll() { g_curves.free_all(); }
 
 void AnimCurve_BuildFromAssets() {
-  AnimCurve_FreeAll();
   const AssetTable<CurveAsset>& assets = CurveAsset_Table();
-  g_curves.assign(static_cast<size_t>(assets.count()), nullptr);
-  g_asset_curves = g_curves.size();
+  g_curves.reset_assets(static_cast<size_t>(assets.count()));
   for (int32_t i = 0; i < assets.count(); ++i) {
-    const CurveAsset* asset = assets.get(i);
-    if (asset == nullptr) continue;
-    CAnimCurve* curve = AnimCurve_FromAsset(*asset);
-    GCAddRoot(curve);
-    g_curves[static_cast<size_t>(i)] = curve;
-    curve->index = i;
+    if (const CurveAsset* asset = assets.get(i)) g_curves.set_asset(i, AnimCurve_FromAsset(*asset));
   }
-}
-
-void AnimCurve_FreeAll() {
-  const std::vector<CAnimCurve*> curves = g_curves;
-  for (size_t i = 0; i < curves.size(); ++i) {
-    if (curves[i] == nullptr) continue;
-    if (i < g_asset_curves) GCRemoveRoot(curves[i]);
-    AnimCurve_Remove(curves[i]);
-  }
-  g_curves.clear();
-  g_asset_curves = 0;
 }

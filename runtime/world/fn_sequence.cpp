@@ -14,24 +14,13 @@ using datawin::seqn::TrackKind;
 
 namespace {
 
+using fn_value::is_number;
 using fn_value::set_result;
 using fn_value::with_args;
 
 #define FN_SEQ(name)                                                                                              \
   void name([[maybe_unused]] RValue* result, [[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
             [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv)
-
-bool is_number(const RValue& v) {
-  switch (RV_Kind(v)) {
-    case kRVReal:
-    case kRVInt32:
-    case kRVInt64:
-    case kRVBool:
-      return true;
-    default:
-      return false;
-  }
-}
 
 template <class T>
 T* object_of(const RValue& value) {

@@ -15,8 +15,7 @@ using datawin::seqn::TrackKind;
 
 namespace {
 
-std::vector<CSequence*> g_sequences;  // by id; null for a free slot
-size_t g_asset_sequences = 0;         // slots below this hold the file's sequences
+ScriptObjectTable<CSequence> g_sequences;
 
 struct ParameterName {
   const char* name;
@@ -364,55 +363,18 @@ CSequence* Sequence_FromAsset(const SequenceAsset& asset) {
 
 // ---- The table ------------------------------------------------------------------------------------
 
-CSequence* Sequence_Get(int32_t id) {
-  return id >= 0 && static_cast<size_t>(id) < g_sequences.size() ? g_sequences[static_cast<size_t>(id)] : nullptr;
-}
-
-int32_t Sequence_Add(CSequence* sequence) {
-  size_t slot = 0;
-  while (slot < g_sequences.size() && g_sequences[slot] != nullptr) ++slot;
-  if (slot == g_sequences.size()) g_sequences.push_back(nullptr);
-  g_sequences[slot] = sequence;
-  sequence->index = static_cast<int32_t>(slot);
-  return sequence->index;
-}
-
-void Sequence_Remove(CSequence* sequence) {
-  if (sequence->index >= 0 && static_cast<size_t>(sequence->index) < g_sequences.size() &&
-      g_sequences[static_cast<size_t>(sequence->index)] == sequence) {
-    g_sequences[static_cast<size_t>(sequence->index)] = nullptr;
-  }
-  sequence->index = -1;
-}
-
-bool Sequence_IsAsset(const CSequence* sequence) {
-  return sequence != nullptr && sequence->index >= 0 && static_cast<size_t>(sequence->index) < g_asset_sequences;
-}
+CSequence* Sequence_Get(int32_t id) { return g_sequences.get(id); }
+int32_t Sequence_Add(CSequence* sequence) { return g_sequences.add(sequence); }
+void Sequence_Remove(CSequence* sequence) { g_sequences.remove(sequence); }
+bool Sequence_IsAsset(const CSequence* sequence) { return g_sequences.is_asset(sequence); }
+void Sequence_FreeAll() { g_sequences.free_all(); }
 
 void Sequence_BuildFromAssets() {
-  Sequence_FreeAll();
   const AssetTable<SequenceAsset>& assets = SequenceAsset_Table();
-  g_sequences.assign(static_cast<size_t>(assets.count()), nullptr);
-  g_asset_sequences = g_sequences.size();
+  g_sequences.reset_assets(static_cast<size_t>(assets.count()));
   for (int32_t i = 0; i < assets.count(); ++i) {
-    const SequenceAsset* asset = assets.get(i);
-    if (asset == nullptr) continue;
-    CSequence* sequence = Sequence_FromAsset(*asset);
-    GCAddRoot(sequence);
-    g_sequences[static_cast<size_t>(i)] = sequence;
-    sequence->index = i;
+    if (const SequenceAsset* asset = assets.get(i)) g_sequences.set_asset(i, Sequence_FromAsset(*asset));
   }
-}
-
-void Sequence_FreeAll() {
-  const std::vector<CSequence*> sequences = g_sequences;
-  for (size_t i = 0; i < sequences.size(); ++i) {
-    if (sequences[i] == nullptr) continue;
-    if (i < g_asset_sequences) GCRemoveRoot(sequences[i]);
-    Sequence_Remove(sequences[i]);
-  }
-  g_sequences.clear();
-  g_asset_sequences = 0;
 }
 
 bool Sequence_Prepare() {

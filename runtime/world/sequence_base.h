@@ -16,6 +16,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include "core/gc.h"
 #include "core/object.h"
 
 extern uint32_t GlobalChangeCounter;
@@ -50,6 +51,13 @@ class ScriptStructClass {
   KVObjectBase* prototype();
   // Gives a new object its class name and prototype and registers it with the collector.
   void adopt(KVObjectBase* object);
+  // A new object of class T, adopted.
+  template <class T>
+  T* make() {
+    T* object = new T();
+    adopt(object);
+    return object;
+  }
 
  private:
   friend class ScriptStructPrototype;
@@ -57,6 +65,11 @@ class ScriptStructClass {
   std::vector<ScriptStructProperty> properties_;
   KVObjectBase* prototype_ = nullptr;
 };
+
+// The shape of a property getter or setter (KVPropertyFn).
+#define SEQUENCE_PROPERTY(fn)                                                                                 \
+  void fn([[maybe_unused]] RValue* result, [[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
+          [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv, [[maybe_unused]] int32_t index)
 
 // The object of a property call as T, or null when self is something else.
 template <class T>
@@ -67,6 +80,12 @@ T* Sequence_Self(CInstance* self) {
 // Property helpers. A property that isn't an array refuses an index with "trying to index a
 // property which is not an array" (true: the caller stops).
 bool SequenceProperty_RefuseIndex(int32_t index);
+// Sequence_Self for a property that isn't an array: null after refusing an index.
+template <class T>
+T* SequenceProperty_Self(CInstance* self, int32_t index) {
+  if (SequenceProperty_RefuseIndex(index)) return nullptr;
+  return Sequence_Self<T>(self);
+}
 void SequenceProperty_SetString(RValue* result, const char* text);
 // A new array of the objects, in order (null entries read as undefined).
 template <class T>
@@ -117,3 +136,57 @@ template <class T>
 void Sequence_MarkAll(const std::vector<T*>& objects) {
   for (T* object : objects) Sequence_MarkObject(object);
 }
+
+// A table of script-visible objects by id: the data file's objects stand at their positions in the
+// chunk's list and are held by the collector's roots; objects made while the game runs take the
+// lowest free slot and are left to the collector, which takes them out when it frees them. T has an
+// `index` field, -1 while it is in no table.
+template <class T>
+class ScriptObjectTable {
+ public:
+  T* get(int32_t id) const {
+    return id >= 0 && static_cast<size_t>(id) < slots_.size() ? slots_[static_cast<size_t>(id)] : nullptr;
+  }
+  int32_t add(T* object) {
+    size_t slot = 0;
+    while (slot < slots_.size() && slots_[slot] != nullptr) ++slot;
+    if (slot == slots_.size()) slots_.push_back(nullptr);
+    slots_[slot] = object;
+    object->index = static_cast<int32_t>(slot);
+    return object->index;
+  }
+  void remove(T* object) {
+    if (get(object->index) == object) slots_[static_cast<size_t>(object->index)] = nullptr;
+    object->index = -1;
+  }
+  bool is_asset(const T* object) const {
+    return object != nullptr && object->index >= 0 && static_cast<size_t>(object->index) < assets_;
+  }
+  // Empties the table and makes `count` slots for the data file's objects.
+  void reset_assets(size_t count) {
+    free_all();
+    slots_.assign(count, nullptr);
+    assets_ = count;
+  }
+  // Puts a data file's object at its slot, held for the game.
+  void set_asset(int32_t id, T* object) {
+    GCAddRoot(object);
+    slots_[static_cast<size_t>(id)] = object;
+    object->index = id;
+  }
+  // Empties the table and lets go of the data file's objects.
+  void free_all() {
+    const std::vector<T*> held = slots_;
+    for (size_t i = 0; i < held.size(); ++i) {
+      if (held[i] == nullptr) continue;
+      if (i < assets_) GCRemoveRoot(held[i]);
+      remove(held[i]);
+    }
+    slots_.clear();
+    assets_ = 0;
+  }
+
+ private:
+  std::vector<T*> slots_;  // null for a free slot
+  size_t assets_ = 0;      // slots below this hold the data file's objects
+};

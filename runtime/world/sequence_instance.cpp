@@ -21,19 +21,11 @@ constexpr float kPi = 3.14159265358979323846f;
 
 // ---- Properties -----------------------------------------------------------------------------------
 
-#define SEQ_PROPERTY(fn)                                                                                      \
-  void fn([[maybe_unused]] RValue* result, [[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-          [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv, [[maybe_unused]] int32_t index)
-
-template <class T>
-T* property_self(CInstance* self, int32_t index) {
-  if (SequenceProperty_RefuseIndex(index)) return nullptr;
-  return Sequence_Self<T>(self);
-}
+#define SEQ_PROPERTY SEQUENCE_PROPERTY
 
 template <class T, class F, F T::*Member>
 SEQ_PROPERTY(get_number) {
-  if (T* object = property_self<T>(self, index)) {
+  if (T* object = SequenceProperty_Self<T>(self, index)) {
     if constexpr (std::is_same_v<F, bool>) {
       *result = RV_Bool(object->*Member);
     } else {
@@ -43,7 +35,7 @@ SEQ_PROPERTY(get_number) {
 }
 template <class T, class F, F T::*Member>
 SEQ_PROPERTY(set_number) {
-  if (T* object = property_self<T>(self, index)) {
+  if (T* object = SequenceProperty_Self<T>(self, index)) {
     if constexpr (std::is_same_v<F, bool>) {
       object->*Member = RV_ToBool(argv[0]);
     } else {
@@ -72,15 +64,15 @@ SEQ_PROPERTY(node_get_floats) {
 }
 
 SEQ_PROPERTY(node_get_track) {
-  SequenceEvalNode* node = property_self<SequenceEvalNode>(self, index);
+  SequenceEvalNode* node = SequenceProperty_Self<SequenceEvalNode>(self, index);
   if (node != nullptr && node->track != nullptr) *result = RV_Object(node->track);
 }
 SEQ_PROPERTY(node_get_parent) {
-  SequenceEvalNode* node = property_self<SequenceEvalNode>(self, index);
+  SequenceEvalNode* node = SequenceProperty_Self<SequenceEvalNode>(self, index);
   if (node != nullptr && node->parent != nullptr) *result = RV_Object(node->parent);
 }
 SEQ_PROPERTY(node_get_sequence) {
-  SequenceEvalNode* node = property_self<SequenceEvalNode>(self, index);
+  SequenceEvalNode* node = SequenceProperty_Self<SequenceEvalNode>(self, index);
   if (node == nullptr) return;
   CSequence* sequence = Sequence_Get(node->sequenceID);
   if (sequence != nullptr) *result = RV_Object(sequence);
@@ -105,7 +97,7 @@ ScriptStructClass g_node_class(
      {"activeTracks", node_get_active, nullptr}});
 
 SEQ_PROPERTY(instance_get_sequence) {
-  CSequenceInstance* instance = property_self<CSequenceInstance>(self, index);
+  CSequenceInstance* instance = SequenceProperty_Self<CSequenceInstance>(self, index);
   if (instance == nullptr) return;
   if (CSequence* sequence = instance->Sequence()) *result = RV_Object(sequence);
 }
@@ -117,7 +109,7 @@ SEQ_PROPERTY(instance_get_active) {
 }
 // A head direction is a sign: 1 or -1.
 SEQ_PROPERTY(instance_set_direction) {
-  if (CSequenceInstance* instance = property_self<CSequenceInstance>(self, index)) {
+  if (CSequenceInstance* instance = SequenceProperty_Self<CSequenceInstance>(self, index)) {
     instance->headDirection = RV_ToDouble(argv[0]) < 0.0 ? -1.0f : 1.0f;
     instance->pendingChange = true;
   }
@@ -407,13 +399,6 @@ void evaluate_tracks(CSequenceInstance* si, const std::vector<CSequenceTrack*>& 
   }
 }
 
-template <class T>
-T* adopt_new(ScriptStructClass& type) {
-  T* object = new T();
-  type.adopt(object);
-  return object;
-}
-
 CLayerSequenceElement* element_of(const CSequenceInstance* si) {
   CLayerElementBase* element = Layer_FindElement(si->room, si->elementID, kLayerElementSequence);
   return element != nullptr ? static_cast<CLayerSequenceElement*>(element) : nullptr;
@@ -424,7 +409,7 @@ CLayerSequenceElement* element_of(const CSequenceInstance* si) {
 // ---- Nodes ----------------------------------------------------------------------------------------
 
 SequenceEvalNode* SequenceEvalNode::New(CSequenceTrack* track, SequenceEvalNode* parent) {
-  SequenceEvalNode* node = adopt_new<SequenceEvalNode>(g_node_class);
+  SequenceEvalNode* node = g_node_class.make<SequenceEvalNode>();
   node->track = track;
   node->parent = parent;
   Sequence_LinkChild(node, track);
@@ -470,7 +455,7 @@ void SequenceEvalNode::ResetValues() {
 // ---- Instances ------------------------------------------------------------------------------------
 
 CSequenceInstance* CSequenceInstance::New(int32_t sequenceIndex) {
-  CSequenceInstance* instance = adopt_new<CSequenceInstance>(g_instance_class);
+  CSequenceInstance* instance = g_instance_class.make<CSequenceInstance>();
   instance->sequenceIndex = sequenceIndex;
   instance->root = SequenceEvalNode::New(nullptr, nullptr);
   Sequence_LinkChild(instance, instance->root);

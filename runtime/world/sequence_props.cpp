@@ -11,20 +11,12 @@ using datawin::seqn::TrackKind;
 
 namespace {
 
-#define SEQ_PROPERTY(fn)                                                                                      \
-  void fn([[maybe_unused]] RValue* result, [[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-          [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv, [[maybe_unused]] int32_t index)
-
-template <class T>
-T* property_self(CInstance* self, int32_t index) {
-  if (SequenceProperty_RefuseIndex(index)) return nullptr;
-  return Sequence_Self<T>(self);
-}
+#define SEQ_PROPERTY SEQUENCE_PROPERTY
 
 // Getters and setters of plain fields, by member pointer. A write records the edit.
 template <class T, class F, F T::*Member>
 SEQ_PROPERTY(get_field) {
-  T* object = property_self<T>(self, index);
+  T* object = SequenceProperty_Self<T>(self, index);
   if (object == nullptr) return;
   const F& value = object->*Member;
   if constexpr (std::is_same_v<F, std::string>) {
@@ -38,7 +30,7 @@ SEQ_PROPERTY(get_field) {
 
 template <class T, class F, F T::*Member>
 SEQ_PROPERTY(set_field) {
-  T* object = property_self<T>(self, index);
+  T* object = SequenceProperty_Self<T>(self, index);
   if (object == nullptr) return;
   if constexpr (std::is_same_v<F, std::string>) {
     object->*Member = RV_StringText(argv[0]);
@@ -74,11 +66,11 @@ SEQ_PROPERTY(get_list) {
 // ---- Key data -------------------------------------------------------------------------------------
 
 SEQ_PROPERTY(key_get_curve) {
-  CSequenceKey* key = property_self<CSequenceKey>(self, index);
+  CSequenceKey* key = SequenceProperty_Self<CSequenceKey>(self, index);
   if (key != nullptr) *result = key->curve != nullptr ? RV_Object(key->curve) : RV_Undefined();
 }
 SEQ_PROPERTY(key_set_curve) {
-  CSequenceKey* key = property_self<CSequenceKey>(self, index);
+  CSequenceKey* key = SequenceProperty_Self<CSequenceKey>(self, index);
   if (key == nullptr) return;
   KVObjectBase* object = RV_ObjectOf(argv[0]);
   auto* curve = object != nullptr ? dynamic_cast<CAnimCurve*>(object) : nullptr;
@@ -99,7 +91,7 @@ SEQ_PROPERTY(key_get_events) {
   for (size_t i = 0; i < key->events.size(); ++i) RV_SetString(&result->pArray->pArray[i], key->events[i].c_str());
 }
 SEQ_PROPERTY(key_set_events) {
-  CSequenceKey* key = property_self<CSequenceKey>(self, index);
+  CSequenceKey* key = SequenceProperty_Self<CSequenceKey>(self, index);
   if (key == nullptr) return;
   const int32_t length = SequenceProperty_ArrayLength(argv[0]);
   if (length < 0) {
@@ -111,10 +103,10 @@ SEQ_PROPERTY(key_set_events) {
   key->Touch();
 }
 SEQ_PROPERTY(key_get_event) {
-  if (CSequenceKey* key = property_self<CSequenceKey>(self, index)) RV_Assign(result, &key->event);
+  if (CSequenceKey* key = SequenceProperty_Self<CSequenceKey>(self, index)) RV_Assign(result, &key->event);
 }
 SEQ_PROPERTY(key_set_event) {
-  CSequenceKey* key = property_self<CSequenceKey>(self, index);
+  CSequenceKey* key = SequenceProperty_Self<CSequenceKey>(self, index);
   if (key == nullptr) return;
   RV_Assign(&key->event, &argv[0]);
   if (KVObjectBase* object = RV_ObjectOf(argv[0])) Sequence_LinkChild(key, object);
@@ -175,7 +167,7 @@ SEQ_PROPERTY(keyframe_get_channels) {
 }
 // Entry i becomes channel i; undefined entries leave the channel out.
 SEQ_PROPERTY(keyframe_set_channels) {
-  CSequenceKeyframe* keyframe = property_self<CSequenceKeyframe>(self, index);
+  CSequenceKeyframe* keyframe = SequenceProperty_Self<CSequenceKeyframe>(self, index);
   if (keyframe == nullptr) return;
   const int32_t length = SequenceProperty_ArrayLength(argv[0]);
   if (length < 0) {
@@ -207,25 +199,25 @@ ScriptStructClass g_keyframe_class("SequenceKeyframe",
 // ---- Tracks ---------------------------------------------------------------------------------------
 
 SEQ_PROPERTY(track_get_type) {
-  if (CSequenceTrack* track = property_self<CSequenceTrack>(self, index)) *result = RV_Real(track->kind);
+  if (CSequenceTrack* track = SequenceProperty_Self<CSequenceTrack>(self, index)) *result = RV_Real(track->kind);
 }
 // A parameter track made by a script drives what its name says.
 SEQ_PROPERTY(track_set_name) {
-  CSequenceTrack* track = property_self<CSequenceTrack>(self, index);
+  CSequenceTrack* track = SequenceProperty_Self<CSequenceTrack>(self, index);
   if (track == nullptr) return;
   track->name = RV_StringText(argv[0]);
   if (track->IsParameter()) track->subType = Sequence_ParameterOfName(track->name.c_str());
   track->Touch();
 }
 SEQ_PROPERTY(track_set_tracks) {
-  CSequenceTrack* track = property_self<CSequenceTrack>(self, index);
+  CSequenceTrack* track = SequenceProperty_Self<CSequenceTrack>(self, index);
   std::vector<CSequenceTrack*> tracks;
   if (track != nullptr && SequenceProperty_ReadObjects(argv[0], "tracks", "a track", &tracks)) {
     track->SetTracks(std::move(tracks));
   }
 }
 SEQ_PROPERTY(track_set_keyframes) {
-  CSequenceTrack* track = property_self<CSequenceTrack>(self, index);
+  CSequenceTrack* track = SequenceProperty_Self<CSequenceTrack>(self, index);
   std::vector<CSequenceKeyframe*> keyframes;
   if (track != nullptr && SequenceProperty_ReadObjects(argv[0], "keyframes", "a keyframe", &keyframes)) {
     track->SetKeyframes(std::move(keyframes));
@@ -245,7 +237,7 @@ ScriptStructClass g_real_track_class("SequenceTrack", {TRACK_PROPERTIES, FIELD(T
 // ---- Sequences ------------------------------------------------------------------------------------
 
 SEQ_PROPERTY(sequence_set_loopmode) {
-  CSequence* sequence = property_self<CSequence>(self, index);
+  CSequence* sequence = SequenceProperty_Self<CSequence>(self, index);
   if (sequence == nullptr) return;
   const double value = RV_ToDouble(argv[0]);
   if (value < 0.0 || value > 2.0) {
@@ -256,7 +248,7 @@ SEQ_PROPERTY(sequence_set_loopmode) {
   sequence->Touch();
 }
 SEQ_PROPERTY(sequence_set_speed_type) {
-  CSequence* sequence = property_self<CSequence>(self, index);
+  CSequence* sequence = SequenceProperty_Self<CSequence>(self, index);
   if (sequence == nullptr) return;
   const double value = RV_ToDouble(argv[0]);
   if (value < 0.0 || value > 1.0) {
@@ -268,14 +260,14 @@ SEQ_PROPERTY(sequence_set_speed_type) {
 }
 template <std::vector<CSequenceKeyframe*> CSequence::*Member>
 SEQ_PROPERTY(sequence_set_keyframes) {
-  CSequence* sequence = property_self<CSequence>(self, index);
+  CSequence* sequence = SequenceProperty_Self<CSequence>(self, index);
   std::vector<CSequenceKeyframe*> keyframes;
   if (sequence != nullptr && SequenceProperty_ReadObjects(argv[0], "keyframes", "a keyframe", &keyframes)) {
     sequence->SetKeyframes(&(sequence->*Member), std::move(keyframes));
   }
 }
 SEQ_PROPERTY(sequence_set_tracks) {
-  CSequence* sequence = property_self<CSequence>(self, index);
+  CSequence* sequence = SequenceProperty_Self<CSequence>(self, index);
   std::vector<CSequenceTrack*> tracks;
   if (sequence != nullptr && SequenceProperty_ReadObjects(argv[0], "tracks", "a track", &tracks)) {
     sequence->SetTracks(std::move(tracks));
@@ -283,11 +275,11 @@ SEQ_PROPERTY(sequence_set_tracks) {
 }
 template <int32_t Event>
 SEQ_PROPERTY(sequence_get_event) {
-  if (CSequence* sequence = property_self<CSequence>(self, index)) RV_Assign(result, &sequence->events[Event]);
+  if (CSequence* sequence = SequenceProperty_Self<CSequence>(self, index)) RV_Assign(result, &sequence->events[Event]);
 }
 template <int32_t Event>
 SEQ_PROPERTY(sequence_set_event) {
-  CSequence* sequence = property_self<CSequence>(self, index);
+  CSequence* sequence = SequenceProperty_Self<CSequence>(self, index);
   if (sequence == nullptr) return;
   RV_Assign(&sequence->events[Event], &argv[0]);
   if (KVObjectBase* object = RV_ObjectOf(argv[0])) Sequence_LinkChild(sequence, object);
@@ -314,34 +306,27 @@ ScriptStructClass g_sequence_class(
 #undef FIELD_AS
 #undef SEQ_PROPERTY
 
-template <class Object>
-Object* adopt_new(ScriptStructClass& type) {
-  auto* object = new Object();
-  type.adopt(object);
-  return object;
-}
-
 }  // namespace
 
 CSequenceKey* CSequenceKey::New(int32_t kind) {
   ScriptStructClass* type = key_class(kind);
   if (type == nullptr) return nullptr;
-  CSequenceKey* key = adopt_new<CSequenceKey>(*type);
+  CSequenceKey* key = type->make<CSequenceKey>();
   key->kind = kind;
   return key;
 }
 
-CSequenceKeyframe* CSequenceKeyframe::New() { return adopt_new<CSequenceKeyframe>(g_keyframe_class); }
+CSequenceKeyframe* CSequenceKeyframe::New() { return g_keyframe_class.make<CSequenceKeyframe>(); }
 
 CSequenceTrack* CSequenceTrack::New(int32_t kind) {
   const bool real = kind == TrackKind::kTrackReal || kind == TrackKind::kTrackColour;
-  CSequenceTrack* track = adopt_new<CSequenceTrack>(real ? g_real_track_class : g_track_class);
+  CSequenceTrack* track = (real ? g_real_track_class : g_track_class).make<CSequenceTrack>();
   track->kind = kind;
   return track;
 }
 
 CSequence* CSequence::New() {
-  CSequence* sequence = adopt_new<CSequence>(g_sequence_class);
+  CSequence* sequence = g_sequence_class.make<CSequence>();
   for (RValue& event : sequence->events) event = RV_Undefined();
   return sequence;
 }
