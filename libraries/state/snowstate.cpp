@@ -6,6 +6,7 @@
 #include "core/call.h"
 #include "core/object.h"
 #include "core/timing.h"
+#include "core/variable_names.h"
 #include "state/snowstate_internal.h"
 
 namespace snowstate {
@@ -38,14 +39,41 @@ Value event_record(const Value& code, const Value& func) {
   return record;
 }
 
-Value struct_get(const Value& s, const Value& key) { return tsl::call(f_variable_struct_get, nullptr, nullptr, {*s, *key}); }
+// The machine's tables are structs keyed by strings: the `$` accessor goes to the struct's slot
+// directly, as the variable_struct_* builtins do for a struct; anything else takes the builtin.
+namespace {
+bool keyed_struct(const Value& s, const Value& key) {
+  return s.object() != nullptr && s.object()->kind == kObjStruct && RV_Kind(*key) == kRVString;
+}
+}  // namespace
+
+Value struct_get(const Value& s, const Value& key) {
+  if (!keyed_struct(s, key)) return tsl::call(f_variable_struct_get, nullptr, nullptr, {*s, *key});
+  const int32_t slot = Variable_GetSlot(RV_StringText(*key));
+  Value out;
+  if (slot < 0 || !Object_GetVar(s.object(), slot, kIndexWholeValue, out.get()) || RV_Kind(*out) == kRVUnset) {
+    return Value();
+  }
+  return out;
+}
 
 void struct_set(const Value& s, const Value& key, const Value& value) {
-  tsl::call(f_variable_struct_set, nullptr, nullptr, {*s, *key, *value});
+  if (!keyed_struct(s, key)) {
+    tsl::call(f_variable_struct_set, nullptr, nullptr, {*s, *key, *value});
+    return;
+  }
+  Object_SetVarOrRaise(s.object(), Variable_FindOrAddSlot(RV_StringText(*key)), kIndexWholeValue, value.get());
 }
 
 bool struct_exists(const Value& s, const Value& key) {
-  return truthy(tsl::call(f_variable_struct_exists, nullptr, nullptr, {*s, *key}));
+  if (!keyed_struct(s, key)) return truthy(tsl::call(f_variable_struct_exists, nullptr, nullptr, {*s, *key}));
+  const int32_t slot = Variable_GetSlot(RV_StringText(*key));
+  if (slot < 0) return false;
+  for (KVObjectBase* at : {s.object(), s.object()->prototype}) {
+    const RValue* held = at != nullptr ? at->FindOwnSlot(slot) : nullptr;
+    if (held != nullptr && RV_Kind(*held) != kRVUnset) return true;
+  }
+  return false;
 }
 
 Value builtin(const KVFunctionEntry& entry, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {

@@ -14,13 +14,27 @@ namespace tsl {
 
 namespace {
 
-std::vector<RValue*> pointers_of(std::initializer_list<RValue> args) {
-  std::vector<RValue*> pointers;
-  pointers.reserve(args.size());
-  // The callee reads the values and never frees them; the list keeps them for the call.
-  for (const RValue& value : args) pointers.push_back(const_cast<RValue*>(&value));
-  return pointers;
-}
+// The argument pointers of a call: on the stack for the usual few arguments. The callee reads the
+// values and never frees them; the caller's list keeps them for the call.
+class ArgPointers {
+ public:
+  explicit ArgPointers(std::initializer_list<RValue> args) : count_(args.size()) {
+    RValue** at = inline_;
+    if (count_ > kInline) {
+      heap_.resize(count_);
+      at = heap_.data();
+    }
+    for (const RValue& value : args) *at++ = const_cast<RValue*>(&value);
+  }
+  RValue** data() { return count_ > kInline ? heap_.data() : inline_; }
+  int size() const { return static_cast<int>(count_); }
+
+ private:
+  static constexpr size_t kInline = 8;
+  size_t count_;
+  RValue* inline_[kInline] = {};
+  std::vector<RValue*> heap_;
+};
 
 KVObjectBase* target_of(CInstance* who) {
   KVObjectBase* object = KV_AsObject(who);
@@ -101,9 +115,9 @@ Value call(const char* builtin, CInstance* self, CInstance* other, std::initiali
 
 Value call(int32_t function_index, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
   if (function_index >= 0 && function_index < Function_Count()) {
-    std::vector<RValue*> pointers = pointers_of(args);
+    ArgPointers pointers(args);
     Value result;
-    CallBuiltin(self, other, result.get(), static_cast<int>(pointers.size()), function_index, pointers.data());
+    CallBuiltin(self, other, result.get(), pointers.size(), function_index, pointers.data());
     return result;
   }
   const RValue method = RV_Real(function_index);
@@ -111,17 +125,17 @@ Value call(int32_t function_index, CInstance* self, CInstance* other, std::initi
 }
 
 Value call(KVScriptFunction script, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
-  std::vector<RValue*> pointers = pointers_of(args);
+  ArgPointers pointers(args);
   Value result;
-  script(self, other, result.get(), static_cast<int>(pointers.size()), pointers.data());
+  script(self, other, result.get(), pointers.size(), pointers.data());
   return result;
 }
 
 Value call_method(const RValue& method, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
-  std::vector<RValue*> pointers = pointers_of(args);
+  ArgPointers pointers(args);
   Value result;
   RValue callee = method;  // CallMethod reads it only
-  CallMethod(self, other, result.get(), static_cast<int>(pointers.size()), &callee, pointers.data());
+  CallMethod(self, other, result.get(), pointers.size(), &callee, pointers.data());
   return result;
 }
 
