@@ -12,7 +12,9 @@
 
 #include "data/asset_table.h"
 
-struct SoundAsset {
+// One sound: a sound asset, a buffer sound, a play queue or a stream. The first fields come from
+// the SOND record; the rest are the audio engine's, changed on the main thread only.
+struct cAudio_Sound {
   int32_t kind = 0;
   std::string file_name;  // a copy
   float gain = 0.0f;
@@ -22,12 +24,28 @@ struct SoundAsset {
   bool compressed = false;
   bool decompress_on_load = false;
   float pitch = 1.0f;
-  double duration = -1.0;
+  double duration = -1.0;  // seconds; -1 until known
   int32_t ref_count = 1;
   const uint8_t* data = nullptr;  // the blob's size word; null until its group is loaded
   uint32_t data_size = 0;
   const uint8_t* record = nullptr;
+
+  uint32_t buffer = 0;  // the mixing layer's buffer of a plain sound, 0 for none
+  bool keepBuffer = false;  // decoded at load: the buffer outlives an unload of its group
+  float gainStart = 0.0f, gainTarget = 0.0f;
+  int64_t gainStartTime = 0, gainEndTime = 0;  // microseconds; gainEndTime 0 is no ramp
+  std::string filePath;  // where a streamed sound's file was found
+  int32_t sampleRate = 0, channels = 1;
+  int64_t sampleCount = 0;
+  bool headerRead = false;  // sampleRate, channels and sampleCount are known
+  float trackPosition = 0.0f;  // where new voices start, seconds
+  bool isQueue = false;
+  bool deleted = false;  // a stream whose destroy waits for its voices
+
+  // Streamed or compressed: played through the streaming workers.
+  bool IsCompressed() const { return streamed || compressed; }
 };
+using SoundAsset = cAudio_Sound;
 
 struct AudioGroupAsset {
   const char* name = nullptr;  // in the image

@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string>
 
+#include "audio/audio.h"
 #include "core/builtin_families.h"
 #include "core/code.h"
 #include "core/console.h"
@@ -35,11 +36,13 @@
 #include "storage/buffer.h"
 #include "storage/ds_core.h"
 #include "world/builtin_var_rows.h"
+#include "world/event_async.h"
 #include "world/world_init.h"
 
 namespace {
 
 RunOptions g_options;
+AudioPlatform g_audio_platform;
 std::string g_command_line;
 GameImage g_image;
 std::string g_temp_directory;
@@ -156,6 +159,9 @@ bool StartGame() {
   g_DebugConsole->Output("Init Graphics\n");
   if (!Graphics_Init()) return false;
   g_DebugConsole->Output("IO Init\n");
+  Audio_Init(g_audio_platform, g_options.no_audio);
+  Audio_SetGameDirectory(GamePath_WorkingDirectory(g_options.game_path));
+  Audio_SetAsyncSink(Event_QueueAsync);
   g_DebugConsole->Output("Process Messages\n");
   ProcessMessages();
   g_DebugConsole->Output("Splash!\n");
@@ -265,6 +271,11 @@ void Game_End(int32_t code, bool code_given) {
 void Game_Restart() { New_Room = kNewRoomRestart; }
 
 int Kova_Main(int argc, char** argv, const DisplayPlatform& platform) {
+  return Kova_Main(argc, argv, platform, AudioPlatform{});
+}
+
+int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const AudioPlatform& audio) {
+  g_audio_platform = audio;
   MemoryManager::Start();
   Window_SetDisplayPlatform(platform);
   Frame_SetMainThread();

@@ -5,10 +5,13 @@
 #include <cstdint>
 #include <string>
 
+struct AudioPlatform;
 struct DisplayPlatform;
 struct RunOptions;
 
-// The whole program on the given window and device backends; returns the process's exit status.
+// The whole program on the given window, device and audio backends; returns the process's exit
+// status. Without an audio platform the game runs silent.
+int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const AudioPlatform& audio);
 int Kova_Main(int argc, char** argv, const DisplayPlatform& platform);
 
 bool InitGame();

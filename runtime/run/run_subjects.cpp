@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "audio/audio.h"
 #include "core/code.h"
 #include "core/console.h"
 #include "core/event_context.h"
@@ -60,7 +61,6 @@ bool sprite_size(int32_t index, int32_t* width, int32_t* height) {
 }  // namespace
 
 void TimeSource_TickRoots(int64_t delta_us) { TimeSource_FrameTick(delta_us); }
-void Audio_Tick() {}
 
 void SavedGame_ApplyQueued() {}
 void IO_Update() {}
@@ -99,7 +99,7 @@ void Game_ResetForRestart() { Instance_ResetState(); }
 // The data file's global initialisers run on the global object until one ends the game.
 bool Script_RunGlobalInit() { return Code_RunList(GameData_GlobalInitCode(), true); }
 void Script_RunGameEnd() { Code_RunList(GameData_GameEndCode(), false); }
-void Sounds_StopAll() {}
+void Sounds_StopAll() { Audio_StopAll(); }
 void Sprites_ResetState() {}
 
 bool Extension_Prepare() { return true; }
@@ -129,7 +129,7 @@ bool Room_Prepare() {
   g_EventNameSources.roomName = [](int32_t index) { return std::string(Room_GetName(index)); };
   return true;
 }
-bool AudioGroup_Prepare() { return true; }
+bool AudioGroup_Prepare() { return Audio_PrepareGroups(); }
 bool InitGraphics() { return true; }
 
 void Game_FreeSubjects() {
@@ -137,4 +137,5 @@ void Game_FreeSubjects() {
   TimeSource_ResetAll();
   TimeLine_FreeAll();
   Room_FreeAll();
+  Audio_Shutdown();
 }

@@ -6,13 +6,13 @@
 // changes.
 #include <cstdint>
 
+#include "audio/audio.h"
 #include "graphics/window.h"
 #include "world/room.h"
 #include "world/step.h"
 
 // Time sources: the two roots tick with the frame's delta before any wait.
 void TimeSource_TickRoots(int64_t delta_us);
-void Audio_Tick();
 
 // A running frame.
 void SavedGame_ApplyQueued();

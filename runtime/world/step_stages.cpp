@@ -1,14 +1,16 @@
-// Stages of subjects that have not landed: without sockets, effects, particle systems or an audio
-// queue there is nothing to advance or apply. The sequence stages live with the sequences.
+// Stages of subjects that have not landed: without sockets, effects or particle systems there is
+// nothing to advance or apply. The sequence stages live with the sequences; the audio flush hands
+// the sounds started so far to the output together.
 #include "world/step_stages.h"
 
+#include "audio/audio.h"
 #include "world/instance.h"
 
 void Step_PollSockets() {}
 void Step_LayerEffects(CRoom*) {}
 void Step_ParticlesAdvance() {}
 void Flush_ParticleDepths() {}
-void Flush_AudioQueue() {}
+void Flush_AudioQueue() { Audio_Flush(); }
 
 bool Step_MoveInstance(CInstance* instance) {
   if (instance->hspeed == 0.0f && instance->vspeed == 0.0f) return false;

@@ -4,11 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "assetgen/encode/ogg_encode.h"
+
 namespace assetgen {
-
-constexpr int kSampleRate = 44100;
-
-using Samples = std::vector<float>;
 
 struct SoundAsset {
   std::string name;
@@ -17,8 +15,5 @@ struct SoundAsset {
 };
 
 std::vector<SoundAsset> game_sounds();
-
-// Ogg Vorbis bytes of `samples` (mono, kSampleRate); quality 0 .. 1.
-std::vector<unsigned char> encode_ogg(const Samples& samples, float quality);
 
 }  // namespace assetgen
