@@ -250,11 +250,12 @@ void Audio_ReleaseSoundData(cAudio_Sound* sound) {
 void Audio_Init(const AudioPlatform& platform, bool no_audio) {
   Audio_Shutdown();
   if (no_audio) return;
+  // A runner built without an audio backend is silent without a word.
+  if (platform.open == nullptr) return;
   std::string error;
-  std::unique_ptr<IAudioDevice> device = platform.open != nullptr ? platform.open(&error) : nullptr;
+  std::unique_ptr<IAudioDevice> device = platform.open(&error);
   if (device == nullptr) {
-    g_ReleaseConsole->Output("Audio: no output device (%s): running silent\n",
-                             error.empty() ? "none given" : error.c_str());
+    g_ReleaseConsole->Output("Audio: no output device (%s): running silent\n", error.c_str());
     return;
   }
   g_state.mixer.Open(std::move(device));

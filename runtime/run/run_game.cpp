@@ -206,6 +206,8 @@ void Run_Start() {
     Run_Running = true;
     Run_Restart_Game();
   }
+  // A quit asked for while the game was starting still ends it.
+  if (Run_QuitSeen) Run_Running = false;
   Run_DebuggerHold = false;
   Run_FrameStart = Timing_Time();
   Run_SecondStart = Run_FrameStart;
