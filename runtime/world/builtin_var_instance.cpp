@@ -33,19 +33,6 @@ bool boolean(RValue* out, bool value) {
 
 float to_float(const RValue* value) { return static_cast<float>(BuiltinVar_Real(value)); }
 
-// Moves the instance: the box becomes dirty and the collision tree follows.
-void move_to(CInstance* self, float x, float y) {
-  self->x = x;
-  self->y = y;
-  self->flags |= kInstBBoxDirty;
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(self);
-}
-
-void geometry_changed(CInstance* self) {
-  self->flags |= kInstBBoxDirty;
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(self);
-}
-
 float snap(double value) {
   const double nearest = std::round(value);
   return static_cast<float>(std::fabs(value - nearest) < kSnap ? nearest : value);
@@ -56,7 +43,6 @@ void polar_to_cartesian(CInstance* self) {
   const float t = self->direction * kPi / 180.0f;
   self->hspeed = snap(std::cos(t) * self->speed);
   self->vspeed = snap(-std::sin(t) * self->speed);
-  geometry_changed(self);
 }
 
 void cartesian_to_polar(CInstance* self) {
@@ -72,7 +58,6 @@ void cartesian_to_polar(CInstance* self) {
   self->direction = static_cast<float>(std::fmod(static_cast<double>(snap(direction)), 360.0));
   self->speed = snap(std::sqrt(static_cast<double>(self->hspeed) * self->hspeed +
                                static_cast<double>(self->vspeed) * self->vspeed));
-  geometry_changed(self);
 }
 
 bool has_flag(const CInstance* self, uint32_t flag) { return (self->flags & flag) != 0; }
@@ -124,9 +109,9 @@ struct Row {
 
 const Row kRows[] = {
     {"x", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->x); },
-     +[](CInstance* self, int32_t, RValue* value) { move_to(self, to_float(value), self->y); return true; }},
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetPosition(self, to_float(value), self->y); return true; }},
     {"y", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->y); },
-     +[](CInstance* self, int32_t, RValue* value) { move_to(self, self->x, to_float(value)); return true; }},
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetPosition(self, self->x, to_float(value)); return true; }},
     KV_FLOAT_ROW("xprevious", xprevious),
     KV_FLOAT_ROW("yprevious", yprevious),
     KV_FLOAT_ROW("xstart", xstart),
@@ -186,7 +171,6 @@ const Row kRows[] = {
      +[](CInstance* self, int32_t, RValue* value) {
        const bool visible = BuiltinVar_Bool(value);
        set_flag(self, kInstVisible, visible);
-       if (visible) self->flags |= kInstBBoxDirty;
        Instance_SnapshotsDirty();
        return true;
      }},
@@ -201,11 +185,11 @@ const Row kRows[] = {
     {"bbox_bottom", +[](CInstance* self, int32_t, RValue* out) { return real(out, bbox(self, 3)); }, nullptr},
     {"sprite_index", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->spriteIndex); },
      +[](CInstance* self, int32_t, RValue* value) {
-       self->spriteIndex = BuiltinVar_Int(value);
-       geometry_changed(self);
+       Instance_SetSprite(self, BuiltinVar_Int(value));
        return true;
      }},
-    KV_FLOAT_ROW("image_index", imageIndex),
+    {"image_index", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->imageIndex); },
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetImageIndex(self, to_float(value)); return true; }},
     {"image_single", +[](CInstance* self, int32_t, RValue* out) {
        return real(out, self->imageSpeed == 0.0f ? self->imageIndex : -1.0);
      },
@@ -214,7 +198,7 @@ const Row kRows[] = {
        if (single < 0.0) {
          self->imageSpeed = 1.0f;
        } else {
-         self->imageIndex = static_cast<float>(single);
+         Instance_SetImageIndex(self, static_cast<float>(single));
          self->imageSpeed = 0.0f;
        }
        return true;
@@ -229,11 +213,11 @@ const Row kRows[] = {
     {"sprite_xoffset", +[](CInstance* self, int32_t, RValue* out) { return real(out, sprite_metrics(self).xoffset); }, nullptr},
     {"sprite_yoffset", +[](CInstance* self, int32_t, RValue* out) { return real(out, sprite_metrics(self).yoffset); }, nullptr},
     {"image_xscale", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->imageXScale); },
-     +[](CInstance* self, int32_t, RValue* value) { self->imageXScale = to_float(value); geometry_changed(self); return true; }},
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetScale(self, to_float(value), self->imageYScale); return true; }},
     {"image_yscale", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->imageYScale); },
-     +[](CInstance* self, int32_t, RValue* value) { self->imageYScale = to_float(value); geometry_changed(self); return true; }},
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetScale(self, self->imageXScale, to_float(value)); return true; }},
     {"image_angle", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->imageAngle); },
-     +[](CInstance* self, int32_t, RValue* value) { self->imageAngle = to_float(value); geometry_changed(self); return true; }},
+     +[](CInstance* self, int32_t, RValue* value) { Instance_SetAngle(self, to_float(value)); return true; }},
     KV_FLOAT_ROW("image_alpha", imageAlpha),
     {"image_blend", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->imageBlend); },
      +[](CInstance* self, int32_t, RValue* value) {
@@ -243,8 +227,7 @@ const Row kRows[] = {
     KV_FLOAT_ROW("image_speed", imageSpeed),
     {"mask_index", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->maskIndex); },
      +[](CInstance* self, int32_t, RValue* value) {
-       self->maskIndex = BuiltinVar_Int(value);
-       geometry_changed(self);
+       Instance_SetMask(self, BuiltinVar_Int(value));
        return true;
      }},
     {"path_index", +[](CInstance*, int32_t, RValue* out) { return real(out, -1.0); }, nullptr},

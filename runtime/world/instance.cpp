@@ -109,8 +109,7 @@ void Instance_TakeObject(CInstance* instance, int32_t object_index, bool takeDep
   if (takeDepth) instance->depth = static_cast<float>(object->depth);
   const InstanceWorldHooks& hooks = g_InstanceWorldHooks;
   if ((object->flags & kObjTypeSolid) != 0) {
-    instance->flags |= kInstSolid | kInstBBoxDirty;
-    if (hooks.treeUpdate != nullptr) hooks.treeUpdate(instance);
+    instance->flags |= kInstSolid;
   } else {
     instance->flags &= ~kInstSolid;
     if ((object->flags & (kObjTypeCollides | kObjTypeChildCollides)) == 0 && hooks.treeRemove != nullptr) {
@@ -124,8 +123,50 @@ void Instance_TakeObject(CInstance* instance, int32_t object_index, bool takeDep
   copy_flag((object->flags & kObjTypePersistent) != 0, kInstPersistent);
   copy_flag((object->flags & kObjTypeManaged) != 0, kInstManaged);
   instance->spriteIndex = object->spriteIndex;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_BoxChanged(CInstance* instance) {
   instance->flags |= kInstBBoxDirty;
-  if (hooks.treeUpdate != nullptr) hooks.treeUpdate(instance);
+  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
+}
+
+void Instance_SetPosition(CInstance* instance, float x, float y) {
+  if (instance->x == x && instance->y == y && instance->skeleton == nullptr) return;
+  instance->x = x;
+  instance->y = y;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_SetSprite(CInstance* instance, int32_t sprite) {
+  if (instance->spriteIndex == sprite) return;
+  instance->spriteIndex = sprite;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_SetMask(CInstance* instance, int32_t mask) {
+  if (instance->maskIndex == mask) return;
+  instance->maskIndex = mask;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_SetScale(CInstance* instance, float xscale, float yscale) {
+  if (instance->imageXScale == xscale && instance->imageYScale == yscale) return;
+  instance->imageXScale = xscale;
+  instance->imageYScale = yscale;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_SetAngle(CInstance* instance, float angle) {
+  if (instance->imageAngle == angle) return;
+  instance->imageAngle = angle;
+  Instance_BoxChanged(instance);
+}
+
+void Instance_SetImageIndex(CInstance* instance, float index) {
+  if (instance->imageIndex == index) return;
+  instance->imageIndex = index;
+  Instance_BoxChanged(instance);
 }
 
 void Instance_EnterObjectLists(CInstance* instance) {

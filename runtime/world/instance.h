@@ -27,7 +27,7 @@ constexpr uint32_t kInstSolid = 0x20;
 constexpr uint32_t kInstPersistent = 0x40;
 constexpr uint32_t kInstDestroyStarted = 0x80;
 constexpr uint32_t kInstCarriedOver = 0x100;      // came into the room from the previous one
-constexpr uint32_t kInstBBoxRotated = 0x200;
+constexpr uint32_t kInstPreciseMask = 0x200;  // the box was computed for a precise sprite
 constexpr uint32_t kInstHasLayerElement = 0x400;
 constexpr uint32_t kInstTimelineRuns = 0x800;
 constexpr uint32_t kInstTimelineLoops = 0x1000;
@@ -102,6 +102,7 @@ class CInstance final : public KVObjectBase {
   float bboxTop = 0.0f;
   float bboxRight = 0.0f;
   float bboxBottom = 0.0f;
+  float treeBox[4] = {0, 0, 0, 0};  // the box its collision-tree entry was filed under
   int32_t alarm[kInstanceAlarmCount] = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
   int64_t rollbackFrame = -1;
   InstancePathState* pathState = nullptr;
@@ -165,6 +166,19 @@ struct InstanceWorldHooks {
   void (*bboxUpdate)(CInstance* instance) = nullptr;
 };
 extern InstanceWorldHooks g_InstanceWorldHooks;
+
+// ---- Moving an instance -------------------------------------------------------------------------
+// The one way the runtime moves an instance or changes what its box depends on: the box is marked
+// for recomputation (flag 0x8) and the collision tree is told. Instance_SetPosition does nothing
+// when the position stays (unless the instance has a skeleton); the others only on a real change.
+void Instance_SetPosition(CInstance* instance, float x, float y);
+void Instance_SetSprite(CInstance* instance, int32_t sprite);
+void Instance_SetMask(CInstance* instance, int32_t mask);
+void Instance_SetScale(CInstance* instance, float xscale, float yscale);
+void Instance_SetAngle(CInstance* instance, float angle);
+void Instance_SetImageIndex(CInstance* instance, float index);
+// Something else the box depends on changed (object, copied state, a room's placement).
+void Instance_BoxChanged(CInstance* instance);
 
 // ---- Id table and lookup -------------------------------------------------------------------------
 // The instance with this id, deactivated and marked ones included; null for a negative or unknown id.

@@ -85,7 +85,7 @@ CInstance* enter_and_create(CInstance* instance, int32_t layerId, KVObjectBase* 
       }
     }
   }
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
+  Instance_BoxChanged(instance);
   run_event(instance, kEventPreCreate);
   take_struct_variables(instance, vars);
   run_event(instance, kEventCreate);
@@ -280,7 +280,6 @@ void change_object(CInstance* instance, int32_t object) {
   }
   if (instance->previousObject == nullptr) instance->previousObject = instance->object;
   Instance_TakeObject(instance, object, !generation2());
-  instance->flags |= kInstBBoxDirty;
 }
 
 }  // namespace
@@ -304,7 +303,7 @@ void Instance_ChangeObject(CInstance* instance, int32_t object, bool perform) {
 
 void Instance_CopyState(CInstance* target, const CInstance* source) {
   const uint32_t own = kInstHasLayerElement | kInstOnInactiveList | kInstChangingObject | kInstInCollisionTree;
-  target->flags = (target->flags & own) | (source->flags & ~own) | kInstBBoxDirty;
+  target->flags = (target->flags & own) | (source->flags & ~own);
   target->spriteIndex = source->spriteIndex;
   target->sequencePosition = source->sequencePosition;
   target->lastSequencePosition = source->lastSequencePosition;
@@ -343,6 +342,7 @@ void Instance_CopyState(CInstance* target, const CInstance* source) {
     source->slotMap->ForEach([&slots](const int32_t& slot, RValue* const& value) { slots.emplace_back(slot, value); });
     for (const auto& [slot, value] : slots) Object_SetVar(KV_AsObject(target), slot, kIndexWholeValue, value);
   }
+  Instance_BoxChanged(target);
 }
 
 CInstance* Instance_Copy(CInstance* source, bool perform) {
@@ -355,7 +355,7 @@ CInstance* Instance_Copy(CInstance* source, bool perform) {
   Room_InsertByDepth(Run_Room, copy, copy->depth);
   Instance_IdTableAdd(copy);
   if (g_InstanceWorldHooks.layerEnter != nullptr) g_InstanceWorldHooks.layerEnter(copy, copy->layerId);
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(copy);
+  Instance_BoxChanged(copy);
   if (perform) {
     run_event(copy, kEventPreCreate);
     run_event(copy, kEventCreate);
@@ -389,9 +389,7 @@ void Instance_Activate(CInstance* instance) {
     instance->onDeactivationList = true;
     g_deactivation.push_back(instance);
   }
-  if ((instance->flags & kInstDeactivated) != 0 && g_InstanceWorldHooks.treeUpdate != nullptr) {
-    g_InstanceWorldHooks.treeUpdate(instance);
-  }
+  if ((instance->flags & kInstDeactivated) != 0) Instance_BoxChanged(instance);
   instance->flags &= ~kInstDeactivated;
   Instance_SnapshotsDirty();
 }
@@ -546,4 +544,5 @@ void Instance_ResetState() {
   PassCounter = 0;
   MarkedCount = 0;
   Instance_ForgetIdTable();
+  if (g_InstanceWorldHooks.treeReset != nullptr) g_InstanceWorldHooks.treeReset();
 }

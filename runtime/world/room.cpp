@@ -202,7 +202,7 @@ void place(CRoom* copy, const PlacementFields& p) {
   Room_InsertByDepth(copy, instance, instance->depth);
   Instance_IdTableAdd(instance);
   if (element != nullptr && element->layer != nullptr) Layer_AddInstance(copy, element->layer, instance);
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
+  Instance_BoxChanged(instance);
   copy->placedIds.push_back(p.id);
 }
 

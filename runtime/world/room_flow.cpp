@@ -144,7 +144,6 @@ void enter_carried(CRoom* room, const CarryRow& row) {
     return;
   }
   Instance_EnterObjectLists(carried);
-  carried->flags |= kInstBBoxDirty;
   if (generation2()) {
     CLayerInstanceElement* element = Layer_InstanceElement(room, carried->id);
     if (element != nullptr && element->layer != nullptr) Layer_RemoveElement(room, element->layer, element, false);
@@ -157,7 +156,7 @@ void enter_carried(CRoom* room, const CarryRow& row) {
   if (layer != nullptr) carried->depth = static_cast<float>(layer->depth);
   carried->flags = (carried->flags | kInstCarriedOver) & ~kInstInCollisionTree;
   apply_child_collides(carried->object);
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(carried);
+  Instance_BoxChanged(carried);
 }
 
 // Runs a code object with self and other, script errors going the unhandled way as events do.
@@ -214,7 +213,7 @@ void take_up(CRoom* room) {
     Instance_EnterObjectLists(at);
     Instance_IdTableAdd(at);
     at->flags &= ~kInstInCollisionTree;
-    if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(at);
+    Instance_BoxChanged(at);
   }
   for (CInstance* at = room->inactive.head; at != nullptr; at = at->next) at->flags &= ~kInstInCollisionTree;
   if (g_InstanceWorldHooks.treeRebuild != nullptr) g_InstanceWorldHooks.treeRebuild();

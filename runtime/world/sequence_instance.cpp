@@ -272,23 +272,16 @@ uint32_t fill_parameters(SequenceEvalNode* node, const CSequenceTrack* track, fl
 void place_instance(CInstance* instance, const Transform& parent, const SequenceEvalNode* node, uint32_t driven) {
   float x = 0, y = 0;
   parent.apply(node->posx, node->posy, &x, &y);
-  if (instance->x != x || instance->y != y) {
-    instance->x = x;
-    instance->y = y;
-    instance->flags |= kInstBBoxDirty;
-    if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
-  }
-  instance->imageXScale = parent.xscale * node->scalex;
-  instance->imageYScale = parent.yscale * node->scaley;
-  instance->imageAngle = parent.angle + node->rotation;
-  if ((driven & kDrivenImageIndex) != 0) instance->imageIndex = node->imageindex;
+  Instance_SetPosition(instance, x, y);
+  Instance_SetScale(instance, parent.xscale * node->scalex, parent.yscale * node->scaley);
+  Instance_SetAngle(instance, parent.angle + node->rotation);
+  if ((driven & kDrivenImageIndex) != 0) Instance_SetImageIndex(instance, node->imageindex);
   if ((driven & kDrivenColour) != 0) {
     const auto byte = [](float f) { return static_cast<uint32_t>(std::lround(std::fmin(std::fmax(f, 0.0f), 1.0f) * 255.0f)); };
     instance->imageBlend = byte(node->colormultiply[0]) | byte(node->colormultiply[1]) << 8 |
                            byte(node->colormultiply[2]) << 16;
     instance->imageAlpha = node->colormultiply[3];
   }
-  instance->flags |= kInstBBoxDirty;
 }
 
 // The object an instance track plays: channel 0 of its first keyframe.

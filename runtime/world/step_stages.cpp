@@ -14,9 +14,6 @@ void Flush_AudioQueue() { Audio_Flush(); }
 
 bool Step_MoveInstance(CInstance* instance) {
   if (instance->hspeed == 0.0f && instance->vspeed == 0.0f) return false;
-  instance->x += instance->hspeed;
-  instance->y += instance->vspeed;
-  instance->flags |= kInstBBoxDirty;
-  if (g_InstanceWorldHooks.treeUpdate != nullptr) g_InstanceWorldHooks.treeUpdate(instance);
+  Instance_SetPosition(instance, instance->x + instance->hspeed, instance->y + instance->vspeed);
   return false;
 }
