@@ -1,4 +1,6 @@
-// The collision stage without the collision subsystem: no masks, no tree, nothing collides.
+// The collision stage of the frame step: the collision subject's stage.
 #include "world/step_collision.h"
 
-void Step_CollisionEvents() {}
+#include "world/collision.h"
+
+void Step_CollisionEvents() { Collision_Stage(); }

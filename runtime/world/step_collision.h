@@ -1,5 +1,4 @@
 #pragma once
 // The collision stage of the frame step (stage 23): collision events between the instances of the
-// objects that take part in them. The collision subsystem fills it; until then no instance has a
-// mask to test, so the stage raises nothing.
+// objects that take part in them (Collision_Stage).
 void Step_CollisionEvents();

@@ -8,6 +8,7 @@
 #include "core/instance_hooks.h"
 #include "core/object.h"
 #include "data/game_data.h"
+#include "world/collision.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/layer.h"
@@ -41,6 +42,7 @@ void World_Init(WorldUnhandledFn unhandled) {
   g_EventNameSources.objectName = object_name;
   g_EventNameSources.eventName = event_name;
   Layer_Init();
+  Collision_Init();
   GameData_AddClearHook(Instance_ResetIds);
 }
 
