@@ -3,8 +3,10 @@
 // world's wiring and the chunk readers, then a data file that the writer makes (a generation-2
 // header, the given objects, one empty room) loaded through the real loader, the rooms prepared
 // and the first room started. Event code indexes name rows of `tables`, the benchmark's own
-// compiled functions. Returns false when any step fails.
+// compiled functions. `assets`, when given, adds chunks (sprites, pages) behind the header.
+// Returns false when any step fails.
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -20,7 +22,8 @@
 #include "run/run_subjects.h"
 #include "world/world_init.h"
 
-inline bool Bench_StartGame(const std::vector<std::optional<datawin::ObjectRecord>>& objects, KVCodeTables* tables) {
+inline bool Bench_StartGame(const std::vector<std::optional<datawin::ObjectRecord>>& objects, KVCodeTables* tables,
+                            const std::function<void(datawin::Writer&)>& assets = {}) {
   MemoryManager::Start();
   g_CodeTables = tables;
   World_Init();
@@ -32,6 +35,7 @@ inline bool Bench_StartGame(const std::vector<std::optional<datawin::ObjectRecor
   header.room_order = {0};
   datawin::Writer writer;
   datawin::add_gen8(writer, header);
+  if (assets) assets(writer);
   datawin::add_objt(writer, objects, header.version);
   datawin::RoomRecord room;
   room.name = "rm_bench";
