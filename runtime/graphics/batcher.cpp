@@ -43,6 +43,7 @@ std::vector<uint8_t> g_fan_scratch;
 IDevice* g_device = nullptr;
 CustomFormatResolver g_format_resolver = nullptr;
 float g_depth = 0.0f;
+DeviceProgramId g_user_program = 0;
 
 constexpr VertexLayout layout_colour() {
   VertexLayout l;
@@ -98,6 +99,10 @@ bool resolve_format(uint32_t format, VertexLayout* layout, ShaderSet* shader) {
     }
   } else if (g_format_resolver == nullptr || !g_format_resolver(format, layout, &mask)) {
     return false;
+  }
+  if (g_user_program != 0) {
+    *shader = ShaderSet::kTextured;
+    return true;
   }
   switch (mask) {
     case kMaskPosition | kMaskColour:
@@ -260,6 +265,7 @@ void GR_Draw_Submitted(int32_t prim, int32_t vertex_count, size_t start_byte, ui
   }
   if (prim < kPrimPointList || prim > kPrimTriangleStrip) return;
   DeviceState_Commit(g_device);
+  g_device->UseProgram(g_user_program);
   g_device->Draw(static_cast<PrimitiveType>(prim), layout, shader, buffer, start_byte, vertex_count);
   ++g_batch.draws_this_frame;
 }
@@ -276,6 +282,9 @@ void GR_End_Batch_Frame() {
 }
 
 void GR_SetCustomFormatResolver(CustomFormatResolver resolver) { g_format_resolver = resolver; }
+
+void GR_SetUserProgram(DeviceProgramId program) { g_user_program = program; }
+DeviceProgramId GR_UserProgram() { return g_user_program; }
 
 void GR_Set_Depth(float z) { g_depth = std::clamp(z, -16000.0f, 16000.0f); }
 float GR_Depth() { return g_depth; }

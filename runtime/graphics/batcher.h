@@ -64,6 +64,11 @@ int32_t GR_FormatStride(uint32_t format);
 using CustomFormatResolver = bool (*)(uint32_t format, VertexLayout* layout, uint32_t* element_mask);
 void GR_SetCustomFormatResolver(CustomFormatResolver resolver);
 
+// The user program that draws from now on (0: the built-in shader sets). The shader layer sets it
+// after a flush; with one set, any format the program can read may be drawn.
+void GR_SetUserProgram(DeviceProgramId program);
+DeviceProgramId GR_UserProgram();
+
 // The depth all 2D drawing writes, clamped to -16000..16000.
 void GR_Set_Depth(float z);
 float GR_Depth();

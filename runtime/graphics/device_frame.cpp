@@ -13,8 +13,10 @@
 #include "graphics/device_state.h"
 #include "graphics/gr_texture.h"
 #include "graphics/render_state.h"
+#include "graphics/shader.h"
 #include "graphics/texture_decode.h"
 #include "graphics/texture_load.h"
+#include "graphics/vertex_buffer.h"
 #include "graphics/window.h"
 #include "graphics/window_internal.h"
 #include "platform/files.h"
@@ -300,6 +302,8 @@ void Device_Rebuild() {
   if (g_device == nullptr) return;
   g_ReleaseConsole->Output("Rebuilding the graphics device\n");
   GR_Batch_ReleaseDevice();
+  Shader_ReleaseDevice();
+  Vertex_Free_Device_Buffers();
   if (g_surface_release != nullptr) g_surface_release();
   release_textures();
   std::string error;
@@ -319,11 +323,14 @@ void Device_Rebuild() {
   RenderState_Force_All();
   g_device->SetRenderTarget(g_main_target.device_);
   GR_Set_View_Size(s.display_width, s.display_height);
+  Shader_CompileAll();
 }
 
 void Window_Destroy() {
   if (g_device != nullptr) {
     GR_Batch_ReleaseDevice();
+    Shader_ReleaseDevice();
+    Vertex_Free_Device_Buffers();
     GR_Batch_SetDevice(nullptr);
     release_textures();
   }

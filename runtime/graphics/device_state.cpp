@@ -91,6 +91,8 @@ SamplerDesc sampler_desc(int stage) {
 }
 
 void fill_constants(ShaderConstants* c) {
+  std::memcpy(c->view, g_ds.matrices[kMatrixView], sizeof(c->view));
+  std::memcpy(c->projection, g_ds.matrices[kMatrixProjection], sizeof(c->projection));
   std::memcpy(c->world, g_ds.matrices[kMatrixWorld], sizeof(c->world));
   std::memcpy(c->world_view, g_ds.matrices[kMatrixWorldView], sizeof(c->world_view));
   std::memcpy(c->world_view_projection, g_ds.matrices[kMatrixWorldViewProjection], sizeof(c->world_view_projection));

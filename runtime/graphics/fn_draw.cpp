@@ -399,6 +399,10 @@ const BuiltinRow kAlsoRows[] = {
 
 }  // namespace
 
+void Graphics_NotAvailable(RValue* result, CInstance* self, CInstance* other, int argc, RValue* argv) {
+  F_NotAvailable(result, self, other, argc, argv);
+}
+
 void Graphics_AddRows(const BuiltinRow* rows, int count) {
   for (int i = 0; i < count; ++i) {
     int32_t id = 0;

@@ -9,6 +9,9 @@ struct BuiltinRow {
   int argc;
 };
 
+// A name of a subsystem this platform doesn't build: one console line per name, undefined.
+void Graphics_NotAvailable(RValue* result, CInstance* self, CInstance* other, int argc, RValue* argv);
+
 // Adds the rows in order; a name already in the table is left alone.
 void Graphics_AddRows(const BuiltinRow* rows, int count);
 

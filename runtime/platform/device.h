@@ -16,6 +16,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <string>
+#include <vector>
 
 using DeviceTextureId = uint32_t;
 using DeviceBufferId = uint32_t;
@@ -51,15 +53,41 @@ enum class VertexAttribute : int32_t {
 inline constexpr const char* kVertexAttributeNames[] = {"in_Position", "in_Colour", "in_TextureCoord", "in_Normal"};
 static_assert(std::size(kVertexAttributeNames) == static_cast<size_t>(VertexAttribute::kCount));
 
+// How an element's components are stored: floats, bytes read as 0..1, or bytes read as 0..255.
+enum class ElementStorage : int32_t { kFloat = 0, kUnorm8 = 1, kUint8 = 2 };
+
 struct VertexElement {
   VertexAttribute attribute = VertexAttribute::kPosition;
   int32_t components = 0;  // 0: the element is absent
   int32_t offset = 0;      // bytes from the start of a vertex
+  ElementStorage storage = ElementStorage::kFloat;  // colour is always kUnorm8
 };
+
+// Attributes beyond the four built-in ones reach user programs only, at the locations after them:
+// the second to fourth texture coordinates (in_TextureCoord1..3), a second colour (in_Colour1) and
+// the remaining elements of a custom format.
+constexpr int kExtraVertexAttributes = 6;
+inline constexpr const char* kExtraAttributeNames[kExtraVertexAttributes] = {
+    "in_TextureCoord1", "in_TextureCoord2", "in_TextureCoord3", "in_Colour1", "in_BlendWeight", "in_BlendIndices"};
 
 struct VertexLayout {
   int32_t stride = 0;
   VertexElement elements[static_cast<int>(VertexAttribute::kCount)] = {};  // indexed by attribute
+  VertexElement extra[kExtraVertexAttributes] = {};  // indexed as kExtraAttributeNames
+};
+
+// User programs: GLSL pairs from the data file, linked with their attributes at fixed locations
+// (the four built-in names, then kExtraAttributeNames). Their uniforms are listed by the device.
+using DeviceProgramId = uint32_t;
+enum class UniformType : int32_t { kFloat = 0, kInt = 1, kMatrix = 2, kSampler = 3 };
+struct DeviceUniform {
+  char name[64] = {};
+  int32_t location = -1;
+  UniformType type = UniformType::kFloat;
+  int32_t columns = 1;   // components of a vector, or of a matrix row
+  int32_t rows = 1;      // 4 for a 4 x 4 matrix
+  int32_t elements = 0;  // array length; 0 for a plain uniform
+  int32_t sampler_unit = -1;  // the stage a sampler reads
 };
 
 // Blend factors and compare functions in the numbering of the render states (1 zero ... 15); the
@@ -103,6 +131,8 @@ constexpr int kTextureStages = 8;
 
 // The constants of the built-in shader sets, matrices row-major with row vectors.
 struct ShaderConstants {
+  float view[16] = {};
+  float projection[16] = {};
   float world[16] = {};
   float world_view[16] = {};
   float world_view_projection[16] = {};
@@ -177,6 +207,23 @@ class IDevice {
   virtual void DestroyVertexBuffer(DeviceBufferId buffer) = 0;
   virtual void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
                     size_t first_byte, int32_t vertex_count) = 0;
+
+  // A user program from GLSL 330 sources; 0 with the compiler's or linker's log in *log when it
+  // fails. The uniforms it has (arrays once, by their name without "[0]") go to *uniforms, the
+  // samplers given the stages 0, 1, ... in the order listed.
+  virtual DeviceProgramId CreateProgram(const char* /*vertex*/, const char* /*fragment*/, std::string* log,
+                                        std::vector<DeviceUniform>* /*uniforms*/) {
+    *log = "shaders are not supported by this device";
+    return 0;
+  }
+  virtual void DestroyProgram(DeviceProgramId /*program*/) {}
+  // The program Draw uses from now on; 0 goes back to the built-in sets. While a user program is
+  // in use its `tv_Matrices[5]` (view, projection, world, world-view, world-view-projection) follow
+  // the constants, with the device's clip conventions applied.
+  virtual void UseProgram(DeviceProgramId /*program*/) {}
+  // count values (floats, ints, or 16-float row-major matrices) from the uniform's first element.
+  virtual void SetProgramUniform(DeviceProgramId /*program*/, int32_t /*location*/, UniformType /*type*/,
+                                 int32_t /*columns*/, int32_t /*count*/, const void* /*data*/) {}
 
   // Reads a rectangle of the current target as RGBA words, rows top-down. False when the
   // rectangle leaves the target or nothing can be read.

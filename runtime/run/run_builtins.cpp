@@ -15,6 +15,7 @@
 #include "data/asset_names.h"
 #include "graphics/draw.h"
 #include "graphics/texture_builtins.h"
+#include "graphics/vertex_buffer.h"
 #include "graphics/window.h"
 #include "run/options.h"
 #include "run/run_game.h"
@@ -54,6 +55,7 @@ void F_GameGetSpeed(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
 // Swaps the checked builtins of the families that have unchecked twins for those twins.
 void F_TslReleaseMode(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
   DS_SetReleaseMode(argc > 0 && KVGetReal(argv, 0) >= 0.5);
+  Vertex_SetReleaseMode(argc > 0 && KVGetReal(argv, 0) >= 0.5);
   *result = RV_Undefined();
 }
 

@@ -7,6 +7,9 @@ struct RValue;
 void Run_InstallBuiltinRegistrars();
 void Run_RegisterGameBuiltins();
 void Run_RegisterDisplayTimingBuiltins();
+// The builtins between buffers and vertex buffers (vertex_create_buffer_from_buffer*,
+// buffer_create_from_vertex_buffer*, buffer_copy_from_vertex_buffer), which need both subsystems.
+void Run_RegisterVertexBufferBuiltins();
 // debug_event and the switches it turns.
 void Run_RegisterDebugEventBuiltins();
 

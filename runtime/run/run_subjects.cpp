@@ -11,6 +11,8 @@
 #include "core/frame_state.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
+#include "graphics/shader.h"
+#include "graphics/vertex_buffer.h"
 #include "run/options.h"
 #include "run/run_frame.h"
 #include "run/run_game.h"
@@ -130,9 +132,15 @@ bool Room_Prepare() {
   return true;
 }
 bool AudioGroup_Prepare() { return Audio_PrepareGroups(); }
-bool InitGraphics() { return true; }
+// The data file's shaders are compiled once the device and the shader table both exist.
+bool InitGraphics() {
+  Shader_CompileAll();
+  return true;
+}
 
 void Game_FreeSubjects() {
+  Vertex_FreeAll();
+  Shader_FreeAll();
   Sequence_FreeSubjects();
   TimeSource_ResetAll();
   TimeLine_FreeAll();

@@ -36,6 +36,32 @@ struct Program {
   GLint texture = -1, fog_enable_p = -1, fog_colour = -1, alpha_test = -1, alpha_ref = -1;
 };
 
+// A user program and what the device feeds it.
+struct UserProgram {
+  GLuint program = 0;
+  GLint matrices = -1;  // tv_Matrices[0]
+  uint64_t constants_sent = 0;
+  float flip_sent = 0.0f;
+};
+
+// A uniform's type as the runtime sees it, from GL's: float, int or bool vectors, square 4 x 4
+// matrices and samplers; false for the rest.
+bool uniform_shape(GLenum type, DeviceUniform* u) {
+  switch (type) {
+    case GL_FLOAT: u->type = UniformType::kFloat; u->columns = 1; return true;
+    case GL_FLOAT_VEC2: u->type = UniformType::kFloat; u->columns = 2; return true;
+    case GL_FLOAT_VEC3: u->type = UniformType::kFloat; u->columns = 3; return true;
+    case GL_FLOAT_VEC4: u->type = UniformType::kFloat; u->columns = 4; return true;
+    case GL_INT: case GL_BOOL: u->type = UniformType::kInt; u->columns = 1; return true;
+    case GL_INT_VEC2: case GL_BOOL_VEC2: u->type = UniformType::kInt; u->columns = 2; return true;
+    case GL_INT_VEC3: case GL_BOOL_VEC3: u->type = UniformType::kInt; u->columns = 3; return true;
+    case GL_INT_VEC4: case GL_BOOL_VEC4: u->type = UniformType::kInt; u->columns = 4; return true;
+    case GL_FLOAT_MAT4: u->type = UniformType::kMatrix; u->columns = 4; u->rows = 4; return true;
+    case GL_SAMPLER_2D: u->type = UniformType::kSampler; return true;
+    default: return false;
+  }
+}
+
 GLenum blend_factor(uint8_t factor) {
   switch (factor) {
     case 1: return GL_ZERO;
@@ -85,7 +111,7 @@ GLuint compile(GLenum stage, const std::string& source, std::string* error) {
   if (ok == GL_TRUE) return shader;
   char log[2048] = {};
   glGetShaderInfoLog(shader, sizeof(log) - 1, nullptr, log);
-  *error = std::string("built-in shader failed to compile: ") + log;
+  *error = log;
   glDeleteShader(shader);
   return 0;
 }
@@ -100,6 +126,9 @@ class GlDevice final : public IDevice {
       if (b.live) glDeleteBuffers(1, &b.buffer);
     }
     for (Program& p : programs_) {
+      if (p.program != 0) glDeleteProgram(p.program);
+    }
+    for (UserProgram& p : user_programs_) {
       if (p.program != 0) glDeleteProgram(p.program);
     }
     if (!samplers_.empty()) glDeleteSamplers(static_cast<GLsizei>(samplers_.size()), samplers_.data());
@@ -398,14 +427,144 @@ class GlDevice final : public IDevice {
     GlBuffer* b = buffer(id);
     const int set = static_cast<int>(shader);
     if (b == nullptr || vertex_count <= 0 || set < 0 || set >= static_cast<int>(ShaderSet::kCount)) return;
-    Program& p = programs_[set];
-    if (program_ != p.program) {
-      glUseProgram(p.program);
-      program_ = p.program;
+    if (UserProgram* user = user_program(user_program_)) {
+      if (program_ != user->program) {
+        glUseProgram(user->program);
+        program_ = user->program;
+      }
+      send_user_matrices(user);
+    } else {
+      Program& p = programs_[set];
+      if (program_ != p.program) {
+        glUseProgram(p.program);
+        program_ = p.program;
+      }
+      send_constants(&p);
     }
-    send_constants(&p);
     bind_layout(layout, b->buffer, first_byte);
     glDrawArrays(primitive_mode(type), 0, vertex_count);
+  }
+
+  DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
+                                std::vector<DeviceUniform>* uniforms) override {
+    std::string error;
+    const GLuint vs = compile(GL_VERTEX_SHADER, vertex != nullptr ? vertex : "", &error);
+    if (vs == 0) {
+      *log = "vertex shader: " + error;
+      return 0;
+    }
+    const GLuint ps = compile(GL_FRAGMENT_SHADER, fragment != nullptr ? fragment : "", &error);
+    if (ps == 0) {
+      glDeleteShader(vs);
+      *log = "fragment shader: " + error;
+      return 0;
+    }
+    const GLuint g = glCreateProgram();
+    glAttachShader(g, vs);
+    glAttachShader(g, ps);
+    for (int a = 0; a < static_cast<int>(VertexAttribute::kCount); ++a) {
+      glBindAttribLocation(g, static_cast<GLuint>(a), kVertexAttributeNames[a]);
+    }
+    for (int a = 0; a < kExtraVertexAttributes; ++a) {
+      glBindAttribLocation(g, static_cast<GLuint>(static_cast<int>(VertexAttribute::kCount) + a),
+                           kExtraAttributeNames[a]);
+    }
+    glLinkProgram(g);
+    glDeleteShader(vs);
+    glDeleteShader(ps);
+    GLint ok = 0;
+    glGetProgramiv(g, GL_LINK_STATUS, &ok);
+    if (ok != GL_TRUE) {
+      char text[2048] = {};
+      glGetProgramInfoLog(g, sizeof(text) - 1, nullptr, text);
+      *log = std::string("link: ") + text;
+      glDeleteProgram(g);
+      return 0;
+    }
+    UserProgram p;
+    p.program = g;
+    p.matrices = glGetUniformLocation(g, "tv_Matrices[0]");
+    uniforms->clear();
+    GLint count = 0;
+    glGetProgramiv(g, GL_ACTIVE_UNIFORMS, &count);
+    glUseProgram(g);
+    // The base texture reads stage 0, where drawing binds its texture; other samplers follow.
+    int32_t unit = 1;
+    for (GLint i = 0; i < count; ++i) {
+      char name[128] = {};
+      GLint size = 0;
+      GLenum type = 0;
+      glGetActiveUniform(g, static_cast<GLuint>(i), sizeof(name) - 1, nullptr, &size, &type, name);
+      DeviceUniform u;
+      if (!uniform_shape(type, &u)) continue;
+      std::string plain = name;
+      const size_t bracket = plain.find('[');
+      if (bracket != std::string::npos) {
+        plain.resize(bracket);
+        u.elements = size;
+      }
+      if (plain.size() >= sizeof(u.name)) continue;
+      std::memcpy(u.name, plain.c_str(), plain.size() + 1);
+      u.location = glGetUniformLocation(g, name);
+      if (u.type == UniformType::kSampler) {
+        u.sampler_unit = plain == "tv_BaseTexture" ? 0 : unit++;
+        glUniform1i(u.location, u.sampler_unit);
+      }
+      uniforms->push_back(u);
+    }
+    glUseProgram(program_);
+    for (size_t i = 0; i < user_programs_.size(); ++i) {
+      if (user_programs_[i].program == 0) {
+        user_programs_[i] = p;
+        return static_cast<DeviceProgramId>(i + 1);
+      }
+    }
+    user_programs_.push_back(p);
+    return static_cast<DeviceProgramId>(user_programs_.size());
+  }
+
+  void DestroyProgram(DeviceProgramId id) override {
+    UserProgram* p = user_program(id);
+    if (p == nullptr) return;
+    if (program_ == p->program) {
+      glUseProgram(0);
+      program_ = 0;
+    }
+    glDeleteProgram(p->program);
+    *p = UserProgram{};
+    if (user_program_ == id) user_program_ = 0;
+  }
+
+  void UseProgram(DeviceProgramId id) override { user_program_ = user_program(id) != nullptr ? id : 0; }
+
+  void SetProgramUniform(DeviceProgramId id, int32_t location, UniformType type, int32_t columns, int32_t count,
+                         const void* data) override {
+    UserProgram* p = user_program(id);
+    if (p == nullptr || location < 0 || count <= 0) return;
+    if (program_ != p->program) {
+      glUseProgram(p->program);
+      program_ = p->program;
+    }
+    const auto* f = static_cast<const GLfloat*>(data);
+    const auto* n = static_cast<const GLint*>(data);
+    switch (type) {
+      case UniformType::kMatrix:
+        glUniformMatrix4fv(location, count, GL_FALSE, f);
+        break;
+      case UniformType::kInt:
+      case UniformType::kSampler:
+        if (columns == 1) glUniform1iv(location, count, n);
+        if (columns == 2) glUniform2iv(location, count, n);
+        if (columns == 3) glUniform3iv(location, count, n);
+        if (columns == 4) glUniform4iv(location, count, n);
+        break;
+      case UniformType::kFloat:
+        if (columns == 1) glUniform1fv(location, count, f);
+        if (columns == 2) glUniform2fv(location, count, f);
+        if (columns == 3) glUniform3fv(location, count, f);
+        if (columns == 4) glUniform4fv(location, count, f);
+        break;
+    }
   }
 
   bool ReadPixels(const DeviceRect& rect, uint32_t* out) override {
@@ -524,9 +683,13 @@ class GlDevice final : public IDevice {
     if (set != ShaderSet::kColour) defines += "#define TEXTURED\n";
     if (set == ShaderSet::kNormalLit) defines += "#define LIT\n";
     const GLuint vs = compile(GL_VERTEX_SHADER, defines + GlShaders_VertexSource(), error);
-    if (vs == 0) return false;
+    if (vs == 0) {
+      *error = "built-in shader failed to compile: " + *error;
+      return false;
+    }
     const GLuint ps = compile(GL_FRAGMENT_SHADER, defines + GlShaders_PixelSource(), error);
     if (ps == 0) {
+      *error = "built-in shader failed to compile: " + *error;
       glDeleteShader(vs);
       return false;
     }
@@ -573,6 +736,35 @@ class GlDevice final : public IDevice {
     return true;
   }
 
+  UserProgram* user_program(DeviceProgramId id) {
+    if (id == 0 || id > user_programs_.size() || user_programs_[id - 1].program == 0) return nullptr;
+    return &user_programs_[id - 1];
+  }
+
+  // tv_Matrices with the clip conventions of send_constants folded into the projection and the
+  // full product: y negated into a render target, depth 0..1 onto -1..1 (z' = 2z - w).
+  void send_user_matrices(UserProgram* p) {
+    const float flip = target_ != 0 ? -1.0f : 1.0f;
+    if (p->matrices < 0 || (p->constants_sent == constants_version_ && p->flip_sent == flip)) return;
+    const ShaderConstants& c = constants_;
+    float m[5][16];
+    std::memcpy(m[0], c.view, sizeof(m[0]));
+    std::memcpy(m[1], c.projection, sizeof(m[1]));
+    std::memcpy(m[2], c.world, sizeof(m[2]));
+    std::memcpy(m[3], c.world_view, sizeof(m[3]));
+    std::memcpy(m[4], c.world_view_projection, sizeof(m[4]));
+    for (int k : {1, 4}) {
+      for (int row = 0; row < 4; ++row) {
+        float* r = &m[k][row * 4];
+        r[1] *= flip;
+        r[2] = 2.0f * r[2] - r[3];
+      }
+    }
+    glUniformMatrix4fv(p->matrices, 5, GL_FALSE, &m[0][0]);
+    p->constants_sent = constants_version_;
+    p->flip_sent = flip;
+  }
+
   void send_constants(Program* p) {
     const float flip = target_ != 0 ? -1.0f : 1.0f;
     if (p->constants_sent == constants_version_ && p->flip_sent == flip) return;
@@ -605,8 +797,9 @@ class GlDevice final : public IDevice {
       return;
     }
     glBindBuffer(GL_ARRAY_BUFFER, gl_buffer);
-    for (int a = 0; a < static_cast<int>(VertexAttribute::kCount); ++a) {
-      const VertexElement& e = layout.elements[a];
+    constexpr int kBuiltIn = static_cast<int>(VertexAttribute::kCount);
+    for (int a = 0; a < kBuiltIn + kExtraVertexAttributes; ++a) {
+      const VertexElement& e = a < kBuiltIn ? layout.elements[a] : layout.extra[a - kBuiltIn];
       const GLuint location = static_cast<GLuint>(a);
       if (e.components <= 0) {
         glDisableVertexAttribArray(location);
@@ -614,8 +807,10 @@ class GlDevice final : public IDevice {
       }
       const void* pointer = reinterpret_cast<const void*>(first_byte + static_cast<size_t>(e.offset));
       glEnableVertexAttribArray(location);
-      if (e.attribute == VertexAttribute::kColour) {
+      if (e.attribute == VertexAttribute::kColour || e.storage == ElementStorage::kUnorm8) {
         glVertexAttribPointer(location, 4, GL_UNSIGNED_BYTE, GL_TRUE, layout.stride, pointer);
+      } else if (e.storage == ElementStorage::kUint8) {
+        glVertexAttribPointer(location, 4, GL_UNSIGNED_BYTE, GL_FALSE, layout.stride, pointer);
       } else {
         glVertexAttribPointer(location, e.components, GL_FLOAT, GL_FALSE, layout.stride, pointer);
       }
@@ -633,6 +828,8 @@ class GlDevice final : public IDevice {
   std::vector<GlTexture> textures_;
   std::vector<GlBuffer> buffers_;
   Program programs_[static_cast<int>(ShaderSet::kCount)];
+  std::vector<UserProgram> user_programs_;
+  DeviceProgramId user_program_ = 0;
   std::vector<GLuint> samplers_;
   GLuint vao_ = 0;
   GLuint program_ = 0;

@@ -1,0 +1,104 @@
+#pragma once
+// Fonts and text drawing. The font table holds the data file's fonts (built from the FONT table
+// at first use after each load) and the fonts scripts add; an id is an index, never reused after a
+// delete. Glyphs are kept sorted by character; a missing character falls back to U+25AF and else
+// is skipped. Text is split into lines at CR, LF and their pairs (and at word boundaries when a
+// width is given), placed by the draw alignment, and drawn as glyph quads straight into the
+// batcher (layout 24) from the font's atlas: one batch per page as long as nothing else changes.
+// Widths truncate per character. An invalid current font draws with the default font. Main thread.
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "graphics/asset_fonts.h"
+
+class GRTexture;
+
+struct TextFont {
+  std::string fontName;
+  const uint8_t* pageEntry = nullptr;  // the atlas on a texture page; null for run-time fonts
+  std::vector<FontGlyph> glyphs;       // sorted by character
+  std::vector<uint8_t> kerningStore;   // the pairs of glyphs a run-time font built
+  float size = 12.0f;
+  int32_t ascenderOffset = 0;
+  int32_t ascender = 0;
+  int32_t charset = 0;
+  int32_t antialias = 0;
+  int32_t first = 32;
+  int32_t last = 128;
+  int32_t spriteIndex = -1;
+  int32_t texWidth = 0, texHeight = 0;
+  int32_t maxHeight = 0;
+  int32_t dynamicTexture = -1;  // texture slot of a run-time atlas
+  float scaleX = 1.0f, scaleY = 1.0f;
+  float texelPad = 0.5f;
+  bool bold = false, italic = false;
+  bool valid = true;
+
+  const FontGlyph* GetGlyph(uint32_t code) const;
+  // The kerning amount of `glyph` after `other`; 0 without a pair.
+  int32_t GetKerning(uint32_t other, const FontGlyph& glyph) const;
+  int32_t TextWidth(const uint32_t* codes, size_t count, float spacing) const;
+  int32_t TextHeight() const;
+};
+
+// The table. Font_Valid: a live entry.
+bool Font_Valid(int32_t id);
+TextFont* Font_At(int32_t id);  // null for an invalid id
+const char* Font_Name(int32_t id);  // null for an invalid id
+int32_t Font_Count();
+// Appends a run-time font under "__newfont<id>"; the table owns it.
+int32_t Font_AddRuntime(std::unique_ptr<TextFont> font);
+bool Font_Delete(int32_t id);
+// Forgets every font (the data file's are made again from the FONT table at next use).
+void Font_FreeAll();
+
+// The default font: the fixed monospace font the runtime carries, made at first use.
+TextFont* Font_Default();
+
+// Text state: the current font (-1: default) and the alignments.
+void Text_SetFont(int32_t id);
+int32_t Text_GetFont();
+void Text_SetHAlign(int32_t align);
+void Text_SetVAlign(int32_t align);
+int32_t Text_GetHAlign();
+int32_t Text_GetVAlign();
+void Text_ResetState();
+TextFont* Text_ActiveFont();
+
+// Lines of a string: decoded code points cut at CR/LF (and at word ends to fit width, when width
+// is not negative). Each line is a start and a length into `codes`. False when a wrap width can't
+// hold even one character (the console says so); the lines cut so far stay.
+struct TextLine {
+  size_t start = 0;
+  size_t length = 0;
+};
+bool Text_SplitLines(const char* text, int32_t width, const TextFont& font, std::vector<uint32_t>* codes,
+                     std::vector<TextLine>* lines);
+
+int32_t Text_Width(const char* text, int32_t width = -1);
+int32_t Text_Height(const char* text, int32_t sep = -1, int32_t width = -1);
+
+// The draw forms: plain (draw colour and alpha), colour (four corner colours and an alpha),
+// transformed (scales and angle in degrees), and both.
+struct TextColours {
+  uint32_t c1 = 0, c2 = 0, c3 = 0, c4 = 0;  // RGB
+  double alpha = 1.0;
+};
+void Text_Draw(float x, float y, const char* text, int32_t sep, int32_t width);
+void Text_DrawColour(float x, float y, const char* text, int32_t sep, int32_t width, const TextColours& colours);
+void Text_DrawTransformed(float x, float y, const char* text, int32_t sep, int32_t width, float xscale,
+                          float yscale, float angle, const TextColours* colours);
+
+// The glyph of a font's atlas on its page: (entry x + glyph x, entry y + glyph y).
+void Font_GlyphPagePosition(const TextFont& font, const FontGlyph& glyph, int32_t* x, int32_t* y);
+// The texture the font draws from, and its texel size; null when it has none.
+GRTexture* Font_Texture(const TextFont& font, float* texel_w, float* texel_h);
+
+// Frees the default font's texture; it is made again at next use.
+void Font_ReleaseDefault();
+
+// Registrars: the text and font queries, and font_add.
+void Font_RegisterBuiltins();
+void Font_RegisterFreeTypeBuiltins();
