@@ -172,7 +172,7 @@ void draw_line(const TextFont& f, float x, float y, const uint32_t* codes, size_
 
 // Glyph quads along an axis: the pen starts at (x, y) and moves by its advance along (c, -s);
 // each quad is the glyph's atlas rectangle with its one-pixel border, scaled and turned.
-// Colours run left to right from c1/c4 to c2/c3 over the whole line when `gradient` is given.
+// Colours run left to right from c1/c4 to c2/c3 over the whole width of the line.
 void draw_line_general(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, float sx, float sy,
                        float s, float c, const TextColours& colours, bool transformed) {
   float tw = 0, th = 0;
@@ -447,6 +447,14 @@ bool Text_SplitLines(const char* text, int32_t width, const TextFont& font, std:
 
 namespace {
 
+// Where a line of the plain and colour forms starts: x moved by the alignment, in whole pixels.
+float aligned_x(const TextFont& f, float x, const uint32_t* codes, size_t length) {
+  const int32_t w = f.TextWidth(codes, length, 0.0f);
+  if (g_halign == 1) return x - static_cast<float>(w / 2);
+  if (g_halign == 2) return x - static_cast<float>(w);
+  return x;
+}
+
 bool lay_out(const TextFont& f, const char* text, int32_t width, Laid* out) {
   Text_SplitLines(text, width, f, &out->codes, &out->lines);
   return !out->lines.empty();
@@ -492,11 +500,7 @@ void Text_Draw(float x, float y, const char* text, int32_t sep, int32_t width) {
     const TextLine& l = laid.lines[static_cast<size_t>(k)];
     if (l.length == 0) continue;
     const uint32_t* codes = laid.codes.data() + l.start;
-    const int32_t w = f->TextWidth(codes, l.length, 0.0f);
-    float lx = x;
-    if (g_halign == 1) lx -= static_cast<float>(w / 2);
-    if (g_halign == 2) lx -= static_cast<float>(w);
-    draw_line(*f, lx, y + static_cast<float>(k * sep), codes, l.length, colour);
+    draw_line(*f, aligned_x(*f, x, codes, l.length), y + static_cast<float>(k * sep), codes, l.length, colour);
   }
 }
 
@@ -514,11 +518,7 @@ void Text_DrawColour(float x, float y, const char* text, int32_t sep, int32_t wi
     const TextLine& l = laid.lines[static_cast<size_t>(k)];
     if (l.length == 0) continue;
     const uint32_t* codes = laid.codes.data() + l.start;
-    const int32_t w = f->TextWidth(codes, l.length, 0.0f);
-    float lx = x;
-    if (g_halign == 1) lx -= static_cast<float>(w / 2);
-    if (g_halign == 2) lx -= static_cast<float>(w);
-    draw_line_general(*f, lx, y + static_cast<float>(k * sep) - top_shift, codes, l.length, f->scaleX, f->scaleY,
+    draw_line_general(*f, aligned_x(*f, x, codes, l.length), y + static_cast<float>(k * sep) - top_shift, codes, l.length, f->scaleX, f->scaleY,
                       0.0f, 1.0f, colours, false);
   }
 }

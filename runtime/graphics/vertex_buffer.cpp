@@ -217,18 +217,6 @@ inline VertexBuffer* direct(int32_t id) {
   return g_buffers[static_cast<size_t>(id)];
 }
 
-template <typename T>
-inline void put_unchecked(VertexBuffer* b, const T& value) {
-  const uint32_t stride = b->formatPtr != nullptr ? b->formatPtr->stride : sizeof(T);
-  make_room(b, std::max<uint32_t>(stride, sizeof(T)));
-  std::memcpy(b->data + b->writeOffset, &value, sizeof(T));
-  b->writeOffset += sizeof(T);
-  if (++b->elementsWritten >= b->elementsPerVertex) {
-    ++b->vertexCount;
-    b->elementsWritten = 0;
-  }
-}
-
 }  // namespace
 
 void VertexBuffer_MakeRoom(VertexBuffer* buffer, uint32_t stride) { make_room(buffer, stride); }
@@ -261,7 +249,7 @@ void Vertex_End(int32_t id) {
 }
 
 void Vertex_Argb(int32_t id, uint32_t argb) {
-  if (VertexBuffer* b = direct(id); b != nullptr && b->data != nullptr) put_unchecked(b, argb);
+  if (VertexBuffer* b = direct(id); b != nullptr && b->data != nullptr) VertexBuffer_PutUnchecked(b, &argb, 4);
 }
 
 void Vertex_Colour(int32_t id, uint32_t colour, double alpha) {
@@ -270,20 +258,16 @@ void Vertex_Colour(int32_t id, uint32_t colour, double alpha) {
 }
 
 void Vertex_Float2(int32_t id, float a, float b) {
+  const float value[2] = {a, b};
   if (VertexBuffer* buffer = direct(id); buffer != nullptr && buffer->data != nullptr) {
-    struct F2 {
-      float v[2];
-    } value{{a, b}};
-    put_unchecked(buffer, value);
+    VertexBuffer_PutUnchecked(buffer, value, sizeof(value));
   }
 }
 
 void Vertex_Float3(int32_t id, float a, float b, float c) {
+  const float value[3] = {a, b, c};
   if (VertexBuffer* buffer = direct(id); buffer != nullptr && buffer->data != nullptr) {
-    struct F3 {
-      float v[3];
-    } value{{a, b, c}};
-    put_unchecked(buffer, value);
+    VertexBuffer_PutUnchecked(buffer, value, sizeof(value));
   }
 }
 
