@@ -53,84 +53,67 @@ void SetUpRoom() {
   Collision_FlushUpdates();
 }
 
-struct Query {
+struct Point {
   float x, y;
 };
-std::vector<Query> Queries() {
+std::vector<Point> Points() {
   std::mt19937 rng(11);
   std::uniform_real_distribution<float> pos(0, 4000);
-  std::vector<Query> q(1024);
-  for (Query& at : q) at = {pos(rng), pos(rng)};
-  return q;
+  std::vector<Point> points(1024);
+  for (Point& at : points) at = {pos(rng), pos(rng)};
+  return points;
 }
 
-// Queries per millisecond of the loop's own clock (start taken before the loop).
-void Rate(benchmark::State& state, std::chrono::steady_clock::time_point start) {
+// Runs query on the fixed query points; the counter queries_per_ms is taken from the loop's own
+// clock.
+template <class Query>
+void Run(benchmark::State& state, Query&& query) {
+  SetUpRoom();
+  const std::vector<Point> points = Points();
+  size_t i = 0;
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) benchmark::DoNotOptimize(query(points[i++ & 1023]));
   const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   state.counters["queries_per_ms"] = ms > 0 ? static_cast<double>(state.iterations()) / ms : 0;
 }
 
-void BM_RectangleTree(benchmark::State& state) {
-  SetUpRoom();
-  const std::vector<Query> q = Queries();
-  size_t i = 0;
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    const Query& at = q[i++ & 1023];
-    benchmark::DoNotOptimize(Collision_Shape(nullptr, nullptr, CollisionShape::kRectangle, at.x, at.y, at.x + 40,
-                                             at.y + 40, kObject, false, false, nullptr));
+// The first instance of the room's list that test accepts.
+template <class Test>
+CInstance* BruteFirst(Test&& test) {
+  for (CInstance* c = Run_Room->active.head; c != nullptr; c = c->next) {
+    if (test(c)) return c;
   }
-  Rate(state, start);
+  return nullptr;
+}
+
+void BM_RectangleTree(benchmark::State& state) {
+  Run(state, [](const Point& at) {
+    return Collision_Shape(nullptr, nullptr, CollisionShape::kRectangle, at.x, at.y, at.x + 40, at.y + 40, kObject,
+                           false, false, nullptr);
+  });
 }
 BENCHMARK(BM_RectangleTree);
 
 void BM_RectangleBrute(benchmark::State& state) {
-  SetUpRoom();
-  const std::vector<Query> q = Queries();
-  size_t i = 0;
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    const Query& at = q[i++ & 1023];
-    CInstance* found = nullptr;
-    for (CInstance* c = Run_Room->active.head; c != nullptr && found == nullptr; c = c->next) {
-      if (Instance_CollideRectangle(c, at.x, at.y, at.x + 40, at.y + 40, false)) found = c;
-    }
-    benchmark::DoNotOptimize(found);
-  }
-  Rate(state, start);
+  Run(state, [](const Point& at) {
+    return BruteFirst([&](CInstance* c) { return Instance_CollideRectangle(c, at.x, at.y, at.x + 40, at.y + 40, false); });
+  });
 }
 BENCHMARK(BM_RectangleBrute);
 
 void BM_PlaceTree(benchmark::State& state) {
-  SetUpRoom();
-  const std::vector<Query> q = Queries();
-  size_t i = 0;
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    const Query& at = q[i++ & 1023];
-    benchmark::DoNotOptimize(Command_InstancePlace(g_self, at.x, at.y, kObject, nullptr));
-  }
-  Rate(state, start);
+  Run(state, [](const Point& at) { return Command_InstancePlace(g_self, at.x, at.y, kObject, nullptr); });
 }
 BENCHMARK(BM_PlaceTree);
 
 void BM_PlaceBrute(benchmark::State& state) {
-  SetUpRoom();
-  const std::vector<Query> q = Queries();
-  size_t i = 0;
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    const Query& at = q[i++ & 1023];
+  Run(state, [](const Point& at) {
     const float x = g_self->x, y = g_self->y;
     Instance_SetPosition(g_self, at.x, at.y);
-    CInstance* found = nullptr;
-    for (CInstance* c = Run_Room->active.head; c != nullptr && found == nullptr; c = c->next) {
-      if (c != g_self && Instance_Collide(c, g_self, true)) found = c;
-    }
+    CInstance* found = BruteFirst([](CInstance* c) { return c != g_self && Instance_Collide(c, g_self, true); });
     Instance_SetPosition(g_self, x, y);
-    benchmark::DoNotOptimize(found);
-  }
-  Rate(state, start);
+    return found;
+  });
 }
 BENCHMARK(BM_PlaceBrute);
 
