@@ -346,9 +346,13 @@ TEST_F(SequencePlay, StructsReadAndWriteTheLoadedSequence) {
   auto write = [](KVObjectBase* object, const char* name, RValue value) {
     Object_SetVarOrRaise(object, Variable_FindOrAddSlot(name), kIndexWholeValue, &value);
   };
-  EXPECT_STREQ(RV_StringText(read(sequence, "name")), "seq_walk");
+  RValue name = read(sequence, "name");
+  EXPECT_STREQ(RV_StringText(name), "seq_walk");
+  RV_FreeToUndefined(&name);
   EXPECT_EQ(RV_ToDouble(read(sequence, "length")), kLength);
-  EXPECT_STREQ(RV_StringText(call("sequence_get_name", nullptr, {seq})), "seq_walk");
+  name = call("sequence_get_name", nullptr, {seq});
+  EXPECT_STREQ(RV_StringText(name), "seq_walk");
+  RV_FreeToUndefined(&name);
   // tracks -> the instance track -> its keyframe -> channel 0's data.
   RValue tracks = read(sequence, "tracks");
   ASSERT_EQ(tracks.pArray->length, 1);
