@@ -183,6 +183,25 @@ TEST_F(CollisionTest, PreciseMasksRotatedBoxesAndScales) {
   EXPECT_TRUE(Instance_CollideEllipse(r, 195, 195, 205, 205, false));
 }
 
+TEST_F(CollisionTest, MasksMeetOnTheSamePixelsInBothModes) {
+  // The precise sprite's set half covers x 100..103 at x = 100; a box from 103 reaches it, one
+  // from 104 doesn't, whether pixel centres (off) or whole pixels (on) are scanned.
+  for (bool compat : {false, true}) {
+    load(compat);
+    CInstance* p = put(kObjPrecise, 100, 100);
+    CInstance* box = put(kObjBox, 104, 100);
+    EXPECT_FALSE(Instance_Collide(p, box, true)) << compat;
+    Instance_SetPosition(box, 103, 100);
+    EXPECT_TRUE(Instance_Collide(p, box, true)) << compat;
+    EXPECT_TRUE(Instance_Collide(box, p, true)) << compat;
+    // A mask frame past the mask count uses the single mask.
+    Instance_SetImageIndex(p, 5);
+    EXPECT_TRUE(Instance_Collide(p, box, true)) << compat;
+    TearDown();
+    SetUp();
+  }
+}
+
 // Brute force over every live instance, for comparison with the tree.
 std::set<int32_t> brute(CRoom* room, const std::function<bool(CInstance*)>& test) {
   std::set<int32_t> ids;
