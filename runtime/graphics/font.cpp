@@ -11,6 +11,7 @@
 #include "graphics/batcher.h"
 #include "graphics/draw.h"
 #include "graphics/gr_texture.h"
+#include "graphics/texture_table.h"
 
 namespace {
 
@@ -295,14 +296,27 @@ int32_t Font_AddRuntime(std::unique_ptr<TextFont> font) {
   return id;
 }
 
+namespace {
+
+// A run-time font's atlas goes with it.
+void release(std::unique_ptr<TextFont>* font) {
+  if (*font != nullptr && (*font)->dynamicTexture >= 0) Texture_FreeSlot((*font)->dynamicTexture);
+  font->reset();
+}
+
+}  // namespace
+
 bool Font_Delete(int32_t id) {
   if (!Font_Valid(id)) return false;
-  g_table.fonts[static_cast<size_t>(id)].reset();
+  GR_Flush();
+  release(&g_table.fonts[static_cast<size_t>(id)]);
   g_table.names[static_cast<size_t>(id)].clear();
   return true;
 }
 
 void Font_FreeAll() {
+  GR_Flush();
+  for (std::unique_ptr<TextFont>& font : g_table.fonts) release(&font);
   g_table = FontTable{};
   Text_ResetState();
 }

@@ -11,6 +11,7 @@
 #include "core/frame_state.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
+#include "graphics/font.h"
 #include "graphics/shader.h"
 #include "graphics/vertex_buffer.h"
 #include "run/options.h"
@@ -141,6 +142,8 @@ bool InitGraphics() {
 void Game_FreeSubjects() {
   Vertex_FreeAll();
   Shader_FreeAll();
+  Font_FreeAll();
+  Font_ReleaseDefault();
   Sequence_FreeSubjects();
   TimeSource_ResetAll();
   TimeLine_FreeAll();
