@@ -194,13 +194,16 @@ int32_t PlayQueue_Add(int32_t queue_id, int32_t buffer_id, int32_t offset, int32
 bool PlayQueue_Free(int32_t queue_id) {
   PlayQueue* queue = queue_data(queue_id);
   if (queue == nullptr) return false;
+  // What is still queued goes back marked as shut down, not as played.
+  std::vector<QueuedBuffer> queued;
+  queued.swap(queue->queued);
   stop_voices_of(queue_id);
   for (auto& voice : Audio().voices) {
     if (voice->sound != queue_id) continue;
     Audio().mixer.SetBuffer(Audio_VoiceSource(voice.get()), 0);
     voice->sound = -1;
   }
-  for (const QueuedBuffer& q : queue->queued) give_back(queue_id, q, true);
+  for (const QueuedBuffer& q : queued) give_back(queue_id, q, true);
   const auto index = static_cast<size_t>(queue_id - kQueueBase);
   g_queue_data[index].reset();
   Audio().queues[index].reset();

@@ -126,7 +126,7 @@ bool AudioTest::load(const std::vector<std::optional<std::string>>& groups,
   const auto size = static_cast<uint32_t>(image_.size());
   // The runner's order: the builtins with the header, audio before the chunks, groups after.
   const bool scanned = HeaderScan(image_.data(), size);
-  Audio_Init(FakeAudio_Platform(), no_audio);
+  Audio_Init(platform_, no_audio);
   Audio_SetGameDirectory(dir_.path() + "/");
   Audio_SetAsyncSink(collect_event);
   return scanned && LoadGameData(image_.data(), size) && Audio_PrepareGroups();

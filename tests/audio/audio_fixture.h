@@ -51,6 +51,7 @@ class AudioTest : public ::testing::Test {
   FakeAudioSource source_of(double voice);
   uint32_t source_id(double voice);
 
+  AudioPlatform platform_ = FakeAudio_Platform();  // what load() opens
   FakeClock clock_{1000000};
   TempDir dir_;
   std::vector<uint8_t> image_;
