@@ -65,6 +65,8 @@ int64_t Audio_Now() { return Platform_Clock().NowMicros(); }
 
 bool Audio_Enabled() { return g_state.enabled; }
 
+IAudioDevice* Audio_OutputDevice() { return g_state.enabled ? g_state.mixer.Device() : nullptr; }
+
 void Audio_SetGameDirectory(const std::string& directory) { g_state.gameDirectory = directory; }
 
 void Audio_SetAsyncSink(AudioAsyncSink sink) { g_async_sink = sink; }

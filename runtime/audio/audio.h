@@ -28,6 +28,8 @@ void Audio_StopAll();
 // Frees every voice, sound buffer, group, stream and emitter and closes the output.
 void Audio_Shutdown();
 bool Audio_Enabled();
+// The output the engine mixes into, null while audio is off (a loopback device is rendered through it).
+IAudioDevice* Audio_OutputDevice();
 
 // Where the engine's asynchronous events go: a ds_map id and the event subtype. Until one is set
 // the maps are destroyed again.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "audio/audio_internal.h"
 #include "audio_fixture.h"
 #include "platform/al/al_audio.h"
 
@@ -24,7 +23,7 @@ class AudioOpenAl : public AudioTest {
   // Renders a tenth of a second; gives the left channel.
   std::vector<float> render() {
     std::vector<float> out(2 * kRate / 10);
-    EXPECT_TRUE(AlAudio_Render(Audio().mixer.Device(), out.data(), kRate / 10));
+    EXPECT_TRUE(AlAudio_Render(Audio_OutputDevice(), out.data(), kRate / 10));
     std::vector<float> left(out.size() / 2);
     for (size_t i = 0; i < left.size(); ++i) left[i] = out[2 * i];
     return left;
