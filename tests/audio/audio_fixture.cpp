@@ -136,9 +136,9 @@ RValue AudioTest::call(const char* name, const std::vector<RValue>& args) {
   int32_t id = -1;
   EXPECT_TRUE(Function_Find(name, &id)) << name;
   RValue result = RV_Undefined();
-  if (id < 0) return result;
   std::vector<RValue> argv = args;
-  Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
+  if (id >= 0) Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
+  for (RValue& arg : argv) RV_Free(&arg);
   return result;
 }
 

@@ -42,6 +42,7 @@ class AudioTest : public ::testing::Test {
   bool load(const std::vector<std::optional<std::string>>& groups,
             const std::vector<std::optional<datawin::SoundRecord>>& sounds,
             const std::vector<std::optional<std::vector<uint8_t>>>& blobs, bool no_audio = false);
+  // Runs the builtin; it owns the arguments and frees them after the call.
   RValue call(const char* name, const std::vector<RValue>& args = {});
   double num(const char* name, const std::vector<RValue>& args = {});
   // Frames of the frame driver: the clock moves 1/60 s, then the audio ticks.
@@ -60,3 +61,8 @@ class AudioTest : public ::testing::Test {
 };
 
 inline RValue R(double v) { return RV_Real(v); }
+inline RValue S(const char* text) {
+  RValue v = RV_Undefined();
+  RV_SetString(&v, text);
+  return v;
+}

@@ -210,17 +210,9 @@ TEST_F(AudioGenerated, StreamsPlayFromFiles) {
   const std::vector<uint8_t> ogg = Ogg(22050);
   ASSERT_TRUE(Platform_WriteWholeFile(dir_.file("song.ogg"), ogg.data(), ogg.size()));
   console_.clear();
-  EXPECT_EQ(num("audio_create_stream", {[] {
-                  RValue v = RV_Undefined();
-                  RV_SetString(&v, "missing.ogg");
-                  return v;
-                }()}),
-            -1.0);
+  EXPECT_EQ(num("audio_create_stream", {S("missing.ogg")}), -1.0);
   EXPECT_EQ(console_.text(), "audio_create_stream : could not file file 'missing.ogg'\n");
-  RValue name = RV_Undefined();
-  RV_SetString(&name, "song.ogg");
-  const double stream = num("audio_create_stream", {name});
-  RV_Free(&name);
+  const double stream = num("audio_create_stream", {S("song.ogg")});
   EXPECT_EQ(stream, 300000.0);
   EXPECT_EQ(num("audio_exists", {R(stream)}), 1.0);
   EXPECT_NEAR(num("audio_sound_length", {R(stream)}), 0.5, 1e-3);
@@ -240,10 +232,7 @@ TEST_F(AudioGenerated, StreamsPlayFromFiles) {
 TEST_F(AudioGenerated, SyncGroupsTakeCompressedSoundsAndStartTogether) {
   const std::vector<uint8_t> ogg = Ogg(44100);
   ASSERT_TRUE(Platform_WriteWholeFile(dir_.file("a.ogg"), ogg.data(), ogg.size()));
-  RValue name = RV_Undefined();
-  RV_SetString(&name, "a.ogg");
-  const double stream = num("audio_create_stream", {name});
-  RV_Free(&name);
+  const double stream = num("audio_create_stream", {S("a.ogg")});
   const double group = num("audio_create_sync_group", {R(0)});
   console_.clear();
   EXPECT_EQ(num("audio_play_in_sync_group", {R(group), R(kWave)}), -1.0);
