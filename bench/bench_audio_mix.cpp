@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "audio/audio.h"
+#include "bench_game.h"
 #include "core/builtin_families.h"
 #include "core/function_table.h"
 #include "core/memory.h"
@@ -59,13 +60,8 @@ bool start() {
   MemoryManager::Start();
   Assets_InstallReaders();
   Builtins_AddRegistrar(kFamilySound, Audio_RegisterBuiltins);
-  datawin::Gen8Record header;
-  header.file_name = "bench";
-  header.display_name = "Bench Game";
-  header.project_name = "bench_project";
-  header.room_order = {0};
   datawin::Writer writer;
-  datawin::add_gen8(writer, header);
+  datawin::add_gen8(writer, Bench_Header());
   datawin::add_optn(writer, datawin::OptnRecord{});
   std::vector<std::optional<datawin::SoundRecord>> sounds;
   std::vector<std::optional<std::vector<uint8_t>>> blobs;

@@ -22,17 +22,23 @@
 #include "run/run_subjects.h"
 #include "world/world_init.h"
 
+// The header of a bench's game: generation 2, one room in the room order.
+inline datawin::Gen8Record Bench_Header() {
+  datawin::Gen8Record header;
+  header.file_name = "bench";
+  header.display_name = "Bench Game";
+  header.project_name = "bench_project";
+  header.room_order = {0};
+  return header;
+}
+
 inline bool Bench_StartGame(const std::vector<std::optional<datawin::ObjectRecord>>& objects, KVCodeTables* tables,
                             const std::function<void(datawin::Writer&)>& assets = {}) {
   MemoryManager::Start();
   g_CodeTables = tables;
   World_Init();
   Assets_InstallReaders();
-  datawin::Gen8Record header;
-  header.file_name = "bench";
-  header.display_name = "Bench Game";
-  header.project_name = "bench_project";
-  header.room_order = {0};
+  const datawin::Gen8Record header = Bench_Header();
   datawin::Writer writer;
   datawin::add_gen8(writer, header);
   if (assets) assets(writer);

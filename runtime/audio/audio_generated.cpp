@@ -31,16 +31,6 @@ std::vector<std::unique_ptr<PlayQueue>> g_queue_data;  // beside Audio().queues,
 
 int32_t channel_count(int32_t channels) { return channels == kAudioStereo ? 2 : 1; }
 
-// The lowest free slot of a table with holes.
-template <class T>
-size_t free_slot(std::vector<std::unique_ptr<T>>& table) {
-  for (size_t i = 0; i < table.size(); ++i) {
-    if (table[i] == nullptr) return i;
-  }
-  table.emplace_back();
-  return table.size() - 1;
-}
-
 void stop_voices_of(int32_t id) {
   for (auto& voice : Audio().voices) {
     if (voice->active && voice->sound == id) Audio_StopVoiceHard(voice.get());
@@ -123,7 +113,7 @@ int32_t BufferSound_Create(int32_t buffer_id, int32_t format, int32_t rate, int3
   sound->buffer = id;
   sound->sampleRate = rate;
   sound->channels = channel_count(channels);
-  const size_t slot = free_slot(Audio().bufferSounds);
+  const size_t slot = Audio_FreeSlot(Audio().bufferSounds);
   Audio().bufferSounds[slot] = std::move(sound);
   return kBufferSoundBase + static_cast<int32_t>(slot);
 }
@@ -154,7 +144,7 @@ int32_t PlayQueue_Create(int32_t format, int32_t rate, int32_t channels) {
   sound->isQueue = true;
   sound->sampleRate = rate;
   sound->channels = channel_count(channels);
-  const size_t slot = free_slot(Audio().queues);
+  const size_t slot = Audio_FreeSlot(Audio().queues);
   Audio().queues[slot] = std::move(sound);
   if (g_queue_data.size() <= slot) g_queue_data.resize(slot + 1);
   g_queue_data[slot] = std::make_unique<PlayQueue>(PlayQueue{format, rate, channel_count(channels), {}});
@@ -264,7 +254,7 @@ int32_t Stream_Create(const std::string& file) {
   sound->compressed = true;
   sound->file_name = file;
   sound->filePath = path;
-  const size_t slot = free_slot(Audio().streams);
+  const size_t slot = Audio_FreeSlot(Audio().streams);
   Audio().streams[slot] = std::move(sound);
   return kStreamBase + static_cast<int32_t>(slot);
 }

@@ -171,6 +171,19 @@ int32_t Audio_DistanceModel();
 void Audio_TickEmitters();
 void Audio_FreeVoices();
 
+// Where an emitter's voices sit: its position, velocity and falloff, the current distance model.
+AudioSourcePlacement Audio_EmitterPlacement(const CEmitter* emitter);
+
+// The lowest free slot of a table with holes (a new one at the end when full).
+template <class T>
+size_t Audio_FreeSlot(std::vector<std::unique_ptr<T>>& table) {
+  for (size_t i = 0; i < table.size(); ++i) {
+    if (table[i] == nullptr) return i;
+  }
+  table.emplace_back();
+  return table.size() - 1;
+}
+
 // ---- Current time ------------------------------------------------------------------------------
 // Microseconds of the one clock, for gain ramps.
 int64_t Audio_Now();

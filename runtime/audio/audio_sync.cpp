@@ -37,18 +37,10 @@ void each_voice(SyncGroup* group, Fn&& fn) {
   }
 }
 
-template <class T>
-size_t free_slot(std::vector<std::unique_ptr<T>>& table) {
-  auto it = std::find(table.begin(), table.end(), nullptr);
-  if (it != table.end()) return static_cast<size_t>(it - table.begin());
-  table.emplace_back();
-  return table.size() - 1;
-}
-
 }  // namespace
 
 int32_t SyncGroup_Create(bool looping) {
-  const size_t slot = free_slot(g_groups);
+  const size_t slot = Audio_FreeSlot(g_groups);
   g_groups[slot] = std::make_unique<SyncGroup>();
   g_groups[slot]->looping = looping;
   return static_cast<int32_t>(slot);
@@ -188,7 +180,7 @@ int32_t Recording_Start(int32_t index) {
     g_ReleaseConsole->Output("audio_start_recording: recording device %d could not be opened\n", index);
     return -1;
   }
-  const size_t slot = free_slot(g_recorders);
+  const size_t slot = Audio_FreeSlot(g_recorders);
   g_recorders[slot] = std::make_unique<Recorder>(Recorder{std::move(capture), index});
   return static_cast<int32_t>(slot);
 }

@@ -85,17 +85,9 @@ void set_up_source(CNoise* voice, const PlayParams& p, const cAudio_Sound* sound
       placement.rolloff = p.falloffFactor;
       placement.distanceModel = Audio_DistanceModel();
       break;
-    case PlayKind::kOn: {
-      const CEmitter* e = voice->emitter;
-      placement.relative = false;
-      placement.position[0] = e->x, placement.position[1] = e->y, placement.position[2] = e->z;
-      placement.velocity[0] = e->vx, placement.velocity[1] = e->vy, placement.velocity[2] = e->vz;
-      placement.referenceDistance = e->falloffRef;
-      placement.maxDistance = e->falloffMax;
-      placement.rolloff = e->falloffFactor;
-      placement.distanceModel = Audio_DistanceModel();
+    case PlayKind::kOn:
+      placement = Audio_EmitterPlacement(voice->emitter);
       break;
-    }
   }
   mixer.SetPlacement(source, placement);
   mixer.SetGain(source, voice->gain * sound->gain * emitter_gain(voice));
@@ -103,6 +95,18 @@ void set_up_source(CNoise* voice, const PlayParams& p, const cAudio_Sound* sound
 }
 
 }  // namespace
+
+AudioSourcePlacement Audio_EmitterPlacement(const CEmitter* e) {
+  AudioSourcePlacement placement;
+  placement.relative = false;
+  placement.position[0] = e->x, placement.position[1] = e->y, placement.position[2] = e->z;
+  placement.velocity[0] = e->vx, placement.velocity[1] = e->vy, placement.velocity[2] = e->vz;
+  placement.referenceDistance = e->falloffRef;
+  placement.maxDistance = e->falloffMax;
+  placement.rolloff = e->falloffFactor;
+  placement.distanceModel = Audio_DistanceModel();
+  return placement;
+}
 
 int32_t Audio_DistanceModel() { return S().falloffModel == 0 ? kDistanceNone : 53248 + S().falloffModel; }
 

@@ -18,23 +18,14 @@ CEmitter* emitter_arg(int argc, const RValue* argv) {
 
 // The placement of each voice of the emitter follows it at once.
 void place_voices(CEmitter* e) {
-  AudioSourcePlacement placement;
-  placement.relative = false;
-  placement.position[0] = e->x, placement.position[1] = e->y, placement.position[2] = e->z;
-  placement.velocity[0] = e->vx, placement.velocity[1] = e->vy, placement.velocity[2] = e->vz;
-  placement.referenceDistance = e->falloffRef;
-  placement.maxDistance = e->falloffMax;
-  placement.rolloff = e->falloffFactor;
-  placement.distanceModel = Audio_DistanceModel();
+  const AudioSourcePlacement placement = Audio_EmitterPlacement(e);
   for (CNoise* voice : e->voices) Audio().mixer.SetPlacement(Audio_VoiceSource(voice), placement);
 }
 
 AUDIO_FN(F_EmitterCreate) {
   if (!Audio_On()) return Real(result, -1);
   auto& emitters = Audio().emitters;
-  auto it = std::find(emitters.begin(), emitters.end(), nullptr);
-  const auto index = static_cast<size_t>(it - emitters.begin());
-  if (it == emitters.end()) emitters.emplace_back();
+  const size_t index = Audio_FreeSlot(emitters);
   emitters[index] = std::make_unique<CEmitter>();
   emitters[index]->active = true;
   Real(result, static_cast<double>(index));
