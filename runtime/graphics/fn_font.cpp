@@ -28,7 +28,7 @@ bool g_enable_aa = true;
 // A text argument: strings as they stand, anything else as the language prints it.
 std::string text_arg(int argc, RValue* argv, int n) {
   if (n >= argc) return std::string();
-  RValue text;
+  RValue text = RV_Undefined();
   RV_SetStringFromValue(&text, argv[n]);
   std::string out = RV_StringText(text);
   RV_FreeToUndefined(&text);
@@ -182,7 +182,7 @@ KV_BUILTIN(F_FontGetUvs) {
 }
 
 void set_string(KVObjectBase* object, const char* key, const char* text) {
-  RValue value;
+  RValue value = RV_Undefined();
   RV_SetString(&value, text);
   Object_SetRValue(object, key, &value);
   RV_FreeToUndefined(&value);
@@ -235,7 +235,7 @@ KV_BUILTIN(F_FontGetInfo) {
         pairs.push_back(static_cast<uint16_t>(pair[0] | (pair[1] << 8)));
         pairs.push_back(static_cast<int16_t>(pair[2] | (pair[3] << 8)));
       }
-      RValue array;
+      RValue array = RV_Undefined();
       gfx_fn::RealArray(&array, pairs.data(), static_cast<int32_t>(pairs.size()));
       Object_SetRValue(entry, "kerning", &array);
       RV_FreeToUndefined(&array);

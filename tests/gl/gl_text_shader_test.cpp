@@ -39,7 +39,7 @@ namespace {
 
 RValue R(double v) { return RV_Real(v); }
 RValue S(const char* text) {
-  RValue v;
+  RValue v = RV_Undefined();
   RV_SetString(&v, text);
   return v;
 }
@@ -232,7 +232,7 @@ TEST_F(GlShaderTest, AVertexBufferDrawsUnderAShaderWithItsUniforms) {
   CallBuiltin("shader_set_uniform_f", {R(-1), R(1)});
   RefDynamicArrayOfRValue* four = RV_NewArray(4);
   for (int i = 0; i < 4; ++i) four->pArray[i] = R(1);
-  RValue array;
+  RValue array = RV_Undefined();
   array.pArray = four;
   array.flags = 0;
   array.kind = kRVArray;

@@ -9,11 +9,26 @@ namespace {
 
 RValue R(double v) { return RV_Real(v); }
 RValue S(const char* text) {
-  RValue v;
+  RValue v = RV_Undefined();
   RV_SetString(&v, text);
   return v;
 }
-double Number(const char* name, std::vector<RValue> args) { return RV_ToDouble(CallBuiltin(name, std::move(args))); }
+// Calls a builtin and frees its arguments and its result; the number it gave.
+double Number(const char* name, std::vector<RValue> args) {
+  RValue result = CallBuiltin(name, args);
+  const double n = RV_Kind(result) == kRVReal ? RV_ToDouble(result) : 0.0;
+  RV_FreeToUndefined(&result);
+  for (RValue& a : args) RV_FreeToUndefined(&a);
+  return n;
+}
+// The same for a string result.
+std::string Text(const char* name, std::vector<RValue> args) {
+  RValue result = CallBuiltin(name, args);
+  std::string text = RV_StringText(result);
+  RV_FreeToUndefined(&result);
+  for (RValue& a : args) RV_FreeToUndefined(&a);
+  return text;
+}
 
 class TextTest : public GraphicsTest {
  protected:
@@ -39,7 +54,7 @@ TEST_F(TextTest, BadFontsAndAlignmentsFallBack) {
   CallBuiltin("draw_set_valign", {R(2)});
   EXPECT_EQ(Number("draw_get_valign", {}), 2);
   EXPECT_EQ(Number("font_exists", {R(0)}), 0);
-  EXPECT_EQ(RV_StringText(CallBuiltin("font_get_name", {R(3)})), std::string("<undefined>"));
+  EXPECT_EQ(Text("font_get_name", {R(3)}), "<undefined>");
   EXPECT_EQ(Number("font_get_first", {R(3)}), -1);
   EXPECT_EQ(BuiltinError("font_delete", {R(3)}), "Trying to delete non-existing font.");
   EXPECT_EQ(BuiltinError("font_get_uvs", {R(3)}), "trying to get texture from non-existing font");
@@ -81,10 +96,10 @@ TEST_F(TextTest, WrappingKeepsWordsWholeAndOverflowsOnlyAWordTooLong) {
 TEST_F(TextTest, FontsAddedAtRunTimeTakeNewIdsAndDeleteForGood) {
   const double id = Number("font_add", {S("DejaVuSans.ttf"), R(12), R(0), R(0), R(32), R(127)});
   ASSERT_GE(id, 0);
-  EXPECT_EQ(RV_StringText(CallBuiltin("font_get_name", {R(id)})), "__newfont" + std::to_string(static_cast<int>(id)));
+  EXPECT_EQ(Text("font_get_name", {R(id)}), "__newfont" + std::to_string(static_cast<int>(id)));
   EXPECT_EQ(Number("font_get_size", {R(id)}), 12);
   EXPECT_EQ(Number("font_get_last", {R(id)}), 127);
-  CallBuiltin("draw_set_font", {R(id)});
+  Number("draw_set_font", {R(id)});
   EXPECT_GT(Number("string_width", {S("W")}), Number("string_width", {S("i")})) << "proportional";
   testing::internal::CaptureStdout();
   EXPECT_EQ(Number("font_add", {S("no_such_font"), R(12), R(0), R(0), R(32), R(127)}), -1);
