@@ -96,6 +96,28 @@ class DsStructure {
   DsKind kind_;
 };
 
+// A value referenced on its way into a structure. The reference is taken before growth (the value
+// may live in the storage that growth moves), and growth may raise: unless the value was placed
+// with release(), the holder lets the reference go again, on the way out of a raise too.
+class DsHeldValue {
+ public:
+  DsHeldValue() = default;
+  ~DsHeldValue() { RV_FreeToUndefined(&value_); }
+  DsHeldValue(const DsHeldValue&) = delete;
+  DsHeldValue& operator=(const DsHeldValue&) = delete;
+
+  RValue* slot() { return &value_; }
+  const RValue& get() const { return value_; }
+  RValue release() {
+    const RValue value = value_;
+    value_ = RV_Undefined();
+    return value;
+  }
+
+ private:
+  RValue value_ = RV_Undefined();
+};
+
 // Grows a block of values to count entries; the new entries read as real 0. Raises and returns
 // false when the memory can't be had (the block is then unchanged).
 bool DS_GrowValues(RValue** block, int64_t count);

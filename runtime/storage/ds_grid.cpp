@@ -71,11 +71,10 @@ bool CDS_Grid::resize(int32_t width, int32_t height) {
 }
 
 void CDS_Grid::clear(const RValue& value) {
-  RValue held;  // value may be one of the cells
-  store(&held, value);
+  DsHeldValue held;  // value may be one of the cells
+  store(held.slot(), value);
   const int64_t count = static_cast<int64_t>(width_) * height_;
-  for (int64_t i = 0; i < count; ++i) assign(&cells_[i], held);
-  RV_FreeToUndefined(&held);
+  for (int64_t i = 0; i < count; ++i) assign(&cells_[i], held.get());
 }
 
 void CDS_Grid::cell_op(DsCellOp op, RValue* target, const RValue& value) {
@@ -143,53 +142,54 @@ void CDS_Grid::for_disk(double xm, double ym, double r, Visit&& visit) const {
 }
 
 void CDS_Grid::apply_region(DsCellOp op, int32_t x1, int32_t y1, int32_t x2, int32_t y2, const RValue& value) {
-  RValue held;  // value may be one of the cells that change
-  store(&held, value);
+  DsHeldValue held;  // value may be one of the cells that change
+  store(held.slot(), value);
   for_region(x1, y1, x2, y2, [&](int32_t x, int32_t y) {
-    cell_op(op, cell(x, y), held);
+    cell_op(op, cell(x, y), held.get());
     return false;
   });
-  RV_FreeToUndefined(&held);
 }
 
 void CDS_Grid::apply_disk(DsCellOp op, double xm, double ym, double r, const RValue& value) {
-  RValue held;
-  store(&held, value);
+  DsHeldValue held;
+  store(held.slot(), value);
   for_disk(xm, ym, r, [&](int32_t x, int32_t y) {
-    cell_op(op, cell(x, y), held);
+    cell_op(op, cell(x, y), held.get());
     return false;
   });
-  RV_FreeToUndefined(&held);
 }
 
 void CDS_Grid::apply_grid_region(DsCellOp op, const CDS_Grid& src, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
                                  int32_t xpos, int32_t ypos) {
-  if (x1 > x2) std::swap(x1, x2);
-  if (y1 > y2) std::swap(y1, y2);
+  // Corners may lie anywhere in 32 bits: the clipping and the shift are worked out in 64 bits.
+  int64_t left = std::min(x1, x2), right = std::max(x1, x2);
+  int64_t top = std::min(y1, y2), bottom = std::max(y1, y2);
+  int64_t target_x = xpos, target_y = ypos;
   // Clip the source rectangle to src, shifting the target corner with it.
-  if (x1 < 0) {
-    xpos -= x1;
-    x1 = 0;
+  if (left < 0) {
+    target_x -= left;
+    left = 0;
   }
-  if (y1 < 0) {
-    ypos -= y1;
-    y1 = 0;
+  if (top < 0) {
+    target_y -= top;
+    top = 0;
   }
-  x2 = std::min(x2, src.width_ - 1);
-  y2 = std::min(y2, src.height_ - 1);
-  if (x1 > x2 || y1 > y2) return;
-  const int64_t dx = static_cast<int64_t>(xpos) - x1;
-  const int64_t dy = static_cast<int64_t>(ypos) - y1;
+  right = std::min<int64_t>(right, src.width_ - 1);
+  bottom = std::min<int64_t>(bottom, src.height_ - 1);
+  if (left > right || top > bottom) return;
+  const int64_t dx = target_x - left;
+  const int64_t dy = target_y - top;
   const bool x_back = dx > 0;
   const bool y_back = dy > 0;
-  for (int32_t i = 0; i <= x2 - x1; ++i) {
-    const int32_t sx = x_back ? x2 - i : x1 + i;
-    for (int32_t j = 0; j <= y2 - y1; ++j) {
-      const int32_t sy = y_back ? y2 - j : y1 + j;
+  for (int64_t i = 0; i <= right - left; ++i) {
+    const int64_t sx = x_back ? right - i : left + i;
+    for (int64_t j = 0; j <= bottom - top; ++j) {
+      const int64_t sy = y_back ? bottom - j : top + j;
       const int64_t tx = sx + dx;
       const int64_t ty = sy + dy;
       if (tx < 0 || ty < 0 || tx >= width_ || ty >= height_) continue;
-      cell_op(op, cell(static_cast<int32_t>(tx), static_cast<int32_t>(ty)), *src.cell(sx, sy));
+      cell_op(op, cell(static_cast<int32_t>(tx), static_cast<int32_t>(ty)),
+              *src.cell(static_cast<int32_t>(sx), static_cast<int32_t>(sy)));
     }
   }
 }

@@ -11,26 +11,24 @@ RValue* CDS_List::at(int64_t pos) const {
 }
 
 // The value may live in this list's own storage, which growth moves: the reference is taken first.
-bool CDS_List::grow_holding(int64_t length, const RValue& value, RValue* held) {
-  store(held, value);
-  if (values_.reserve(length)) return true;
-  RV_FreeToUndefined(held);
-  return false;
+bool CDS_List::grow_holding(int64_t length, const RValue& value, DsHeldValue* held) {
+  store(held->slot(), value);
+  return values_.reserve(length);
 }
 
 void CDS_List::add(const RValue& value) {
-  RValue held;
+  DsHeldValue held;
   if (!grow_holding(static_cast<int64_t>(values_.length) + 1, value, &held)) return;
-  values_.data[values_.length++] = held;
+  values_.data[values_.length++] = held.release();
 }
 
 bool CDS_List::insert(int64_t pos, const RValue& value) {
   if (pos < 0 || pos > values_.length) return false;
-  RValue held;
+  DsHeldValue held;
   if (!grow_holding(static_cast<int64_t>(values_.length) + 1, value, &held)) return false;
   RValue* slot = &values_.data[pos];
   std::memmove(static_cast<void*>(slot + 1), slot, static_cast<size_t>(values_.length - pos) * sizeof(RValue));
-  *slot = held;
+  *slot = held.release();
   ++values_.length;
   return true;
 }
@@ -46,10 +44,10 @@ bool CDS_List::set(int64_t pos, const RValue& value, RValue* old) {
   if (old != nullptr) *old = RV_Undefined();
   if (pos < 0) return false;
   if (pos >= values_.length) {
-    RValue held;
+    DsHeldValue held;
     if (!grow_holding(pos + 1, value, &held)) return false;
     values_.length = static_cast<int32_t>(pos + 1);  // the gap is already real 0
-    values_.data[pos] = held;
+    values_.data[pos] = held.release();
     return true;
   }
   if (old != nullptr) RV_CopyRef(old, &values_.data[pos]);

@@ -48,6 +48,6 @@ class CDS_List final : public DsStructure {
   bool read(DsReader& in, bool legacy);
 
  private:
-  bool grow_holding(int64_t length, const RValue& value, RValue* held);
+  bool grow_holding(int64_t length, const RValue& value, DsHeldValue* held);
   DsValueBlock values_;
 };

@@ -18,8 +18,9 @@ uint32_t crc_double(double d) { return crc_raw(&d, sizeof d); }
 }  // namespace
 
 CDS_Map::CDS_Map(int32_t buckets) : DsStructure(kDsMap) {
-  uint32_t count = buckets < 1 ? kDefaultBuckets : 1;
+  if (buckets < 1) buckets = kDefaultBuckets;
   if (buckets > kMaxBuckets) buckets = kMaxBuckets;
+  uint32_t count = 1;
   while (count < static_cast<uint32_t>(buckets)) count <<= 1;
   buckets_ = static_cast<Bucket*>(KV_CALLOC(count * sizeof(Bucket)));
   mask_ = count - 1;

@@ -28,7 +28,8 @@ class CDS_Map final : public DsStructure {
   static constexpr int32_t kDefaultBuckets = 256;
   static constexpr int32_t kMaxBuckets = 1 << 20;
 
-  // A bucket count that isn't a power of two is rounded up to one; below 1 gives the default.
+  // A bucket count that isn't a power of two is rounded up to one; below 1 gives the default and
+  // above kMaxBuckets gives kMaxBuckets.
   explicit CDS_Map(int32_t buckets = kDefaultBuckets);
   ~CDS_Map() override;
 

@@ -6,18 +6,14 @@
 #include "storage/ds_serial.h"
 
 void CDS_Priority::add(const RValue& value, const RValue& priority) {
-  RValue held_value;
-  RValue held_priority;
-  store(&held_value, value);  // either may live in this queue, which growth moves
-  store(&held_priority, priority);
+  DsHeldValue held_value;
+  DsHeldValue held_priority;
+  store(held_value.slot(), value);  // either may live in this queue, which growth moves
+  store(held_priority.slot(), priority);
   const int64_t needed = static_cast<int64_t>(values_.length) + 1;
-  if (!values_.reserve(needed) || !priorities_.reserve(needed)) {
-    RV_FreeToUndefined(&held_value);
-    RV_FreeToUndefined(&held_priority);
-    return;
-  }
-  values_.data[values_.length++] = held_value;
-  priorities_.data[priorities_.length++] = held_priority;
+  if (!values_.reserve(needed) || !priorities_.reserve(needed)) return;
+  values_.data[values_.length++] = held_value.release();
+  priorities_.data[priorities_.length++] = held_priority.release();
 }
 
 int32_t CDS_Priority::find(const RValue& value) const {

@@ -27,13 +27,10 @@ bool read_values(DsReader& in, int32_t version, bool legacy, Put put) {
 // ---- Stack ----------------------------------------------------------------------------------------
 
 void CDS_Stack::push(const RValue& value) {
-  RValue held;
-  store(&held, value);  // value may live in this stack, which growth moves
-  if (!values_.reserve(static_cast<int64_t>(values_.length) + 1)) {
-    RV_FreeToUndefined(&held);
-    return;
-  }
-  values_.data[values_.length++] = held;
+  DsHeldValue held;
+  store(held.slot(), value);  // value may live in this stack, which growth moves
+  if (!values_.reserve(static_cast<int64_t>(values_.length) + 1)) return;
+  values_.data[values_.length++] = held.release();
 }
 
 bool CDS_Stack::pop(RValue* out) {
@@ -74,8 +71,8 @@ bool CDS_Stack::read(DsReader& in, bool legacy) {
 // ---- Queue ----------------------------------------------------------------------------------------
 
 void CDS_Queue::enqueue(const RValue& value) {
-  RValue held;
-  store(&held, value);
+  DsHeldValue held;
+  store(held.slot(), value);
   if (values_.length == values_.capacity && head_ > 0) {
     // Move the live entries to the front instead of growing; the vacated tail is zeroed.
     const int32_t live = values_.length - head_;
@@ -84,11 +81,8 @@ void CDS_Queue::enqueue(const RValue& value) {
     values_.length = live;
     head_ = 0;
   }
-  if (!values_.reserve(static_cast<int64_t>(values_.length) + 1)) {
-    RV_FreeToUndefined(&held);
-    return;
-  }
-  values_.data[values_.length++] = held;
+  if (!values_.reserve(static_cast<int64_t>(values_.length) + 1)) return;
+  values_.data[values_.length++] = held.release();
 }
 
 bool CDS_Queue::dequeue(RValue* out) {

@@ -99,6 +99,34 @@ TEST_F(DsGridTest, OutOfBoundsCellsPrintAndChangeNothing) {
             "Data structure with index does not exist.");
 }
 
+// Bounds messages are game output: they go to the output console and to no other.
+TEST_F(DsGridTest, BoundsMessagesGoToTheOutputConsole) {
+  const double id = NewGrid(2, 2);
+  const std::string gid = std::to_string(static_cast<int>(id));
+  TErrStreamConsole output, release, debug;
+  tagIConsole* const saved[] = {g_OutputConsole, g_ReleaseConsole, g_DebugConsole};
+  g_OutputConsole = &output;
+  g_ReleaseConsole = &release;
+  g_DebugConsole = &debug;
+  Call("ds_grid_set", Args({Val::Real(id), Val::Real(2), Val::Real(0), Val::Real(1)}));
+  Call("ds_grid_add", Args({Val::Real(id), Val::Real(0), Val::Real(-1), Val::Real(1)}));
+  Call("ds_grid_set_pre", Args({Val::Real(id), Val::Real(5), Val::Real(5), Val::Real(1)}));
+  Call("ds_grid_get", Args({Val::Real(id), Val::Real(0), Val::Real(2)}));
+  Val out;
+  DS_GridAccessRead(out.get(), *Val::Real(id), *Val::Real(-3), *Val::Real(0));
+  DS_GridAccessWrite(*Val::Real(id), *Val::Real(0), *Val::Real(7), *Val::Real(1));
+  g_OutputConsole = saved[0];
+  g_ReleaseConsole = saved[1];
+  g_DebugConsole = saved[2];
+  const std::string writing = "Grid " + gid + ", index out of bounds writing ";
+  const std::string reading = "Grid " + gid + ", index out of bounds reading ";
+  EXPECT_EQ(output.text(), writing + "[2,0] - size is [2,2]\n" + writing + "[0,-1] - size is [2,2]\n" + writing +
+                               "[5,5] - size is [2,2]\n" + reading + "[0,2] - size is [2,2]\n" + reading +
+                               "[-3,0] - size is [2,2]\n" + writing + "[0,7] - size is [2,2]\n");
+  EXPECT_EQ(release.text(), "");
+  EXPECT_EQ(debug.text(), "");
+}
+
 TEST_F(DsGridTest, RegionsTakeCornersInEitherOrderAndClip) {
   struct Row {
     int x1, y1, x2, y2;
@@ -162,6 +190,32 @@ TEST_F(DsGridTest, GridRegionClipsSourceAndTarget) {
   EXPECT_EQ(Cells(dest), "11,12,0/21,22,1/0,10,11");
 }
 
+TEST_F(DsGridTest, GridRegionCornersAtTheLimitsOf32Bits) {
+  constexpr double kMin = -2147483648.0;
+  constexpr double kMax = 2147483647.0;
+  struct Row {
+    double x1, y1, x2, y2, xpos, ypos;
+    const char* expected;
+  };
+  const Row rows[] = {
+      // Clipping a corner at the lowest int shifts the target past the highest: nothing lands.
+      {kMin, 0, 1, 0, kMax, 0, "0,0,0/0,0,0/0,0,0"},
+      {0, kMin, 0, 1, 0, kMax, "0,0,0/0,0,0/0,0,0"},
+      {kMax, kMax, kMin, kMin, 0, 0, "0,0,0/0,0,0/0,0,0"},
+      {0, 0, kMax, kMax, kMin, kMin, "0,0,0/0,0,0/0,0,0"},
+      {-1, -1, kMax, kMax, -1, -1, "0,1,2/10,11,12/20,21,22"},
+  };
+  const double src = Numbered(3, 3);
+  for (const Row& row : rows) {
+    const double dest = NewGrid(3, 3);
+    Call("ds_grid_add_grid_region", Args({Val::Real(dest), Val::Real(src), Val::Real(row.x1), Val::Real(row.y1),
+                                          Val::Real(row.x2), Val::Real(row.y2), Val::Real(row.xpos), Val::Real(row.ypos)}));
+    EXPECT_EQ(Cells(dest), row.expected) << row.x1 << "," << row.y1 << " " << row.x2 << "," << row.y2 << " at "
+                                         << row.xpos << "," << row.ypos;
+    Call("ds_grid_destroy", Args({Val::Real(dest)}));
+  }
+}
+
 TEST_F(DsGridTest, MaxAndMinFollowTheValueOrder) {
   const double one = NewGrid(1, 1);
   Call("ds_grid_set", Args({Val::Real(one), Val::Real(0), Val::Real(0), Val::Str("solo")}));
@@ -184,6 +238,31 @@ TEST_F(DsGridTest, MaxAndMinFollowTheValueOrder) {
   // An empty area leaves the result as it was.
   std::vector<Val> args = Args({Val::Real(numbers), Val::Real(9), Val::Real(9), Val::Real(9), Val::Real(9)});
   EXPECT_EQ(Call("ds_grid_get_max", args).kind(), kRVUndefined);
+}
+
+// Equal values (here within the comparison precision, so the winner shows) keep the earlier cell,
+// earlier meaning x outer: (0,1) comes before (1,0).
+TEST_F(DsGridTest, MaxAndMinTiesKeepTheEarlierCell) {
+  struct Row {
+    const char* name;
+    bool disk;
+    double first, second;  // placed at (0,1) and (1,0)
+  };
+  const Row rows[] = {
+      {"ds_grid_get_max", false, 5.000000001, 5.0},      {"ds_grid_get_max", false, 5.0, 5.000000001},
+      {"ds_grid_get_min", false, -5.000000001, -5.0},    {"ds_grid_get_min", false, -5.0, -5.000000001},
+      {"ds_grid_get_disk_max", true, 5.000000001, 5.0},  {"ds_grid_get_disk_max", true, 5.0, 5.000000001},
+      {"ds_grid_get_disk_min", true, -5.000000001, -5.0}, {"ds_grid_get_disk_min", true, -5.0, -5.000000001},
+  };
+  for (const Row& row : rows) {
+    const double id = NewGrid(2, 2);
+    Call("ds_grid_set", Args({Val::Real(id), Val::Real(0), Val::Real(1), Val::Real(row.first)}));
+    Call("ds_grid_set", Args({Val::Real(id), Val::Real(1), Val::Real(0), Val::Real(row.second)}));
+    const Val best = row.disk ? Call(row.name, Args({Val::Real(id), Val::Real(0.5), Val::Real(0.5), Val::Real(1)}))
+                              : Call(row.name, Args({Val::Real(id), Val::Real(0), Val::Real(0), Val::Real(1), Val::Real(1)}));
+    EXPECT_EQ(best->val, row.first) << row.name << " " << row.first << " before " << row.second;
+    Call("ds_grid_destroy", Args({Val::Real(id)}));
+  }
 }
 
 TEST_F(DsGridTest, ValueSearchGoesXOuter) {

@@ -88,6 +88,17 @@ TEST_F(DsListTest, NegativePositionsRaiseForSetAndPrintForFindValue) {
   EXPECT_EQ(Call("ds_list_find_value", Args({Val::Real(id), Val::Real(1)})).kind(), kRVUndefined);
 }
 
+TEST_F(DsListTest, GrowthThatFailsRaisesAndLetsTheValueGo) {
+  const double id = NewList({Val::Real(1)});
+  for (const char* name : {"ds_list_set", "ds_list_set_pre", "ds_list_set_post"}) {
+    std::vector<Val> args = Args({Val::Real(id), Val::Real(2147483647.0), Val::Str("held once")});
+    EXPECT_EQ(RaisedMessage([&] { Call(name, args); }), "Out of memory: data structure can't grow to 2147483648 entries")
+        << name;
+    EXPECT_EQ(args[2]->pRefString->refCount, 1) << name;
+    EXPECT_EQ(Contents(id), "1") << name;
+  }
+}
+
 TEST_F(DsListTest, FindIndexComparesUnderThePrecision) {
   const double id = NewList({Val::Str("a"), Val::Real(1.000000001), Val::Real(2)});
   EXPECT_EQ(Call("ds_list_find_index", Args({Val::Real(id), Val::Real(1)}))->val, 1.0);
@@ -134,6 +145,32 @@ TEST_F(DsListTest, ShuffleKeepsEveryValueAndFollowsTheSeed) {
   for (int i = 0; i < 50; ++i) seen.push_back(Call("ds_list_find_value", Args({Val::Real(id), Val::Real(i)}))->val);
   std::sort(seen.begin(), seen.end());
   for (int i = 0; i < 50; ++i) EXPECT_EQ(seen[static_cast<size_t>(i)], i);
+}
+
+// The shuffle is length x 8 swaps of two positions drawn from the script generator: the same
+// swaps made by hand from the same seed give the same order and leave the generator in step.
+TEST_F(DsListTest, ShuffleIsEightSwapsPerEntry) {
+  for (int n : {1, 2, 7, 40}) {
+    const double id = NewList();
+    std::vector<int> expected;
+    for (int i = 0; i < n; ++i) {
+      Call("ds_list_add", Args({Val::Real(id), Val::Real(i)}));
+      expected.push_back(i);
+    }
+    SetSeed(11);
+    for (int swap = 0; swap < 8 * n; ++swap) {
+      const int64_t a = RandomInt64(n);
+      const int64_t b = RandomInt64(n);
+      std::swap(expected[static_cast<size_t>(a)], expected[static_cast<size_t>(b)]);
+    }
+    const uint32_t after_by_hand = Random_NextWord();
+    SetSeed(11);
+    Call("ds_list_shuffle", Args({Val::Real(id)}));
+    EXPECT_EQ(Random_NextWord(), after_by_hand) << n;
+    std::string text;
+    for (int i = 0; i < n; ++i) text += (i > 0 ? "," : "") + std::to_string(expected[static_cast<size_t>(i)]);
+    EXPECT_EQ(Contents(id), text) << n;
+  }
 }
 
 TEST_F(DsListTest, MarksAreSetReportedAndClearedInResults) {

@@ -157,6 +157,17 @@ TEST_F(DsMapTest, BucketCountIsTakenRoundedAndKeptByCopy) {
   Call("ds_map_copy", Args({Val::Real(odd), Val::Real(small)}));
   EXPECT_EQ(DS_Find<CDS_Map>(static_cast<int64_t>(odd))->bucket_count(), 128);
   EXPECT_EQ(Call("ds_map_size", Args({Val::Real(odd)}))->val, 3.0);
+
+  // Counts below 1 take the default and huge ones the largest table; none may hang the call.
+  const struct {
+    double asked;
+    int32_t buckets;
+  } rows[] = {{0, 256}, {-1, 256}, {-2147483648.0, 256}, {2147483647.0, CDS_Map::kMaxBuckets}};
+  for (const auto& row : rows) {
+    const double id = Call("ds_map_create", Args({Val::Real(row.asked)}))->val;
+    EXPECT_EQ(DS_Find<CDS_Map>(static_cast<int64_t>(id))->bucket_count(), row.buckets) << row.asked;
+    Call("ds_map_destroy", Args({Val::Real(id)}));
+  }
 }
 
 TEST_F(DsMapTest, NestedMarksAreReportedAndClearedOnTheWayOut) {
