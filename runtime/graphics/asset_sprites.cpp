@@ -196,7 +196,9 @@ int32_t Sprite_CullRadius(int32_t width, int32_t height, int32_t x_origin, int32
                              std::ceil(std::sqrt((w - ox) * (w - ox) + (h - oy) * (h - oy)))};
   double radius = corners[0];
   for (double corner : corners) radius = corner > radius ? corner : radius;
-  return static_cast<int32_t>(radius);
+  // A damaged record's size and origin can put a corner beyond what an int holds: such a sprite
+  // is never culled.
+  return radius < 2147483647.0 ? static_cast<int32_t>(radius) : INT32_MAX;
 }
 
 bool Sprite_Load(const uint8_t* payload, uint32_t size, const uint8_t*) {

@@ -159,6 +159,34 @@ TEST_F(AssetSprites, SequenceOriginNineSliceAndCullRadius) {
   EXPECT_EQ(Sprite_CullRadius(4, 4, 2, 2), 3);  // ceil(sqrt(8))
 }
 
+// Size and origin are whole words of the record: a damaged one can put a corner beyond 2^31.
+TEST_F(AssetSprites, CullRadiusOfADamagedRecordStopsAtTheLargestInt) {
+  const struct {
+    int32_t width, height, x_origin, y_origin;
+    int32_t radius;
+  } rows[] = {
+      {INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN, INT32_MAX},
+      {INT32_MAX, 0, 0, 0, INT32_MAX},
+      {0, 0, INT32_MIN, 0, INT32_MAX},
+      {0, 0, -2147483647, 0, INT32_MAX},
+      {0, 0, -1073741824, 0, 1073741824},
+  };
+  for (const auto& row : rows) {
+    Writer writer = game(2);
+    SpriteRecord sprite = bitmap_sprite("spr_damaged", {entries_[0]});
+    sprite.collision_kind = 0;
+    sprite.width = row.width;
+    sprite.height = row.height;
+    sprite.x_origin = row.x_origin;
+    sprite.y_origin = row.y_origin;
+    add_sprt(writer, 2, {sprite});
+    ASSERT_TRUE(load(writer));
+    EXPECT_EQ(Sprite_Get(0)->cullRadius, row.radius) << row.width << "x" << row.height << " at " << row.x_origin;
+    ResetLoaderState();
+    Assets_InstallReaders();
+  }
+}
+
 TEST_F(AssetSprites, VectorAndSkeletonBodiesStayInPlace) {
   Writer writer = game(2);
   SpriteRecord vector = bitmap_sprite("spr_vector", {entries_[3]});
