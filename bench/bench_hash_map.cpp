@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "core/hash_map.h"
-#include "core/memory.h"
 
 namespace {
 
@@ -41,7 +40,6 @@ std::vector<T> lookup_order(std::vector<T> keys) {
 }
 
 void BM_IntLookup_CHashMap(benchmark::State& state) {
-  MemoryManager::Start();
   const std::vector<int32_t> keys = int_keys(state.range(0));
   CHashMap<int32_t, void*> map(8);
   for (int32_t key : keys) map.Insert(key, nullptr);
@@ -71,7 +69,6 @@ void BM_IntLookup_StdUnorderedMap(benchmark::State& state) {
 BENCHMARK(BM_IntLookup_StdUnorderedMap)->Arg(1000)->Arg(200000);
 
 void BM_IntInsert_CHashMap(benchmark::State& state) {
-  MemoryManager::Start();
   const std::vector<int32_t> keys = int_keys(state.range(0));
   for (auto _ : state) {
     CHashMap<int32_t, void*> map(8);
@@ -94,7 +91,6 @@ void BM_IntInsert_StdUnorderedMap(benchmark::State& state) {
 BENCHMARK(BM_IntInsert_StdUnorderedMap)->Arg(1000)->Arg(200000);
 
 void BM_StringLookup_CHashMap(benchmark::State& state) {
-  MemoryManager::Start();
   const std::vector<std::string> keys = string_keys(state.range(0));
   CHashMap<const char*, int32_t> map(128);
   for (size_t k = 0; k < keys.size(); ++k) map.Insert(keys[k].c_str(), static_cast<int32_t>(k));
@@ -125,7 +121,6 @@ void BM_StringLookup_StdUnorderedMap(benchmark::State& state) {
 BENCHMARK(BM_StringLookup_StdUnorderedMap)->Arg(1000)->Arg(200000);
 
 void BM_StringInsert_CHashMap(benchmark::State& state) {
-  MemoryManager::Start();
   const std::vector<std::string> keys = string_keys(state.range(0));
   for (auto _ : state) {
     CHashMap<const char*, int32_t> map(128);

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "core/memory.h"
 #include "core/variable_names.h"
 
 namespace {
@@ -25,7 +24,6 @@ const char* const kLongNames[] = {
 struct Tables {
   std::vector<std::string> builtin;
   Tables() {
-    MemoryManager::Start();
     Variable_ResetNames();
     for (int i = 0; i < kBuiltinNames; ++i) {
       builtin.push_back("builtin_row_" + std::to_string(i));

@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
+#include <thread>
 
 #include "core/console.h"
+#include "platform/heap.h"
+#include "platform/threads.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
@@ -41,31 +43,159 @@ static_assert(sizeof(BlockHeader) == kHeaderSize);
 // least 8-aligned, so a non-zero distance to the aligned pointer is always 8 or more.
 static_assert(alignof(std::max_align_t) >= 8);
 
-// Recursive: ReAlloc and Alloc call each other under it, and page carving allocates under it.
+// ---- MemoryManagerMutex ----------------------------------------------------------------------------
+// The one lock over buckets, page table and counters, taken for every Alloc, Free and ReAlloc and
+// recursive (ReAlloc and Alloc call each other under it).
+//
+// An atomic read-modify-write costs about as much as a whole glibc malloc and free on the machines
+// this runs on, and the main thread makes nearly every allocation. So the lock is biased towards
+// the thread that started the manager (the main thread): that thread enters with a plain store to
+// `owner_in_` and a plain load of `shared_`, no locked instruction at all, as long as no other
+// thread has used the lock. Any other thread enters through `others_`, an ordinary spin lock; the
+// first time it raises `shared_` and makes a process-wide barrier (Thread_ProcessBarrier), which
+// stands in for the fence the favoured side leaves out: afterwards either the favoured thread
+// sees `shared_` or its `owner_in_` is visible, so the two can't both enter (Dekker's protocol
+// with the heavy fence on the rare side). `shared_` stays up and the favoured thread enters
+// through `others_` as well, until it has done so kRebiasStreak times in a row with no other
+// thread in between; then it lowers `shared_` (holding `others_`) and is back on its fast path.
+//
+// Without a process barrier (the system refuses it) nothing is biased: every thread takes
+// `others_`. The lock is constant-initialised, so it works before any static constructor has run.
 class MemoryManagerMutex {
  public:
-  void lock() { mutex_.lock(); }
-  void unlock() { mutex_.unlock(); }
+  constexpr MemoryManagerMutex() = default;
+
+  // The calling thread becomes the favoured one, where the system allows it.
+  void bias_to_calling_thread() {
+    if (!Thread_EnableProcessBarrier()) return;
+    const bool fast = lock();
+    favoured_.store(thread_token(), std::memory_order_relaxed);
+    unlock(fast);
+  }
+
+  // True when the favoured thread came in on its fast path; the answer goes back to unlock.
+  [[gnu::always_inline]] bool lock() {
+    const uintptr_t me = thread_token();
+    if (me == favoured_.load(std::memory_order_relaxed)) {
+      // owner_in_ counts the favoured thread's nested entries on its fast path; only it writes it.
+      const uint32_t depth = owner_in_.load(std::memory_order_relaxed);
+      if (depth != 0) {
+        owner_in_.store(depth + 1, std::memory_order_relaxed);
+        return true;
+      }
+      // Also taken when this thread is already inside through others_ and shared_ is down (it
+      // has just lowered it): others_ is still held then, so nobody else can be inside.
+      owner_in_.store(1, std::memory_order_relaxed);
+      // Compiler ordering only: the other side's process barrier supplies the hardware fence.
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      if (shared_.load(std::memory_order_acquire) == 0) [[likely]] return true;
+      owner_in_.store(0, std::memory_order_release);
+    }
+    lock_slow(me);
+    return false;
+  }
+
+  // The favoured thread's way in when it holds nothing yet and no other thread uses the lock;
+  // false, holding nothing, otherwise. unlock_fast undoes it.
+  [[gnu::always_inline]] bool try_lock_fast() {
+    if (thread_token() != favoured_.load(std::memory_order_relaxed)) return false;
+    if (owner_in_.load(std::memory_order_relaxed) != 0) return false;
+    owner_in_.store(1, std::memory_order_relaxed);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (shared_.load(std::memory_order_acquire) == 0) [[likely]] return true;
+    owner_in_.store(0, std::memory_order_release);
+    return false;
+  }
+  [[gnu::always_inline]] void unlock_fast() { owner_in_.store(0, std::memory_order_release); }
+
+  [[gnu::always_inline]] void unlock(bool fast) {
+    if (fast) [[likely]] {
+      owner_in_.store(owner_in_.load(std::memory_order_relaxed) - 1, std::memory_order_release);
+      return;
+    }
+    if (--depth_ > 0) return;
+    holder_.store(0, std::memory_order_relaxed);
+    others_.store(0, std::memory_order_release);
+  }
 
  private:
-  std::recursive_mutex mutex_;
+  static constexpr uint32_t kRebiasStreak = 4096;
+
+  // A value no two live threads share: the address of a thread-local byte.
+  static uintptr_t thread_token() {
+    static thread_local constinit char token = 0;
+    return reinterpret_cast<uintptr_t>(&token);
+  }
+
+  static void pause() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
+
+  // Every way in but the favoured thread's fast path: a recursive entry, or others_.
+  [[gnu::noinline]] void lock_slow(uintptr_t me) {
+    if (holder_.load(std::memory_order_relaxed) == me) {
+      ++depth_;
+      return;
+    }
+    lock_others();
+    if (me == favoured_.load(std::memory_order_relaxed)) {
+      if (last_holder_ == me && ++streak_ >= kRebiasStreak) {
+        shared_.store(0, std::memory_order_relaxed);
+        streak_ = 0;
+      }
+    } else {
+      streak_ = 0;
+      if (shared_.load(std::memory_order_relaxed) == 0 && favoured_.load(std::memory_order_relaxed) != 0) {
+        shared_.store(1, std::memory_order_relaxed);
+        Thread_ProcessBarrier();
+        while (owner_in_.load(std::memory_order_acquire) != 0) {
+          pause();
+          std::this_thread::yield();
+        }
+      }
+    }
+    last_holder_ = me;
+    holder_.store(me, std::memory_order_relaxed);
+    depth_ = 1;
+  }
+
+  // Test and test-and-set: a short spin, then the waiter gives its time slice away, which also
+  // lets a holder that was preempted on a busy machine finish.
+  void lock_others() {
+    for (int spins = 0;; ++spins) {
+      if (others_.load(std::memory_order_relaxed) == 0 && others_.exchange(1, std::memory_order_acquire) == 0) return;
+      if (spins < 64) {
+        pause();
+      } else {
+        std::this_thread::yield();
+      }
+    }
+  }
+
+  std::atomic<uint32_t> owner_in_{0};   // the favoured thread's depth on its fast path (or 1 on its way in)
+  std::atomic<uint32_t> shared_{0};     // another thread has used the lock: all go through others_
+  std::atomic<uint32_t> others_{0};     // the spin lock of every way in but the fast one
+  std::atomic<uintptr_t> favoured_{0};  // token of the favoured thread; 0 while nothing is biased
+  std::atomic<uintptr_t> holder_{0};    // token of the thread inside through others_, for recursion
+  // Written only by the thread inside through others_.
+  uint32_t depth_ = 0;
+  uintptr_t last_holder_ = 0;  // who last came through others_
+  uint32_t streak_ = 0;        // the favoured thread's entries through others_ in a row
 };
 
-// Made on first use with malloc: the manager has to work before any static constructor has run.
-MemoryManagerMutex& manager_mutex() {
-  static MemoryManagerMutex* mutex = new (std::malloc(sizeof(MemoryManagerMutex))) MemoryManagerMutex;
-  return *mutex;
-}
+constinit MemoryManagerMutex g_manager_mutex;
 
 class ManagerLock {
  public:
-  ManagerLock() : mutex_(manager_mutex()) { mutex_.lock(); }
-  ~ManagerLock() { mutex_.unlock(); }
+  ManagerLock() : fast_(g_manager_mutex.lock()) {}
+  ~ManagerLock() { g_manager_mutex.unlock(fast_); }
   ManagerLock(const ManagerLock&) = delete;
   ManagerLock& operator=(const ManagerLock&) = delete;
 
  private:
-  MemoryManagerMutex& mutex_;
+  const bool fast_;
 };
 
 MemoryStats g_stats;
@@ -88,7 +218,7 @@ void count_new_bytes(size_t size) {
   if (g_stats.bytes_in_use > g_stats.peak_in_use) g_stats.peak_in_use = g_stats.bytes_in_use;
 }
 
-void* heap_alloc_locked(size_t size, bool clear) {
+[[gnu::noinline]] void* heap_alloc_locked(size_t size, bool clear) {
   if (size > kMaxHeapSize) return nullptr;
   auto* raw = static_cast<uint8_t*>(clear ? std::calloc(1, size + kHeaderSize) : std::malloc(size + kHeaderSize));
   if (raw == nullptr) return nullptr;
@@ -137,35 +267,49 @@ void* aligned_base(const void* block) {
 
 // ---- Page table ----------------------------------------------------------------------------------
 
+class BucketCore;
+
+// One page of a bucket: its bytes [start, end), the run of items carved from it, [first, limit),
+// and their size (a copy of the bucket's, so that Free needn't reach the bucket to check a pointer).
 struct PageRange {
   uintptr_t start;
   uintptr_t end;
-  CBucketBase* bucket;
+  uintptr_t first;
+  uintptr_t limit;
+  uintptr_t item_size;
+  BucketCore* bucket;
 };
 
 PageRange* g_page_table = nullptr;
 int32_t g_page_count = 0;
 int32_t g_page_capacity = 0;
+// The range the last lookup found. Frees come in runs from one page often enough that checking it
+// first skips most searches; any change to the table forgets it.
+const PageRange* g_last_range = nullptr;
 
-// The last range starting at or below p, if p lies inside it.
-const PageRange* page_table_find(const void* p) {
-  const auto address = reinterpret_cast<uintptr_t>(p);
-  int32_t low = 0;
-  int32_t high = g_page_count;
-  while (low < high) {
-    const int32_t mid = (low + high) / 2;
-    if (g_page_table[mid].start <= address) {
-      low = mid + 1;
-    } else {
-      high = mid;
-    }
+// The last range starting at or below address, if address lies inside it. The search has no
+// branch on the data, so it costs the same whatever the pattern of frees.
+[[gnu::noinline]] const PageRange* page_table_search(uintptr_t address) {
+  if (g_page_count == 0) return nullptr;
+  const PageRange* base = g_page_table;
+  for (int32_t n = g_page_count; n > 1;) {
+    const int32_t half = n / 2;
+    base = base[half].start <= address ? base + half : base;
+    n -= half;
   }
-  if (low == 0) return nullptr;
-  const PageRange* range = &g_page_table[low - 1];
-  return address < range->end ? range : nullptr;
+  return base->start <= address && address < base->end ? base : nullptr;
 }
 
-bool page_table_add(uintptr_t start, uintptr_t end, CBucketBase* bucket) {
+[[gnu::always_inline]] inline const PageRange* page_table_find(const void* p) {
+  const auto address = reinterpret_cast<uintptr_t>(p);
+  const PageRange* last = g_last_range;
+  if (last != nullptr && address - last->start < last->end - last->start) return last;
+  const PageRange* range = page_table_search(address);
+  if (range != nullptr) g_last_range = range;
+  return range;
+}
+
+bool page_table_add(const PageRange& page) {
   if (g_page_count == g_page_capacity) {
     const int32_t capacity = g_page_capacity == 0 ? kFirstPageTableSize : g_page_capacity + g_page_capacity / 2;
     auto* grown = static_cast<PageRange*>(heap_alloc_locked(sizeof(PageRange) * static_cast<size_t>(capacity), false));
@@ -176,10 +320,11 @@ bool page_table_add(uintptr_t start, uintptr_t end, CBucketBase* bucket) {
     g_page_capacity = capacity;
   }
   int32_t at = g_page_count;
-  while (at > 0 && g_page_table[at - 1].start > start) --at;
+  while (at > 0 && g_page_table[at - 1].start > page.start) --at;
   std::memmove(&g_page_table[at + 1], &g_page_table[at], sizeof(PageRange) * static_cast<size_t>(g_page_count - at));
-  g_page_table[at] = PageRange{start, end, bucket};
+  g_page_table[at] = page;
   ++g_page_count;
+  g_last_range = nullptr;
   return true;
 }
 
@@ -188,6 +333,7 @@ void page_table_remove(uintptr_t start) {
     if (g_page_table[i].start != start) continue;
     std::memmove(&g_page_table[i], &g_page_table[i + 1], sizeof(PageRange) * static_cast<size_t>(g_page_count - i - 1));
     --g_page_count;
+    g_last_range = nullptr;
     return;
   }
 }
@@ -203,21 +349,45 @@ uintptr_t first_item_of(uintptr_t page, uintptr_t item_size) {
   return (page + sizeof(PageHead) + item_size - 1) & ~(item_size - 1);
 }
 
-// True when p is the start of one of the items carved from the page range.
-bool is_item_start(const PageRange& range, const void* p, uintptr_t item_size) {
-  const auto address = reinterpret_cast<uintptr_t>(p);
-  const uintptr_t first = first_item_of(range.start, item_size);
-  const uintptr_t last_end = first + (range.end - first) / item_size * item_size;
-  return address >= first && address < last_end && (address & (item_size - 1)) == 0;
+// True when p is the start of one of the items carved from the page. Items start on multiples of
+// their (power-of-two) size.
+bool is_item_start(const PageRange& range, uintptr_t address) {
+  return address >= range.first && address < range.limit && (address & (range.item_size - 1)) == 0;
 }
 
+// What every bucket shares below its template arguments: the item size and the push of a freed
+// item, so that Free can hand an item back without knowing which template the bucket is.
+class BucketCore : public CBucketBase {
+ public:
+  void Push(void* item) {
+    *static_cast<void**>(item) = free_list_;
+    free_list_ = item;
+    --used_count_;
+    ++free_count_;
+    KV_POISON(item, item_size_);
+  }
+
+  // True when item is the start of an item in one of this bucket's pages.
+  bool Holds(const void* item) const {
+    const PageRange* range = page_table_find(item);
+    return range != nullptr && range->bucket == this && is_item_start(*range, reinterpret_cast<uintptr_t>(item));
+  }
+
+ protected:
+  constexpr explicit BucketCore(uintptr_t item_size) : item_size_(item_size) {}
+  ~BucketCore() = default;
+
+ private:
+  uintptr_t item_size_;
+};
+
 template <int kItemSize, int kPageSize, int kUnchecked>
-class CBucket final : public CBucketBase {
+class CBucket final : public BucketCore {
   static_assert(std::has_single_bit(static_cast<unsigned>(kItemSize)), "items are aligned to their size");
   static constexpr size_t kPageBytes = static_cast<size_t>(kPageSize) + kItemSize;
 
  public:
-  constexpr CBucket() = default;
+  constexpr CBucket() : BucketCore(kItemSize) {}
 
   void Clear() override {
     PageHead* page = static_cast<PageHead*>(pages_);
@@ -253,18 +423,25 @@ class CBucket final : public CBucketBase {
 
   bool Free(void* item) override {
     if (kUnchecked == 0 && !Holds(item)) return false;
-    *static_cast<void**>(item) = free_list_;
-    free_list_ = item;
-    --used_count_;
-    ++free_count_;
-    KV_POISON(item, kItemSize);
+    Push(item);
     return true;
   }
 
   // Takes an item, carving a new page when the free list is empty. The bytes past `requested` are
   // zeroed even without `clear`, so a later ReAlloc to the item size finds a zero tail.
   void* Pop(size_t requested, bool clear) {
-    if (free_list_ == nullptr && !AddPage()) return nullptr;
+    if (free_list_ == nullptr && !AddPage()) [[unlikely]] return nullptr;
+    return TakeFirst(requested, clear);
+  }
+
+  // As Pop, but null when the free list is empty.
+  void* TryPop(size_t requested, bool clear) {
+    if (free_list_ == nullptr) [[unlikely]] return nullptr;
+    return TakeFirst(requested, clear);
+  }
+
+ private:
+  void* TakeFirst(size_t requested, bool clear) {
     void* item = free_list_;
     KV_UNPOISON(item, kItemSize);
     free_list_ = *static_cast<void**>(item);
@@ -278,23 +455,16 @@ class CBucket final : public CBucketBase {
     return item;
   }
 
- private:
-  bool Holds(const void* item) const {
-    for (const PageHead* page = static_cast<const PageHead*>(pages_); page != nullptr; page = page->next) {
-      const auto start = reinterpret_cast<uintptr_t>(page);
-      const PageRange range{start, start + kPageBytes, nullptr};
-      if (is_item_start(range, item, kItemSize)) return true;
-    }
-    return false;
-  }
-
   // A page comes from the heap path with one item of slack, so the first item can start on a
   // multiple of the item size. All its items go on the free list at once, in address order.
-  bool AddPage() {
+  [[gnu::noinline]] bool AddPage() {
     auto* page = static_cast<PageHead*>(heap_alloc_locked(kPageBytes, false));
     if (page == nullptr) return false;
     const auto start = reinterpret_cast<uintptr_t>(page);
-    if (!page_table_add(start, start + kPageBytes, this)) {
+    const uintptr_t first = first_item_of(start, kItemSize);
+    const int64_t count = static_cast<int64_t>((start + kPageBytes - first) / kItemSize);
+    const uintptr_t limit = first + static_cast<uintptr_t>(count) * kItemSize;
+    if (!page_table_add(PageRange{start, start + kPageBytes, first, limit, kItemSize, this})) {
       heap_free_locked(header_of(page));
       return false;
     }
@@ -302,8 +472,6 @@ class CBucket final : public CBucketBase {
     page->bucket = this;
     pages_ = page;
     ++page_count_;
-    const uintptr_t first = first_item_of(start, kItemSize);
-    const int64_t count = static_cast<int64_t>((start + kPageBytes - first) / kItemSize);
     for (int64_t i = 0; i < count; ++i) {
       void** item = reinterpret_cast<void**>(first + static_cast<uintptr_t>(i) * kItemSize);
       *item = i + 1 < count ? reinterpret_cast<void*>(first + static_cast<uintptr_t>(i + 1) * kItemSize) : free_list_;
@@ -329,14 +497,27 @@ CBucketBase* const g_all_buckets[] = {&g_bucket_8,   &g_bucket_16,  &g_bucket_32
                                       &g_bucket_256, &g_bucket_512, &g_bucket_16384, &g_slot_bucket};
 
 // Which size bucket serves size: 0 to 6 for 1..512, 7 for exactly 16384, -1 for the heap.
-int bucket_index(size_t size) {
+[[gnu::always_inline]] inline int bucket_index(size_t size) {
   if (!g_buckets_on || size == 0) return -1;
   if (size <= 8) return 0;
   if (size <= 512) return static_cast<int>(std::bit_width(size - 1)) - 3;
   return size == 16384 ? 7 : -1;
 }
 
-void* bucket_pop(int index, size_t size, bool clear) {
+// Bucket sizes 1 to 512 only, with the buckets on: an item, or null when that free list is empty.
+[[gnu::always_inline]] inline void* small_bucket_try_pop(size_t size, bool clear) {
+  switch (size <= 8 ? 0 : static_cast<int>(std::bit_width(size - 1)) - 3) {
+    case 0: return g_bucket_8.TryPop(size, clear);
+    case 1: return g_bucket_16.TryPop(size, clear);
+    case 2: return g_bucket_32.TryPop(size, clear);
+    case 3: return g_bucket_64.TryPop(size, clear);
+    case 4: return g_bucket_128.TryPop(size, clear);
+    case 5: return g_bucket_256.TryPop(size, clear);
+    default: return g_bucket_512.TryPop(size, clear);
+  }
+}
+
+[[gnu::always_inline]] inline void* bucket_pop(int index, size_t size, bool clear) {
   switch (index) {
     case 0: return g_bucket_8.Pop(size, clear);
     case 1: return g_bucket_16.Pop(size, clear);
@@ -351,7 +532,7 @@ void* bucket_pop(int index, size_t size, bool clear) {
 
 // ---- The operations, with the lock held ----------------------------------------------------------
 
-void* alloc_locked(size_t size, bool clear) {
+[[gnu::always_inline]] inline void* alloc_locked(size_t size, bool clear) {
   const int index = bucket_index(size);
   if (index >= 0) return bucket_pop(index, size, clear);
   return heap_alloc_locked(size, clear);
@@ -361,7 +542,7 @@ enum class BlockKind { kBucket, kHeap, kAligned, kInterior, kForeign };
 
 struct BlockInfo {
   BlockKind kind = BlockKind::kForeign;
-  CBucketBase* bucket = nullptr;
+  BucketCore* bucket = nullptr;
   BlockHeader* header = nullptr;  // heap blocks and aligned blocks: the underlying block's header
   void* base = nullptr;           // aligned blocks: the start of the underlying block
   size_t size = 0;                // usable bytes from the pointer on
@@ -370,10 +551,9 @@ struct BlockInfo {
 BlockInfo classify(const void* block) {
   BlockInfo info;
   if (const PageRange* range = page_table_find(block)) {
-    const auto item_size = static_cast<uintptr_t>(range->bucket->ItemSize());
-    info.kind = is_item_start(*range, block, item_size) ? BlockKind::kBucket : BlockKind::kInterior;
+    info.kind = is_item_start(*range, reinterpret_cast<uintptr_t>(block)) ? BlockKind::kBucket : BlockKind::kInterior;
     info.bucket = range->bucket;
-    info.size = item_size;
+    info.size = range->item_size;
     return info;
   }
   if (BlockHeader* header = header_of(block); header_valid(header)) {
@@ -385,9 +565,8 @@ BlockInfo classify(const void* block) {
   if (void* base = aligned_base(block)) {
     const size_t offset = static_cast<size_t>(bytes(block) - bytes(base));
     if (const PageRange* range = page_table_find(base)) {
-      const auto item_size = static_cast<uintptr_t>(range->bucket->ItemSize());
-      if (is_item_start(*range, base, item_size) && offset < item_size) {
-        info = BlockInfo{BlockKind::kAligned, range->bucket, nullptr, base, item_size - offset};
+      if (is_item_start(*range, reinterpret_cast<uintptr_t>(base)) && offset < range->item_size) {
+        info = BlockInfo{BlockKind::kAligned, range->bucket, nullptr, base, range->item_size - offset};
       }
     } else if (BlockHeader* header = header_of(base); header_valid(header) && offset < header->size) {
       info = BlockInfo{BlockKind::kAligned, nullptr, header, base, header->size - offset};
@@ -398,11 +577,11 @@ BlockInfo classify(const void* block) {
 
 void free_classified(void* block, const BlockInfo& info) {
   switch (info.kind) {
-    case BlockKind::kBucket: info.bucket->Free(block); return;
+    case BlockKind::kBucket: info.bucket->Push(block); return;
     case BlockKind::kHeap: heap_free_locked(info.header); return;
     case BlockKind::kAligned:
       if (info.bucket != nullptr) {
-        info.bucket->Free(info.base);
+        info.bucket->Push(info.base);
       } else {
         heap_free_locked(info.header);
       }
@@ -416,6 +595,9 @@ void free_classified(void* block, const BlockInfo& info) {
   }
 }
 
+// Free of anything but an item start found through the page table.
+[[gnu::noinline]] void free_other(void* block) { free_classified(block, classify(block)); }
+
 double megabytes(int64_t bytes_count) { return static_cast<double>(static_cast<float>(bytes_count) / 1024.0f / 1024.0f); }
 
 // The two lines of the memory report: bytes, the same in hex, and megabytes in single precision.
@@ -426,7 +608,7 @@ void print_memory_figures(const MemoryStats& stats) {
                            static_cast<unsigned long long>(stats.peak_in_use), megabytes(stats.peak_in_use));
 }
 
-void report_failure(size_t size) {
+[[gnu::noinline]] void report_failure(size_t size) {
   const MemoryManager::FailureHandler handler = g_failure_handler.load();
   if (handler == nullptr) return;
   print_memory_figures(MemoryManager::Stats());
@@ -436,13 +618,75 @@ void report_failure(size_t size) {
   handler(message);
 }
 
+// Alloc in general: any size, any thread, nested or not.
+[[gnu::noinline]] void* alloc_general(size_t size, bool clear) {
+  if (size == 0) return nullptr;
+  void* block;
+  {
+    ManagerLock lock;
+    block = alloc_locked(size, clear);
+  }
+  if (block == nullptr) [[unlikely]] report_failure(size);
+  return block;
+}
+
+// Alloc's commonest case written out in full, so that it needs no call and no saved register: the
+// favoured thread, not nested, a bucket size, an item on the free list. Null for anything else,
+// which then goes the general way.
+[[gnu::always_inline]] inline void* alloc_fast(size_t size, bool clear) {
+  if (size - 1 >= 512 || !g_manager_mutex.try_lock_fast()) return nullptr;
+  void* item = g_buckets_on ? small_bucket_try_pop(size, clear) : nullptr;
+  g_manager_mutex.unlock_fast();
+  return item;
+}
+
+// Alloc's body.
+[[gnu::always_inline]] inline void* alloc_block(size_t size, bool clear) {
+  if (void* item = alloc_fast(size, clear)) [[likely]] return item;
+  return alloc_general(size, clear);
+}
+
+// Free in general: any pointer, any thread.
+[[gnu::noinline]] void free_general(void* block) {
+  ManagerLock lock;
+  // The common case first: the start of an item in a bucket's page.
+  const PageRange* range = page_table_find(block);
+  if (range != nullptr && is_item_start(*range, reinterpret_cast<uintptr_t>(block))) [[likely]] {
+    range->bucket->Push(block);
+    return;
+  }
+  free_other(block);
+}
+
+// Free's body, likewise inlined into the global operator delete, with its commonest case written
+// out: the favoured thread, not nested, an item of the page that the last lookup found.
+[[gnu::always_inline]] inline void free_block(void* block) {
+  if (block == nullptr) return;
+  if (g_manager_mutex.try_lock_fast()) {
+    const PageRange* range = g_last_range;
+    const auto address = reinterpret_cast<uintptr_t>(block);
+    const bool item = range != nullptr && address - range->start < range->end - range->start && is_item_start(*range, address);
+    if (item) range->bucket->Push(block);
+    g_manager_mutex.unlock_fast();
+    if (item) [[likely]] return;
+  }
+  free_general(block);
+}
+
 }  // namespace
 
 namespace MemoryManager {
 
 void Start() {
-  ManagerLock lock;
-  g_buckets_on = true;
+  {
+    ManagerLock lock;
+    if (g_buckets_on) return;
+    g_buckets_on = true;
+  }
+  // Heap blocks of a few hundred bytes to a few kilobytes are made and dropped by the hundred
+  // every frame; by default the system heap would give its top back and take it again each time.
+  Heap_RetainFreedMemory();
+  g_manager_mutex.bias_to_calling_thread();
 }
 
 bool Started() {
@@ -450,16 +694,7 @@ bool Started() {
   return g_buckets_on;
 }
 
-void* Alloc(size_t size, const char* /*file*/, int /*line*/, bool clear) {
-  if (size == 0) return nullptr;
-  void* block;
-  {
-    ManagerLock lock;
-    block = alloc_locked(size, clear);
-  }
-  if (block == nullptr) report_failure(size);
-  return block;
-}
+void* Alloc(size_t size, const char* /*file*/, int /*line*/, bool clear) { return alloc_block(size, clear); }
 
 void* AllocAligned(size_t size, size_t alignment, const char* file, int line, bool clear) {
   if (size == 0) return nullptr;
@@ -488,11 +723,7 @@ void* AllocAligned(size_t size, size_t alignment, const char* file, int line, bo
   return aligned;
 }
 
-void Free(void* block) {
-  if (block == nullptr) return;
-  ManagerLock lock;
-  free_classified(block, classify(block));
-}
+void Free(void* block) { free_block(block); }
 
 bool IsAllocated(const void* block) {
   if (block == nullptr) return false;
@@ -616,16 +847,21 @@ namespace {
 
 constexpr const char* kNewSite = "operator new";
 
-// The standard loop: on failure call the new-handler and try again, or throw without one. A zero
-// size still gives a distinct block.
-void* new_block(size_t size) {
-  if (size == 0) size = 1;
+// The standard loop: on failure call the new-handler and try again, or throw without one.
+[[gnu::noinline]] void* new_block_general(size_t size) {
   for (;;) {
-    if (void* block = MemoryManager::Alloc(size, kNewSite, 0, false)) return block;
+    if (void* block = alloc_general(size, false)) return block;
     std::new_handler handler = std::get_new_handler();
     if (handler == nullptr) throw std::bad_alloc();
     handler();
   }
+}
+
+// A zero size still gives a distinct block.
+void* new_block(size_t size) {
+  if (size == 0) size = 1;
+  if (void* block = alloc_fast(size, false)) [[likely]] return block;
+  return new_block_general(size);
 }
 
 void* new_aligned_block(size_t size, std::align_val_t alignment) {
@@ -670,18 +906,18 @@ void* operator new[](size_t size, std::align_val_t alignment, const std::nothrow
   return new_aligned_block_nothrow(size, alignment);
 }
 
-void operator delete(void* block) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block) noexcept { MemoryManager::Free(block); }
-void operator delete(void* block, size_t) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block, size_t) noexcept { MemoryManager::Free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block) noexcept { free_block(block); }
+void operator delete[](void* block) noexcept { free_block(block); }
+void operator delete(void* block, size_t) noexcept { free_block(block); }
+void operator delete[](void* block, size_t) noexcept { free_block(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { free_block(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { free_block(block); }
 // Free finds the block behind an aligned pointer through the alignment words.
-void operator delete(void* block, std::align_val_t) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { MemoryManager::Free(block); }
-void operator delete(void* block, size_t, std::align_val_t) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block, size_t, std::align_val_t) noexcept { MemoryManager::Free(block); }
-void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
-void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { MemoryManager::Free(block); }
+void operator delete(void* block, std::align_val_t) noexcept { free_block(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { free_block(block); }
+void operator delete(void* block, size_t, std::align_val_t) noexcept { free_block(block); }
+void operator delete[](void* block, size_t, std::align_val_t) noexcept { free_block(block); }
+void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { free_block(block); }
+void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { free_block(block); }
 
 #endif  // !KOVA_SYSTEM_NEW

@@ -6,9 +6,13 @@
 // can tell our heap blocks from foreign ones; bucket items are found through a sorted table of
 // page ranges instead.
 //
-// Costs: a bucket Alloc is a pop under one recursive lock, a Free a binary search over the page
-// table and a push. Bucket items are aligned to their (power-of-two) size and never go back to
-// the heap. Odd cases: Alloc(0) gives null; Free(null) does nothing; ReAlloc(null, n) is a
+// Costs: a bucket Alloc is a pop under one recursive lock, a Free a look-up in the page table
+// (the page found last is tried before the binary search) and a push. The lock favours the thread
+// that called Start: there it costs no atomic instruction until another thread takes it, so the
+// main thread's small blocks cost about what glibc's malloc and free do. Other threads pay one
+// atomic exchange per call, and a process-wide barrier (microseconds) each time they take the
+// lock from the favoured thread after a long pause. Bucket items are aligned to their
+// (power-of-two) size and never go back to the heap. Odd cases: Alloc(0) gives null; Free(null) does nothing; ReAlloc(null, n) is a
 // zeroing Alloc; ReAlloc(p, 0) frees; ReAlloc to the same size returns p; growth zero-fills the
 // new tail whichever way the block was made (the unused tail of a bucket item is kept zero for
 // that reason). A failed allocation prints the memory figures on the release console and calls
@@ -61,7 +65,8 @@ class CBucketBase {
 };
 
 namespace MemoryManager {
-// Turns the buckets on; called once by the process start. Later calls do nothing.
+// Turns the buckets on, sets the system heap's release policy and makes the calling thread the one
+// the lock favours; called once by the process start, on the main thread. Later calls do nothing.
 void Start();
 bool Started();
 

@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "core/console.h"
@@ -305,6 +308,96 @@ TEST_F(MemoryTest, ThreadsAllocatingAndFreeingTogetherLeaveSoundBuckets) {
   for (uint8_t t = 1; t <= 4; ++t) threads.emplace_back(churn, t);
   for (std::thread& t : threads) t.join();
   EXPECT_FALSE(shared_block.load());
+  EXPECT_EQ(MemoryManager::VerifyBuckets(), 0);
+}
+
+// The main thread (the one that started the manager, which the lock favours) churns without a
+// pause while another thread comes and goes in short bursts, so the lock keeps passing between
+// its fast path, the way in that every thread shares, and back. No block may be handed to both
+// threads, and every count must come back: a lost update would show there.
+TEST_F(MemoryTest, MainThreadAndABurstyWorkerNeverShareABlock) {
+  constexpr size_t kLive = 48;
+  struct Churn {
+    uint8_t mark;
+    uint32_t x;
+    std::array<std::pair<uint8_t*, size_t>, kLive> live{};
+    size_t count = 0;
+    bool overlapped = false;
+    void run(int rounds) {
+      for (int i = 0; i < rounds; ++i) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        if (count < kLive && (x & 3) != 0) {
+          const size_t size = (x >> 8) % 8 == 0 ? (x >> 4) % 3000 + 513 : (x >> 8) % 512 + 1;
+          auto* p = static_cast<uint8_t*>(KV_ALLOC(size));
+          p[0] = p[size - 1] = mark;
+          live[count++] = {p, size};
+        } else if (count > 0) {
+          const size_t at = (x >> 4) % count;
+          const auto [p, size] = live[at];
+          overlapped |= p[0] != mark || p[size - 1] != mark;
+          KV_FREE(p);
+          live[at] = live[--count];
+        }
+      }
+    }
+    void drop_all() {
+      while (count > 0) KV_FREE(live[--count].first);
+    }
+  };
+  // With free items in every bucket beforehand no page is carved while the threads run.
+  std::vector<CBucketBase*> buckets;
+  for (size_t size = 8; size <= 512; size *= 2) {
+    std::vector<void*> warm(2 * kLive);
+    for (void*& p : warm) p = KV_ALLOC(size);
+    buckets.push_back(MemoryManager::FindBucket(warm[0]));
+    for (void* p : warm) KV_FREE(p);
+  }
+  // Into an array: a vector of the counts would itself be a bucket item.
+  const auto used = [&buckets] {
+    std::array<int64_t, 7> counts{};
+    for (size_t i = 0; i < counts.size(); ++i) counts[i] = buckets[i]->used_count();
+    return counts;
+  };
+  // The worker is running before the counts are taken and still alive when they are taken again,
+  // so that only the blocks of the churn come and go in between.
+  enum Phase { kStarting, kReady, kGo, kStop, kDone, kExit };
+  std::atomic<int> phase{kStarting};
+  const auto wait_for = [&phase](int p) {
+    while (phase.load() != p) std::this_thread::yield();
+  };
+  Churn other{2, 0x9E3779B9u};
+  std::thread worker([&] {
+    phase = kReady;
+    wait_for(kGo);
+    while (phase.load() == kGo) {
+      other.run(64);
+      std::this_thread::sleep_for(std::chrono::microseconds(300));
+    }
+    other.drop_all();
+    phase = kDone;
+    wait_for(kExit);
+  });
+  wait_for(kReady);
+  const MemoryStats before = MemoryManager::Stats();
+  const auto used_before = used();
+  phase = kGo;
+  Churn main{1, 12345u};
+  main.run(400000);
+  main.drop_all();
+  phase = kStop;
+  wait_for(kDone);
+  const MemoryStats after = MemoryManager::Stats();
+  const auto used_after = used();
+  phase = kExit;
+  worker.join();
+
+  EXPECT_FALSE(main.overlapped || other.overlapped) << "a block was handed to both threads";
+  EXPECT_EQ(after.heap_blocks, before.heap_blocks);
+  EXPECT_EQ(after.heap_bytes, before.heap_bytes);
+  EXPECT_EQ(after.bytes_in_use, before.bytes_in_use);
+  EXPECT_EQ(used_after, used_before);
   EXPECT_EQ(MemoryManager::VerifyBuckets(), 0);
 }
 

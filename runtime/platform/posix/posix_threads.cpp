@@ -1,6 +1,9 @@
+#include <linux/membarrier.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 
 #include "platform/threads.h"
@@ -29,4 +32,19 @@ void Thread_GetName(char* out, int32_t capacity) {
 int32_t Thread_HardwareCount() {
   const long count = sysconf(_SC_NPROCESSORS_ONLN);
   return count > 0 ? static_cast<int32_t>(count) : 1;
+}
+
+bool Thread_EnableProcessBarrier() {
+  static const bool enabled = [] {
+    const long commands = syscall(__NR_membarrier, MEMBARRIER_CMD_QUERY, 0, 0);
+    if (commands < 0 || (commands & MEMBARRIER_CMD_PRIVATE_EXPEDITED) == 0) return false;
+    return syscall(__NR_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+  }();
+  return enabled;
+}
+
+void Thread_ProcessBarrier() {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  syscall(__NR_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+  std::atomic_thread_fence(std::memory_order_seq_cst);
 }
