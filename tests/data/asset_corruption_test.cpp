@@ -10,101 +10,15 @@
 #include "core/error.h"
 #include "core/gc.h"
 #include "data/game_data.h"
-#include "datawin/format/asset_kind.h"
-#include "datawin/format/page_image.h"
-#include "datawin/writer/chunk_audio.h"
-#include "datawin/writer/chunk_font.h"
-#include "datawin/writer/chunk_options.h"
-#include "datawin/writer/chunk_rooms.h"
-#include "datawin/writer/chunk_shdr.h"
-#include "datawin/writer/chunk_sprites.h"
-#include "datawin/writer/chunk_textures.h"
-#include "datawin/writer/chunk_world.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/texture_table.h"
 #include "loader_test_util.h"
 #include "run/asset_readers.h"
+#include "support/fixture_games.h"
 
 using namespace datawin;
 
 namespace {
-
-Writer every_chunk_game() {
-  Writer writer = MakeMinimalGame(17, 2);
-  OptnRecord options;
-  options.constants = {{"@@DrawColour", "255"}, {"k", "v"}};
-  add_optn(writer, options);
-  add_lang(writer, {"a", "b"}, {{"en", "GB", {"A", "B"}}});
-  ExtnPackage package{"ext", "", "", {{"ext.so", "", "", 1, {{"f", 1, 1, 1, "g", {1}}}}}, {{"o", "v", 0}}};
-  add_extn(writer, {package});
-  add_agrp(writer, {std::string("audiogroup_default")});
-  add_sond(writer, {SoundRecord{"snd", 0, "s.wav", 1.0f, 0, 0}, std::nullopt});
-  add_audo(writer, {std::vector<uint8_t>{1, 2, 3, 4, 5}});
-  const std::vector<Label> entries = new_labels(writer, 3);
-  SpriteRecord sprite;
-  sprite.name = "spr";
-  sprite.width = 9;
-  sprite.height = 2;
-  sprite.frames = {entries[0] + 0, entries[1] + 0};
-  sprite.masks = {std::vector<uint8_t>(4, 0xFF), std::vector<uint8_t>(4, 0x0F)};
-  sprite.sequence = SpriteSequence{"seq", 1.0f, 2, 3};
-  sprite.nine_slice = NineSliceRecord{};
-  SpriteRecord old = sprite;
-  old.form = SpriteForm::kOld;
-  add_sprt(writer, 2, {sprite, old});
-  BackgroundRecord tiles;
-  tiles.name = "ts";
-  tiles.page_entry = entries[2] + 0;
-  tiles.frames_per_tile = 1;
-  tiles.tile_count = 2;
-  tiles.animation = {0, 1};
-  add_bgnd(writer, 2, {tiles});
-  add_path(writer, {PathRecord{"pth", 1, true, 4, {{0, 0, 1}, {1, 1, 1}}}});
-  add_scpt(writer, {ScriptRecord{"scr", 3}});
-  ShaderRecord shader;
-  shader.name = "shd";
-  shader.programs[0] = "v";
-  shader.attributes = {"in_Position"};
-  shader.blocks = ShaderBlocks{};
-  shader.blocks->sized[0] = {1, 2};
-  add_shdr(writer, {shader});
-  FontRecord font;
-  font.name = "fnt";
-  font.page_entry = entries[2] + 0;
-  font.glyphs = {{'A', 0, 0, 2, 2, 2, 0, {{'B', 1}}}};
-  add_font(writer, 17, {font});
-  add_tmln(writer, {TimelineRecord{"tl", {{0, 1}, {5, -1}}}});
-  add_acrv(writer, {AnimCurveRecord{}});
-  SequenceRecord sequence;
-  sequence.messages.resize(1);
-  sequence.tracks.resize(2);
-  sequence.tracks[1].kind = seqn::kTrackReal;
-  sequence.tracks[1].keyframes.resize(1);
-  sequence.tracks[1].keyframes[0].channels[0].curve = AnimCurveRecord{};
-  add_seqn(writer, {sequence});
-  RoomRecord room;
-  room.views.resize(1);
-  room.placements.resize(1);
-  room.layers.resize(2);
-  room.layers[1].kind = layer::kKindAssets;
-  room.layers[1].sprites.resize(1);
-  add_room(writer, {room});
-  add_tags(writer, {"t"}, {{asset_key(kAssetSprite, 0), {"t"}}});
-  add_feds(writer, {EffectDescription{"fx", "{}"}});
-  add_tpag(writer, {TpagEntry{0, 0, 2, 2, 0, 0, 2, 2, 2, 2, 0}, TpagEntry{2, 0, 2, 2, 0, 0, 2, 2, 2, 2, 1},
-                    TpagEntry{0, 2, 2, 2, 0, 0, 2, 2, 2, 2, 0}},
-           entries);
-  TginRecord group;
-  group.name = "grp";
-  group.lists[tgin::kListTextures] = {0, 1};
-  group.lists[tgin::kListSprites] = {0};
-  add_tgin(writer, {group});
-  const uint8_t pixels[16] = {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 9, 9, 9};
-  add_txtr(writer, {TxtrRecord{0, 1, 2, 2, 0, page::encode_qoi(pixels, 2, 2)}, TxtrRecord{0, 1, 4, 4, 1, {}}});
-  add_embi(writer, {{"fallbacktexture", entries[0] + 0}});
-  writer.add_strings_chunk();
-  return writer;
-}
 
 bool load_exact(const std::vector<uint8_t>& bytes) {
   const auto size = static_cast<uint32_t>(bytes.size());
@@ -129,7 +43,7 @@ class AssetCorruption : public AssetLoaderTest {};
 }  // namespace
 
 TEST_F(AssetCorruption, TheFixtureLoadsCleanly) {
-  std::vector<uint8_t> image = BuildImage(every_chunk_game());
+  std::vector<uint8_t> image = BuildImage(EveryChunkGame());
   LoaderConsole console;
   ASSERT_TRUE(HeaderScan(image.data(), static_cast<uint32_t>(image.size())));
   ASSERT_TRUE(LoadGameData(image.data(), static_cast<uint32_t>(image.size()))) << console.text();
@@ -141,7 +55,7 @@ TEST_F(AssetCorruption, TheFixtureLoadsCleanly) {
 }
 
 TEST_F(AssetCorruption, MutatedFilesFailCleanly) {
-  const std::vector<uint8_t> valid = BuildImage(every_chunk_game());
+  const std::vector<uint8_t> valid = BuildImage(EveryChunkGame());
   const auto size = static_cast<uint32_t>(valid.size());
   std::mt19937 random(20240611u);
   const auto below = [&random](uint32_t bound) { return bound == 0 ? 0 : static_cast<uint32_t>(random() % bound); };

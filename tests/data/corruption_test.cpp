@@ -13,9 +13,8 @@
 #include "core/function_table.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
-#include "datawin/writer/chunk_code_lists.h"
-#include "datawin/writer/chunk_links.h"
 #include "loader_test_util.h"
+#include "support/fixture_games.h"
 
 using namespace datawin;
 
@@ -41,34 +40,6 @@ bool sprite_reader(const uint8_t* payload, uint32_t size, const uint8_t*) {
     if (name != nullptr) g_sprite_names += static_cast<uint32_t>(std::strlen(name));
   }
   return true;
-}
-
-Writer rich_game(int version) {
-  Writer writer = MakeMinimalGame(version, 2, 60.0f);
-  std::vector<uint8_t> bytecode(64, 0);
-  for (size_t i = 3; i < bytecode.size(); i += 4) bytecode[i] = 0xA0;
-  const std::vector<Label> code = add_code(writer, version, {{"tsl_Script_one", bytecode}, {"tsl_Script_two", bytecode}});
-  add_vari(writer, version, VariHead{2, 3, 4},
-           {{"speed", 0, 0, {code[0] + 0, code[0] + 16, code[1] + 8}},
-            {"lives", 0, 0, {code[1] + 24, code[0] + 40}},
-            {"score", 0, 0, {}}});
-  add_func(writer, version, {{"show_message", {code[0] + 48, code[1] + 32}}, {"first_builtin", {code[1] + 56}}},
-           {{"tsl_Script_one", {{0, "a"}, {1, "b"}}}});
-  add_glob(writer, {0, 1});
-  add_gmen(writer, {1});
-  add_feat(writer, {"feature_one", "feature_two"});
-  Blob& sprites = writer.add_chunk(make_tag("SPRT"));
-  PointerList list = sprites.pointer_list(3);
-  for (uint32_t i : {0u, 2u}) {
-    list.set(i, sprites.here());
-    sprites.string(i == 0 ? "spr_tower" : "spr_enemy");
-    sprites.u32(32);
-    sprites.u32(48);
-  }
-  writer.add_raw_chunk(make_tag("TPAG"), std::vector<uint8_t>(16, 7));
-  writer.add_raw_chunk(make_tag("NINE"), {1, 2, 3, 4});
-  writer.add_strings_chunk();
-  return writer;
 }
 
 Writer debug_side_file() {
@@ -168,7 +139,7 @@ class Corruption : public LoaderTest {
 
 TEST_F(Corruption, ValidFixturesLoad) {
   for (int version : {10, 14, 15, 17}) {
-    std::vector<uint8_t> image = BuildImage(rich_game(version));
+    std::vector<uint8_t> image = BuildImage(CodeChainsGame(version));
     g_sprite_names = 0;
     LoaderConsole console;
     EXPECT_TRUE(HeaderScan(image.data(), static_cast<uint32_t>(image.size()))) << console.text();
@@ -184,7 +155,7 @@ TEST_F(Corruption, ValidFixturesLoad) {
 TEST_F(Corruption, EveryTruncationIsSafe) {
   ConsoleCapture quiet;
   for (int version : {14, 15}) {
-    const std::vector<uint8_t> valid = BuildImage(rich_game(version));
+    const std::vector<uint8_t> valid = BuildImage(CodeChainsGame(version));
     for (uint32_t length = 0; length < valid.size(); ++length) {
       std::vector<uint8_t> cut(valid.begin(), valid.begin() + length);
       load_exact(cut, false);  // the FORM size no longer matches
@@ -205,8 +176,8 @@ TEST_F(Corruption, EveryTruncationIsSafe) {
 TEST_F(Corruption, ThousandsOfMutationsAreSafe) {
   ConsoleCapture quiet;
   Mutator mutator(20240611u);
-  const std::vector<uint8_t> fixtures[] = {BuildImage(rich_game(14)), BuildImage(rich_game(15)),
-                                           BuildImage(rich_game(10))};
+  const std::vector<uint8_t> fixtures[] = {BuildImage(CodeChainsGame(14)), BuildImage(CodeChainsGame(15)),
+                                           BuildImage(CodeChainsGame(10))};
   const std::vector<uint8_t> side = debug_side_file().build();
   constexpr int kRounds = 5000;
   int refused = 0;
