@@ -14,15 +14,20 @@ PACKAGES := build-essential cmake pkg-config ccache \
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-.PHONY: setup build run test test-asan bench clean sheet mockup
+.PHONY: setup build run test test-asan bench fuzz clean sheet mockup
 
-setup:
-	@missing=$$(for p in $(PACKAGES); do dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; done); \
+# Installs whichever of $(1) are missing.
+define install_packages
+	@missing=$$(for p in $(1); do dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; done); \
 	if [ -n "$$missing" ]; then \
 		echo "Installing:" $$missing; \
 		$(SUDO) apt-get update -qq && \
 		DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq --no-install-recommends $$missing; \
 	fi
+endef
+
+setup:
+	$(call install_packages,$(PACKAGES))
 
 $(BUILD_DIR)/CMakeCache.txt:
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE)
@@ -52,8 +57,29 @@ sheet: $(BUILD_DIR)/CMakeCache.txt
 mockup: $(BUILD_DIR)/CMakeCache.txt
 	cmake --build $(BUILD_DIR) --target mockup
 
+# libFuzzer targets (tests/fuzz) for the JSON parser, the ds_*_read streams, the data-file loader
+# and buffer_decompress of loaded files, built with clang and the sanitizers in build-fuzz/ and
+# each run for FUZZ_SECONDS on a corpus seeded from the test fixtures and the game's data.win when
+# built (build-fuzz/corpus/<target>).
+# Not part of `make test`.
+FUZZ_SECONDS ?= 120
+FUZZ_TARGETS ?= json ds_read loader buffer
+FUZZ_PACKAGES := clang libclang-rt-14-dev
+
+fuzz: setup
+	$(call install_packages,$(FUZZ_PACKAGES))
+	cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKOVA_FUZZ=ON \
+		-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+	cmake --build build-fuzz -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS)) fuzz_seeds
+	build-fuzz/tests/fuzz/fuzz_seeds build-fuzz/corpus $(wildcard $(BUILD_DIR)/data.win)
+	@for t in $(FUZZ_TARGETS); do \
+		echo "== fuzz_$$t for $(FUZZ_SECONDS) s"; \
+		(cd build-fuzz && tests/fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+			-artifact_prefix=fuzz_$$t- corpus/$$t) || exit 1; \
+	done
+
 bench: setup build
 	@for b in $(BUILD_DIR)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && $$b; done
 
 clean:
-	rm -rf $(BUILD_DIR) build-asan
+	rm -rf $(BUILD_DIR) build-asan build-fuzz
