@@ -25,18 +25,9 @@
 namespace {
 
 constexpr int32_t kA = 0, kB = 1, kChild = 2;
-int32_t g_spawn_object = -1;
 
 void Record(CInstance* self, CInstance*) {
   Log().push_back(std::to_string(self->id) + ":" + std::to_string(CurrentEventType));
-}
-void SpawnInStep(CInstance* self, CInstance*) {
-  Record(self, nullptr);
-  if (g_spawn_object >= 0) {
-    CInstance* made = Create_Instance(g_spawn_object, 0, 0, 0);
-    EXPECT_NE(made->flags & kInstCreated, 0u);  // Create has run when the creator returns
-    g_spawn_object = -1;
-  }
 }
 void DestroySelfInCreate(CInstance* self, CInstance*) {
   Log().push_back("create");
@@ -53,25 +44,11 @@ std::vector<int32_t> ids_of(const std::vector<CInstance*>& list) {
 class InstanceTest : public WorldTest {
  protected:
   // A (0) with Step, Create, Destroy and CleanUp; B (1) plain; Child (2) a child of A.
-  void load(TestEventFn step = Record) {
+  void load() {
     const int32_t rec = code("record", Record);
-    const int32_t st = code("step", step);
+    const int32_t st = code("step", Record);
     ASSERT_TRUE(load_objects({ObjectDef("A", -1, {{3, 0, st}, {0, 0, rec}, {1, 0, rec}, {12, 0, rec}}),
                               ObjectDef("B"), ObjectDef("Child", kA)}));
-  }
-  // Pass(3, 0) as the frame step walks it.
-  void step_pass() {
-    const int64_t c = PassCounter++;
-    int32_t count = 0;
-    const int32_t* objects = Object_EventObjects(kEventStep, kStepNormal, &count);
-    for (int32_t i = 0; i < count; ++i) {
-      for (ObjectInstanceNode* node = Object_Find(objects[i])->instances.head; node != nullptr;) {
-        CInstance* instance = node->instance;
-        node = node->next;
-        if (!Instance_IsLive(instance) || instance->createCounter > c) continue;
-        PerformEventOnInstance(instance, instance, kEventStep, kStepNormal);
-      }
-    }
   }
   std::vector<int32_t> room_ids() {
     std::vector<int32_t> ids;
@@ -160,18 +137,6 @@ TEST_F(InstanceTest, GenerationOneReordersTheActiveListOnADepthChange) {
   EXPECT_EQ(room_ids(), (std::vector<int32_t>{100001, 100002}));
   Instance_Flush();
   EXPECT_EQ(room_ids(), (std::vector<int32_t>{100002, 100001}));
-}
-
-TEST_F(InstanceTest, AnInstanceCreatedInAPassTakesNoPartInIt) {
-  load(SpawnInStep);
-  make(kA);
-  g_spawn_object = kA;
-  Log().clear();
-  step_pass();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100001:3", "100002:0"}));
-  Log().clear();
-  step_pass();
-  EXPECT_EQ(Log(), (std::vector<std::string>{"100001:3", "100002:3"}));
 }
 
 TEST_F(InstanceTest, DestroyRunsOnceAndThePurgeRemovesMarkedInstances) {
