@@ -168,16 +168,5 @@ TEST_F(ValueTextTest, KindNames) {
   EXPECT_STREQ(RV_KindName(*marked), "number");
 }
 
-TEST_F(ValueTextTest, EmptyStringsOwnNoText) {
-  const int64_t before = MemoryManager::Stats().bytes_in_use;
-  {
-    Val a = Val::Str("");
-    Val b = Val::Str("");
-    EXPECT_EQ(a->pRefString->text, b->pRefString->text);  // the shared constant
-    EXPECT_EQ(a.text(), "");
-  }
-  EXPECT_EQ(MemoryManager::Stats().bytes_in_use, before);
-}
-
 }  // namespace
 }  // namespace value_test
