@@ -2,13 +2,10 @@
 // fixed seed, loaded from a heap block of exactly its size. The readers must return, never crash
 // and never read outside the block (the sanitizer build turns a stray read into a failure), and a
 // failure must name its chunk.
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "core/error.h"
-#include "core/gc.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/texture_table.h"
@@ -19,24 +16,6 @@
 using namespace datawin;
 
 namespace {
-
-bool load_exact(const std::vector<uint8_t>& bytes) {
-  const auto size = static_cast<uint32_t>(bytes.size());
-  std::unique_ptr<uint8_t[]> block(new uint8_t[size == 0 ? 1 : size]);
-  std::copy(bytes.begin(), bytes.end(), block.get());
-  GameData_Reset();
-  bool scanned = false;
-  try {
-    scanned = HeaderScan(block.get(), size);
-  } catch (const KVTSLException&) {
-    // the FORM size check; the chunk load then walks nothing
-  }
-  const bool loaded = LoadGameData(block.get(), size);
-  Assets_ClearTables();  // nothing may keep pointing into the block
-  GameData_Reset();
-  GC_Reset();
-  return scanned && loaded;
-}
 
 class AssetCorruption : public AssetLoaderTest {};
 
@@ -79,7 +58,7 @@ TEST_F(AssetCorruption, MutatedFilesFailCleanly) {
       }
     }
     quiet.clear();
-    if (!load_exact(bytes)) {
+    if (!LoadExactCopy(bytes)) {
       ++failures;
       // A reader's failure names its chunk; the container's lines name theirs.
       const std::string& text = quiet.text();

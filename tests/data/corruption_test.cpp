@@ -4,12 +4,10 @@
 // AddressSanitizer build (make test-asan) turns any stray read into a failure.
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "core/error.h"
 #include "core/function_table.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
@@ -63,23 +61,9 @@ Writer debug_side_file() {
   return writer;
 }
 
-// Loads `bytes` from a block of exactly their size, the way the runner does; true when both
-// walks succeeded.
+// A data file through LoadExactCopy, or a debug side file through its own load.
 bool load_exact(const std::vector<uint8_t>& bytes, bool side_file) {
-  if (side_file) return DebugFile_LoadImage(bytes);
-  const auto size = static_cast<uint32_t>(bytes.size());
-  std::unique_ptr<uint8_t[]> block(new uint8_t[size == 0 ? 1 : size]);
-  std::copy(bytes.begin(), bytes.end(), block.get());
-  GameData_Reset();
-  bool scanned = false;
-  try {
-    scanned = HeaderScan(block.get(), size);
-  } catch (const KVTSLException&) {
-    // the FORM size check; the chunk load then walks nothing
-  }
-  const bool loaded = LoadGameData(block.get(), size);
-  GameData_Reset();  // nothing may keep pointing into the block
-  return scanned && loaded;
+  return side_file ? DebugFile_LoadImage(bytes) : LoadExactCopy(bytes);
 }
 
 class Mutator {

@@ -3,12 +3,16 @@
 // a capture of the debug console (silent by default) together with the release console.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/console.h"
+#include "core/error.h"
+#include "core/gc.h"
 #include "data/game_data.h"
 #include "datawin/format/byte_order.h"
 #include "run/asset_readers.h"
@@ -59,6 +63,28 @@ inline uint32_t FindPayload(const std::vector<uint8_t>& image, const char (&tag)
     at += 8 + size;
   }
   return 0;
+}
+
+// Both walks over a copy of bytes in a block of exactly their size, as the runner holds a file,
+// whatever the bytes say: a FORM size that doesn't match ends the header scan with its error and
+// the chunk load then walks nothing. Afterwards the asset tables and the loader are emptied, so
+// that nothing keeps pointing into the block. True when both walks succeeded.
+inline bool LoadExactCopy(const std::vector<uint8_t>& bytes) {
+  const auto size = static_cast<uint32_t>(bytes.size());
+  std::unique_ptr<uint8_t[]> block(new uint8_t[size == 0 ? 1 : size]);
+  std::copy(bytes.begin(), bytes.end(), block.get());
+  GameData_Reset();
+  bool scanned = false;
+  try {
+    scanned = HeaderScan(block.get(), size);
+  } catch (const KVTSLException&) {
+    // the FORM size check
+  }
+  const bool loaded = LoadGameData(block.get(), size);
+  Assets_ClearTables();
+  GameData_Reset();
+  GC_Reset();
+  return scanned && loaded;
 }
 
 inline uint32_t WordAt(const std::vector<uint8_t>& image, uint32_t offset) {
