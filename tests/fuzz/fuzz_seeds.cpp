@@ -15,14 +15,10 @@
 #include "core/memory.h"
 #include "core/rvalue.h"
 #include "storage/buffer.h"
-#include "storage/ds_grid.h"
-#include "storage/ds_list.h"
-#include "storage/ds_map.h"
-#include "storage/ds_priority.h"
 #include "storage/ds_serial.h"
-#include "storage/ds_stack_queue.h"
 #include "support/fixture.h"
 #include "support/fixture_games.h"
+#include "support/storage_inputs.h"
 
 namespace {
 
@@ -89,33 +85,11 @@ void ds_seeds(const fs::path& dir) {
   values[5] = RV_Real(-0.0);
   values[6] = RV_Int64(1ll << 40);
   values[7] = RV_Undefined();
-
-  CDS_Map map;
-  CDS_List list;
-  CDS_Stack stack;
-  CDS_Queue queue;
-  CDS_Grid grid;
-  CDS_Priority priority;
-  for (size_t i = 0; i < values.size(); ++i) {
-    if (i != 2) map.set(values[i], values[(i + 1) % values.size()]);
-    list.add(values[i]);
-    stack.push(values[i]);
-    queue.enqueue(values[i]);
-    priority.add(values[i], RV_Real(static_cast<double>(i)));
-  }
-  grid.resize(3, 2);
-  grid.apply(kDsCellSet, 1, 1, values[2]);
-  grid.apply(kDsCellSet, 2, 0, values[1]);
-  DsWriter writers[6];
-  map.write(writers[0]);
-  list.write(writers[1]);
-  stack.write(writers[2]);
-  queue.write(writers[3]);
-  grid.write(writers[4]);
-  priority.write(writers[5]);
+  // The selector's kind numbers: map, list, stack, queue, grid, priority, as the streams come.
+  const std::vector<std::vector<uint8_t>> streams = DsStreamsHolding(values);
   for (int kind = 0; kind < 6; ++kind) {
-    write_seed(dir, "kind" + std::to_string(kind), ds_seed(kind, false, writers[kind].bytes()));
-    write_seed(dir, "kind" + std::to_string(kind) + "_hex", ds_seed(kind, true, writers[kind].bytes()));
+    write_seed(dir, "kind" + std::to_string(kind), ds_seed(kind, false, streams[static_cast<size_t>(kind)]));
+    write_seed(dir, "kind" + std::to_string(kind) + "_hex", ds_seed(kind, true, streams[static_cast<size_t>(kind)]));
   }
   // The older layout: a list of version 301 with a real (kind 0) and a string (any other kind).
   std::vector<uint8_t> old;
