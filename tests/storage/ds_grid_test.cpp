@@ -4,25 +4,15 @@
 #include <vector>
 
 #include "core/console.h"
-#include "core/value_test_support.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_grid.h"
-#include "storage/fn_ds.h"
 
 namespace value_test {
 namespace {
 
-class DsGridTest : public ValueBuiltinsTest {
+class DsGridTest : public DsBuiltinsTest {
  protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-  }
-  void TearDown() override {
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
   double NewGrid(int w, int h) { return Call("ds_grid_create", Args({Val::Real(w), Val::Real(h)}))->val; }
-  static std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
   // Numbered grid: cell (x, y) = y * 10 + x.
   double Numbered(int w, int h) {
     const double id = NewGrid(w, h);

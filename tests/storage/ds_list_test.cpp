@@ -6,25 +6,14 @@
 
 #include "core/console.h"
 #include "core/random.h"
-#include "core/value_test_support.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_list.h"
-#include "storage/fn_ds.h"
 
 namespace value_test {
 namespace {
 
-class DsListTest : public ValueBuiltinsTest {
+class DsListTest : public DsBuiltinsTest {
  protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-    g_DsPrecision = 0.00000001;
-  }
-  void TearDown() override {
-    Random_Reset();
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
   double NewList(std::initializer_list<Val> values = {}) {
     const double id = Call("ds_list_create")->val;
     std::vector<Val> args{Val::Real(id)};
@@ -40,8 +29,6 @@ class DsListTest : public ValueBuiltinsTest {
     return out;
   }
 };
-
-std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
 
 TEST_F(DsListTest, PositionOperations) {
   struct Row {

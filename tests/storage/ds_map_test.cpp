@@ -6,30 +6,18 @@
 
 #include "core/console.h"
 #include "core/crc32.h"
-#include "core/value_test_support.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_list.h"
 #include "storage/ds_map.h"
-#include "storage/fn_ds.h"
 
 namespace value_test {
 namespace {
 
-class DsMapTest : public ValueBuiltinsTest {
+class DsMapTest : public DsBuiltinsTest {
  protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-    g_DsPrecision = 0.00000001;
-  }
-  void TearDown() override {
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
   double NewMap() { return Call("ds_map_create")->val; }
   double NewList() { return Call("ds_list_create")->val; }
 };
-
-std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
 
 TEST_F(DsMapTest, KeysMatchByHashThenComparison) {
   struct Row {

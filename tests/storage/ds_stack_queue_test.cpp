@@ -5,25 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "core/value_test_support.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_core.h"
-#include "storage/fn_ds.h"
 
 namespace value_test {
 namespace {
 
-class DsStackQueueTest : public ValueBuiltinsTest {
- protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-  }
-  void TearDown() override {
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
-  static std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
-};
+using DsStackQueueTest = DsBuiltinsTest;
 
 TEST_F(DsStackQueueTest, StackIsLastInFirstOut) {
   const double id = Call("ds_stack_create")->val;

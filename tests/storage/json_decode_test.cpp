@@ -3,27 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "core/value_test_support.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_list.h"
 #include "storage/ds_map.h"
-#include "storage/fn_ds.h"
-#include "storage/fn_json.h"
 
 namespace value_test {
 namespace {
 
-class JsonDecodeTest : public ValueBuiltinsTest {
+class JsonDecodeTest : public DsBuiltinsTest {
  protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-    Json_RegisterBuiltins();
-  }
-  void TearDown() override {
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
-  static std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
   double Decode(const Val& v) { return Call("json_decode", Args({v}))->val; }
   Val Find(double map, const char* key) { return Call("ds_map_find_value", Args({Val::Real(map), Val::Str(key)})); }
   bool IsList(double map, const char* key) {

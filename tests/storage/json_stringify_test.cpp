@@ -7,27 +7,16 @@
 #include <vector>
 
 #include "core/console.h"
-#include "core/value_test_support.h"
 #include "core/variable_names.h"
+#include "ds_test_fixture.h"
 #include "storage/ds_core.h"
-#include "storage/fn_ds.h"
-#include "storage/fn_json.h"
 #include "storage/json.h"
 
 namespace value_test {
 namespace {
 
-class JsonTest : public ValueBuiltinsTest {
+class JsonTest : public DsBuiltinsTest {
  protected:
-  void SetUp() override {
-    ValueBuiltinsTest::SetUp();
-    DS_RegisterBuiltins();
-    Json_RegisterBuiltins();
-  }
-  void TearDown() override {
-    DS_FreeAll();
-    ValueBuiltinsTest::TearDown();
-  }
   std::string Stringify(const Val& v) { return Call("json_stringify", std::vector<Val>{v}).text(); }
   Val Parse(const char* text) { return Call("json_parse", std::vector<Val>{Val::Str(text)}); }
   static Val Struct(std::initializer_list<std::pair<const char*, Val>> members) {
