@@ -109,6 +109,16 @@ int32_t Variable_BuiltIn_Add(const char* name, BuiltinVariableGet get, BuiltinVa
   return id;
 }
 
+bool Variable_BuiltIn_Replace(const char* name, BuiltinVariableGet get, BuiltinVariableSet set) {
+  const int32_t id = Variable_BuiltIn_Find(name);
+  if (id < 0) return false;
+  BuiltinVariable& row = g_rows[id];
+  row.get = get;
+  row.set = set;
+  row.canSet = set != nullptr;
+  return true;
+}
+
 void Variable_BuiltIn_EndInstanceRows() { g_InstanceVariableCount = g_row_count; }
 
 int32_t Variable_BuiltIn_Find(const char* name) {

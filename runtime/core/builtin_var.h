@@ -38,6 +38,9 @@ extern int32_t g_InstanceVariableCount;
 void Variable_BuiltIn_Reset();
 // Adds a row and returns its id; -1 (with the console line) once the table is full.
 int32_t Variable_BuiltIn_Add(const char* name, BuiltinVariableGet get, BuiltinVariableSet set);
+// Gives an existing row the functions of the subsystem that owns its state (a row is registered
+// with neutral functions before that subsystem starts); false when no row has the name.
+bool Variable_BuiltIn_Replace(const char* name, BuiltinVariableGet get, BuiltinVariableSet set);
 // Ends the instance rows: g_InstanceVariableCount becomes the number of rows so far.
 void Variable_BuiltIn_EndInstanceRows();
 int32_t Variable_BuiltIn_Find(const char* name);

@@ -25,21 +25,6 @@ bool holds(KVObjectBase* object, int32_t slot) {
 }
 
 // The object's own slots that hold something: flat slots in order, then the slot map's order.
-std::vector<int32_t> own_slots(KVObjectBase* object) {
-  std::vector<int32_t> slots;
-  for (int32_t i = 0; object->flatSlots != nullptr && i < object->flatSlotCount; ++i) {
-    if (RV_Kind(object->flatSlots[i]) != kRVUnset) slots.push_back(100000 + i);
-  }
-  if (object->slotMap != nullptr) {
-    int32_t position = 0;
-    int32_t slot = 0;
-    RValue** value = nullptr;
-    while (object->slotMap->Next(&position, &slot, &value)) {
-      if (RV_Kind(**value) != kRVUnset) slots.push_back(slot);
-    }
-  }
-  return slots;
-}
 
 // The value of a read, unset made undefined.
 void read_into(KVObjectBase* object, int32_t slot, RValue* result) {
@@ -139,7 +124,7 @@ void F_SetPost(RValue* result, CInstance* self, CInstance* other, int argc, RVal
 
 void F_GetNames(RValue* result, CInstance* self, CInstance* other, int argc, RValue* argv) {
   KVObjectBase* object = first_target(arg(argc, argv, 0), self, other);
-  const std::vector<int32_t> slots = object != nullptr ? own_slots(object) : std::vector<int32_t>{};
+  const std::vector<int32_t> slots = object != nullptr ? Object_OwnSlots(object) : std::vector<int32_t>{};
   RValue names = RV_Undefined();
   names.pArray = RV_NewArray(static_cast<int32_t>(slots.size()));
   names.kind = kRVArray;
@@ -149,7 +134,7 @@ void F_GetNames(RValue* result, CInstance* self, CInstance* other, int argc, RVa
 
 void F_NamesCount(RValue* result, CInstance* self, CInstance* other, int argc, RValue* argv) {
   KVObjectBase* object = first_target(arg(argc, argv, 0), self, other);
-  set_result(result, RV_Real(object != nullptr ? static_cast<double>(own_slots(object).size()) : 0.0));
+  set_result(result, RV_Real(object != nullptr ? static_cast<double>(Object_OwnSlots(object).size()) : 0.0));
 }
 
 void F_Remove(RValue* result, CInstance* self, CInstance* other, int argc, RValue* argv) {
@@ -198,4 +183,20 @@ void Object_RegisterVariableBuiltins() {
   Function_Add("variable_struct_get_names", padded<F_GetNames, 1>, 1, 1);
   Function_Add("variable_struct_names_count", padded<F_NamesCount, 1>, 1, 1);
   Function_Add("variable_struct_remove", padded<F_Remove, 2>, 2, 0);
+}
+
+std::vector<int32_t> Object_OwnSlots(KVObjectBase* object) {
+  std::vector<int32_t> slots;
+  for (int32_t i = 0; object->flatSlots != nullptr && i < object->flatSlotCount; ++i) {
+    if (RV_Kind(object->flatSlots[i]) != kRVUnset) slots.push_back(100000 + i);
+  }
+  if (object->slotMap != nullptr) {
+    int32_t position = 0;
+    int32_t slot = 0;
+    RValue** value = nullptr;
+    while (object->slotMap->Next(&position, &slot, &value)) {
+      if (RV_Kind(**value) != kRVUnset) slots.push_back(slot);
+    }
+  }
+  return slots;
 }

@@ -15,6 +15,7 @@
 // every object; nothing here takes a lock.
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "core/rvalue.h"
 
@@ -236,6 +237,8 @@ void Object_SetStandardProperties(KVObjectBase* object);
 // ---- Access by name and slot ----------------------------------------------------------------------
 // Defines a slot on an extensible object (false, nothing stored, when it isn't). flags are the
 // definition's attribute bits; a slot here has no attributes, so they are accepted and not kept.
+// The slots of an object's own variables that hold a value: flat slots first, then the slot map.
+std::vector<int32_t> Object_OwnSlots(KVObjectBase* object);
 bool Object_SetRValue(KVObjectBase* object, const char* name, const RValue* value, uint32_t flags = 0);
 bool Object_SetReal(KVObjectBase* object, const char* name, double value);
 bool Object_SetInt(KVObjectBase* object, const char* name, int64_t value);
