@@ -10,6 +10,7 @@
 // thread.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 enum class WindowMessageKind : int32_t {
   kQuit = 0,         // the application was asked to end (the close button after kClose)
@@ -74,6 +75,52 @@ inline constexpr const char* kWindowCursorNames[] = {"none", "arrow", "cross", "
                                                      "size_ns", "size_nwse", "size_we", "up_arrow", "wait",
                                                      "hand", "no", "app_starting", "size_all"};
 static_assert(sizeof(kWindowCursorNames) / sizeof(kWindowCursorNames[0]) == static_cast<size_t>(WindowCursor::kCount));
+
+// Game controllers and joysticks. A controller is a pad the system knows the layout of: it reports
+// named buttons and axes below (sticks as the device gives them, y growing downward, -32768 to
+// 32767; triggers 0 to 32767). Every pad also reports its raw buttons, axes and hats in the
+// system's own numbering, which the mapping lines of the controller database refer to; hats are
+// bit sets: 1 up, 2 right, 4 down, 8 left.
+enum class PadButton : int32_t {
+  kA = 0,
+  kB,
+  kX,
+  kY,
+  kBack,
+  kGuide,
+  kStart,
+  kLeftStick,
+  kRightStick,
+  kLeftShoulder,
+  kRightShoulder,
+  kDpadUp,
+  kDpadDown,
+  kDpadLeft,
+  kDpadRight,
+  kCount,
+};
+enum class PadAxis : int32_t { kLeftX = 0, kLeftY, kRightX, kRightY, kLeftTrigger, kRightTrigger, kCount };
+
+constexpr int32_t kPadRawButtons = 128;
+constexpr int32_t kPadRawAxes = 40;
+constexpr int32_t kPadRawHats = 8;
+
+struct PadInfo {
+  int32_t id = -1;          // stays the same while the pad is attached
+  bool controller = false;  // named buttons and axes are known
+  bool rumble = false;      // has motors
+  std::string name;
+  std::string guid;         // 32 hex digits
+  int32_t buttons = 0, axes = 0, hats = 0;  // raw counts, at most the kPadRaw* limits
+};
+
+struct PadReading {
+  uint8_t button[static_cast<int>(PadButton::kCount)] = {};
+  int16_t axis[static_cast<int>(PadAxis::kCount)] = {};
+  uint8_t raw_button[kPadRawButtons] = {};
+  int16_t raw_axis[kPadRawAxes] = {};
+  uint8_t raw_hat[kPadRawHats] = {};
+};
 
 struct WindowOpenDesc {
   int32_t x = 0, y = 0;           // client origin
@@ -153,4 +200,27 @@ class IWindowHost {
   // The graphics context made by Open: the drawable's size, and the swap of its buffers.
   virtual void DrawableSize(int32_t* width, int32_t* height) = 0;
   virtual bool SwapBuffers(int32_t sync_interval) = 0;
+
+  // ---- Keyboard ------------------------------------------------------------------------------
+  // Whether a virtual key is held now, by the system's own key state (not the message queue).
+  // 160/161 and 162/163 and 164/165 are the left and right shift, control and alt keys; 16, 17
+  // and 18 either of each pair.
+  virtual bool KeyHeld(int32_t virtual_key) = 0;
+  virtual bool NumLock() = 0;
+  virtual void SetNumLock(bool on) = 0;
+  // Queues a key message as if the key were typed; it arrives through PollMessage like any other.
+  virtual void PostKey(int32_t virtual_key, bool down) = 0;
+
+  // ---- Game controllers and joysticks -------------------------------------------------------
+  // False when the system offers no pad support at all.
+  virtual bool PadsSupported() = 0;
+  // The pads attached now, newly attached ones opened on the way.
+  virtual void PadList(std::vector<PadInfo>* pads) = 0;
+  // The state of a pad now; false when it is gone.
+  virtual bool PadRead(int32_t id, PadReading* reading) = 0;
+  // Motor strengths 0 to 1; false when the pad can't rumble.
+  virtual bool PadRumble(int32_t id, float low, float high) = 0;
+  // Adds controller database lines (the SDL text format) to the system's own database, so that
+  // pads they describe report as controllers; the count of lines taken.
+  virtual int32_t PadAddMappings(const std::string& text) = 0;
 };

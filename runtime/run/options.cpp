@@ -86,57 +86,71 @@ using SwitchEffect = void (*)(RunOptions* options, const std::string* values);
 struct SwitchRow {
   const char* name;
   int values;
+  const char* usage;  // the values, as --help shows them
+  const char* help;
   SwitchEffect effect;
 };
+
+// A frame number and a file, for -shot and -digest; false when the frame is no number.
+bool parse_capture(const char* name, const std::string* v, FrameCapture* out) {
+  int32_t frame = 0;
+  if (!parse_number_value(name, v[0], &frame)) return false;
+  if (frame < 0) {
+    g_ReleaseConsole->Output("Command line: %s expects a frame number of 0 or more, got %d; ignored\n", name, frame);
+    return false;
+  }
+  *out = FrameCapture{frame, v[1]};
+  return true;
+}
 
 void no_effect(RunOptions*, const std::string*) {}
 
 const SwitchRow kSwitches[] = {
-    {"-game", 1, [](RunOptions* o, const std::string* v) { o->game_path = v[0]; }},
-    {"-exit", 1,
+    {"-game", 1, "<path>", "the data file to run instead of data.win beside the program", [](RunOptions* o, const std::string* v) { o->game_path = v[0]; }},
+    {"-exit", 1, "<path>", "the data file to go on with when this game ends",
      [](RunOptions* o, const std::string* v) {
        o->exit_set = true;
        o->exit_path = v[0];
      }},
-    {"-debug", 0,
+    {"-debug", 0, "", "debug mode (only before a game path is known)",
      [](RunOptions* o, const std::string*) {
        if (!o->game_path.empty()) return;
        o->debug_mode = true;
        o->audio_debug = 2;
      }},
-    {"-trace", 0, [](RunOptions* o, const std::string*) { o->trace = true; }},
-    {"-vmtrace", 0, [](RunOptions* o, const std::string*) { o->vm_trace = true; }},
-    {"-ext", 0, [](RunOptions* o, const std::string*) { o->ext_trace = true; }},
-    {"-noerrors", 0, [](RunOptions* o, const std::string*) { o->no_errors = true; }},
-    {"-oldexec", 0, [](RunOptions* o, const std::string*) { o->new_execution_path = false; }},
-    {"-noaudio", 0, [](RunOptions* o, const std::string*) { o->no_audio = true; }},
-    {"-inawindow", 0, [](RunOptions* o, const std::string*) { o->in_a_window = true; }},
-    {"-minidump", 0, [](RunOptions* o, const std::string*) { o->crash_dump = kCrashDumpSmall; }},
-    {"-fullminidump", 0, [](RunOptions* o, const std::string*) { o->crash_dump = kCrashDumpFull; }},
-    {"-minidumpdir", 1, [](RunOptions* o, const std::string* v) { o->minidump_dir = v[0]; }},
-    {"-outputdebugstring", 0, [](RunOptions* o, const std::string*) { o->output_debug_string = true; }},
-    {"-audiodebug", 0, [](RunOptions* o, const std::string*) { o->audio_debug |= 16; }},
-    {"-networkdebug", 0, [](RunOptions* o, const std::string*) { o->network_debug = true; }},
-    {"-steam", 0, [](RunOptions* o, const std::string*) { o->steam = true; }},
-    {"-record", 1,
+    {"-trace", 0, "", "accepted; no effect", [](RunOptions* o, const std::string*) { o->trace = true; }},
+    {"-vmtrace", 0, "", "accepted; no effect", [](RunOptions* o, const std::string*) { o->vm_trace = true; }},
+    {"-ext", 0, "", "extension calls print a trace", [](RunOptions* o, const std::string*) { o->ext_trace = true; }},
+    {"-noerrors", 0, "", "script errors go to the console only, without a dialog", [](RunOptions* o, const std::string*) { o->no_errors = true; }},
+    {"-oldexec", 0, "", "the old execution path: no script code runs", [](RunOptions* o, const std::string*) { o->new_execution_path = false; }},
+    {"-noaudio", 0, "", "audio stays silent", [](RunOptions* o, const std::string*) { o->no_audio = true; }},
+    {"-inawindow", 0, "", "stay windowed even if the game asks for full screen", [](RunOptions* o, const std::string*) { o->in_a_window = true; }},
+    {"-minidump", 0, "", "write a small crash dump on a crash", [](RunOptions* o, const std::string*) { o->crash_dump = kCrashDumpSmall; }},
+    {"-fullminidump", 0, "", "write a full crash dump on a crash", [](RunOptions* o, const std::string*) { o->crash_dump = kCrashDumpFull; }},
+    {"-minidumpdir", 1, "<dir>", "where crash dumps go", [](RunOptions* o, const std::string* v) { o->minidump_dir = v[0]; }},
+    {"-outputdebugstring", 0, "", "console text is also written to standard error", [](RunOptions* o, const std::string*) { o->output_debug_string = true; }},
+    {"-audiodebug", 0, "", "audio debug output", [](RunOptions* o, const std::string*) { o->audio_debug |= 16; }},
+    {"-networkdebug", 0, "", "socket code prints a trace", [](RunOptions* o, const std::string*) { o->network_debug = true; }},
+    {"-steam", 0, "", "the external_* builtins are not registered", [](RunOptions* o, const std::string*) { o->steam = true; }},
+    {"-record", 1, "<file>", "write every frame's input to the file",
      [](RunOptions* o, const std::string* v) {
        o->record = true;
        o->record_path = v[0];
      }},
-    {"-playback", 1,
+    {"-playback", 1, "<file>", "read every frame's input from the file instead of the devices",
      [](RunOptions* o, const std::string* v) {
        o->playback = true;
        o->playback_path = v[0];
      }},
-    {"-output", 1, [](RunOptions* o, const std::string* v) { o->output_path = v[0]; }},
-    {"-debugoutput", 1, [](RunOptions* o, const std::string* v) { o->debug_output_path = v[0]; }},
-    {"-headless", 0,
+    {"-output", 1, "<file>", "append the release console's text to the file", [](RunOptions* o, const std::string* v) { o->output_path = v[0]; }},
+    {"-debugoutput", 1, "<file>", "the debug console writes to the release console and to the file", [](RunOptions* o, const std::string* v) { o->debug_output_path = v[0]; }},
+    {"-headless", 0, "", "start up and shut down without running frames",
      [](RunOptions* o, const std::string*) {
        o->headless = true;
        // Headless runs want a dump on a crash; a full dump asked for explicitly stays full.
        if (o->crash_dump == kCrashDumpOff) o->crash_dump = kCrashDumpSmall;
      }},
-    {"-profiledump", 2,
+    {"-profiledump", 2, "<file> <seconds>", "write the profile to the file at that interval",
      [](RunOptions* o, const std::string* v) {
        int32_t seconds = 0;
        if (!parse_number_value("-profiledump", v[1], &seconds)) return;
@@ -144,7 +158,7 @@ const SwitchRow kSwitches[] = {
        o->profile_dump_path = v[0];
        o->profile_dump_seconds = seconds;
      }},
-    {"-sleepmargin", 1,
+    {"-sleepmargin", 1, "<ms>", "how early the frame wait stops sleeping and starts spinning",
      [](RunOptions* o, const std::string* v) {
        int32_t margin = 0;
        if (!parse_number_value("-sleepmargin", v[0], &margin)) return;
@@ -152,25 +166,42 @@ const SwitchRow kSwitches[] = {
        o->sleep_margin = margin < 0 ? 0 : margin;
        o->sleep_margin_fixed = true;
      }},
-    {"-multivb", 0,
+    {"-multivb", 0, "", "vertex buffer method 1",
      [](RunOptions* o, const std::string*) {
        o->vertex_buffer_method = 1;
        o->vertex_buffer_method_fixed = true;
      }},
-    {"-novb", 0,
+    {"-novb", 0, "", "vertex buffer method 2",
      [](RunOptions* o, const std::string*) {
        o->vertex_buffer_method = 2;
        o->vertex_buffer_method_fixed = true;
      }},
-    {"-manualvsync", 0, [](RunOptions* o, const std::string*) { o->manual_vsync = true; }},
-    {"-nodirectinput", 0, [](RunOptions* o, const std::string*) { o->no_direct_input = true; }},
-    {"-software", 0, no_effect},
-    {"-intel", 0, no_effect},
-    {"-vanillaGFX", 0, no_effect},
-    {"-compresstextures", 0, no_effect},
-    {"-runTest", 0, no_effect},
-    {"-dir", 1, [](RunOptions* o, const std::string* v) { o->dir = v[0]; }},
-    {"-kvdebugpath", 1, [](RunOptions* o, const std::string* v) { o->kvdebug_path = v[0]; }},
+    {"-manualvsync", 0, "", "the alternate sync method", [](RunOptions* o, const std::string*) { o->manual_vsync = true; }},
+    {"-nodirectinput", 0, "", "only the four fixed gamepad slots", [](RunOptions* o, const std::string*) { o->no_direct_input = true; }},
+    {"-shot", 2, "<frame> <file.png>", "save the window's picture at the end of that frame (repeatable)",
+     [](RunOptions* o, const std::string* v) {
+       FrameCapture capture;
+       if (parse_capture("-shot", v, &capture)) o->shots.push_back(capture);
+     }},
+    {"-digest", 2, "<frame> <file>", "write the world's state (room, instances, variables) at the end of that frame (repeatable)",
+     [](RunOptions* o, const std::string* v) {
+       FrameCapture capture;
+       if (parse_capture("-digest", v, &capture)) o->digests.push_back(capture);
+     }},
+    {"-frames", 1, "<count>", "end the game after that many frames (without it: after the last -shot or -digest)",
+     [](RunOptions* o, const std::string* v) {
+       int32_t count = 0;
+       if (parse_number_value("-frames", v[0], &count)) o->frame_count = count < 0 ? 0 : count;
+     }},
+    {"-fastforward", 0, "", "no frame pacing: frames run as fast as they can on a clock that moves one frame period a frame",
+     [](RunOptions* o, const std::string*) { o->fast_forward = true; }},
+    {"-software", 0, "", "accepted; no effect", no_effect},
+    {"-intel", 0, "", "accepted; no effect", no_effect},
+    {"-vanillaGFX", 0, "", "accepted; no effect", no_effect},
+    {"-compresstextures", 0, "", "accepted; no effect", no_effect},
+    {"-runTest", 0, "", "accepted; no effect", no_effect},
+    {"-dir", 1, "<dir>", "accepted; no effect", [](RunOptions* o, const std::string* v) { o->dir = v[0]; }},
+    {"-kvdebugpath", 1, "<path>", "accepted; no effect", [](RunOptions* o, const std::string* v) { o->kvdebug_path = v[0]; }},
 };
 
 constexpr int kMostValues = 2;
@@ -193,6 +224,10 @@ void Options_Parse(const char* command_line, RunOptions* options) {
   options->record = false;
   options->playback = false;
   options->new_execution_path = true;
+  options->shots.clear();
+  options->digests.clear();
+  options->frame_count = -1;
+  options->fast_forward = false;
 
   for (std::string& entry : g_parameters) entry.clear();
   g_parameter_count = 0;
@@ -255,6 +290,23 @@ std::string Options_JoinArgs(int argc, char** argv) {
     }
   }
   return line;
+}
+
+std::string Options_HelpText() {
+  std::string text = "Usage: kova-runner [switches]\n";
+  auto line = [&text](std::string left, const char* help) {
+    if (left.size() < 32) left.resize(32, ' ');
+    text += left + " " + help + "\n";
+  };
+  for (const SwitchRow& row : kSwitches) {
+    std::string left = std::string("  ") + row.name;
+    if (row.usage[0] != '\0') left += std::string(" ") + row.usage;
+    line(left, row.help);
+  }
+  line("  --help", "this text");
+  line("  --version", "the runner's version");
+  text += "Other tokens are ignored; scripts read every token with parameter_string.\n";
+  return text;
 }
 
 std::string Options_ExitCommandLine(const std::string& exit_path) {

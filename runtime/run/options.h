@@ -9,13 +9,14 @@
 // later tokens are still parsed but not recorded). The table restarts at 0 on every parse.
 //
 // Options_Parse is pure: it fills RunOptions and the table and touches nothing else. Before the
-// first token it resets debug mode, the audio debug word, -ext, -noaudio, -inawindow, -record and
-// -playback, and turns the new execution path on; every other field keeps its value, so a game
-// path chosen beside the executable stays unless -game replaces it. A switch whose value is
-// missing at the end of the line is ignored. A numeric value that is no number is ignored with a
-// release-console warning. Costs: one pass over the string, one std::string per token.
+// first token it resets debug mode, the audio debug word, -ext, -noaudio, -inawindow, -record,
+// -playback and the end-to-end switches (-shot, -digest, -frames, -fastforward), and turns the new
+// execution path on; every other field keeps its value, so a game path chosen beside the
+// executable stays unless -game replaces it. A switch whose value is missing at the end of the
+// line is ignored. A numeric value that is no number is ignored with a release-console warning. Costs: one pass over the string, one std::string per token.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 class CInstance;
 struct RValue;
@@ -25,6 +26,12 @@ enum CrashDumpMode : int32_t {
   kCrashDumpSmall = 1,  // -minidump, -headless
   kCrashDumpFull = 2,   // -fullminidump
   kCrashDumpModeCount = 3,
+};
+
+// A frame of the run and a file, for the end-to-end switches -shot and -digest.
+struct FrameCapture {
+  int64_t frame = 0;
+  std::string path;
 };
 
 struct RunOptions {
@@ -42,6 +49,11 @@ struct RunOptions {
   bool record = false;
   bool playback = false;  // wins over record
   bool new_execution_path = true;  // -oldexec clears it
+  // The end-to-end harness (-shot, -digest, -frames, -fastforward).
+  std::vector<FrameCapture> shots;
+  std::vector<FrameCapture> digests;
+  int64_t frame_count = -1;  // -1: no limit
+  bool fast_forward = false;
 
   // Kept across parses.
   std::string record_path;
@@ -89,6 +101,9 @@ void Options_RegisterBuiltins();
 // inside an argument has no escape, so it is dropped (the argument comes back without it), and an
 // argument longer than 4095 bytes comes back cut.
 std::string Options_JoinArgs(int argc, char** argv);
+
+// --help: every switch with its values and a line of help, then --help and --version.
+std::string Options_HelpText();
 
 // The command line of the -exit restart: `-game "<exit path>"`, cut to 4095 bytes.
 std::string Options_ExitCommandLine(const std::string& exit_path);

@@ -14,6 +14,7 @@
 #include "graphics/texture_load.h"
 #include "platform/process.h"
 #include "run/run_game.h"
+#include "run/run_harness.h"
 #include "run/run_present.h"
 #include "run/run_subjects.h"
 
@@ -62,7 +63,7 @@ bool handle_room_request() {
       return false;
     case kNewRoomRestart:
       Run_End();
-      Gamepad_Reannounce();
+      GamePads_Reannounce();
       Run_Restart_Game();
       return true;
     case kNewRoomLoad:
@@ -176,6 +177,7 @@ int32_t Frame_Drive() {
     {
       std::lock_guard<std::recursive_mutex> lock(Frame_Mutex());
       frame_body();
+      if (!Run_DebuggerHold) Harness_FrameEnd();
       if (!Run_DebuggerHold && !handle_room_request()) return 0;
     }
     ++Run_TotalFrames;

@@ -1,5 +1,6 @@
 #include "run/run_game.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -30,6 +31,7 @@
 #include "run/options.h"
 #include "run/run_builtins.h"
 #include "run/run_frame.h"
+#include "run/run_harness.h"
 #include "run/run_options_ini.h"
 #include "run/run_present.h"
 #include "run/run_subjects.h"
@@ -162,6 +164,9 @@ bool StartGame() {
   Audio_Init(g_audio_platform, g_options.no_audio);
   Audio_SetGameDirectory(GamePath_WorkingDirectory(g_options.game_path));
   Audio_SetAsyncSink(Event_QueueAsync);
+  IO_Init(IoSettings{g_options.record ? g_options.record_path : "", g_options.playback ? g_options.playback_path : "",
+                     GamePadSettings{!g_options.no_direct_input, GamePath_WorkingDirectory(g_options.game_path),
+                                     Platform_SaveAreaDirectory(header.display_name)}});
   g_DebugConsole->Output("Process Messages\n");
   ProcessMessages();
   g_DebugConsole->Output("Splash!\n");
@@ -245,6 +250,7 @@ void Run_End() {
 void ShutDownGame() {
   // Background jobs may still read tables that are about to go.
   JobManager_Stop();
+  IO_End();
   Game_FreeSubjects();
   Function_Clear();
   Window_Destroy();
@@ -278,6 +284,19 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform) {
 
 int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const AudioPlatform& audio) {
   g_audio_platform = audio;
+  // The two informational switches answer at once; any other token goes to the game.
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i] == nullptr) continue;
+    const std::string token = argv[i];
+    if (token == "--help") {
+      std::fputs(Options_HelpText().c_str(), stdout);
+      return 0;
+    }
+    if (token == "--version") {
+      std::printf("Kova Games Runner v%d.%d(%d)[r%d]\n", kRunnerMajor, kRunnerMinor, kRunnerBuild, kRunnerRevision);
+      return 0;
+    }
+  }
   MemoryManager::Start();
   Window_SetDisplayPlatform(platform);
   Frame_SetMainThread();
@@ -292,6 +311,7 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const Audi
     apply_console_options();
     if (g_options.sleep_margin_fixed) SleepMargin = g_options.sleep_margin;
     if (!InitGame()) return 0;
+    Harness_Begin(g_options);
     Timing_SetSchedulerResolution(kSchedulerResolutionMs);
     bool started = false;
     try {
@@ -307,6 +327,7 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const Audi
     }
     if (!Run_Running && g_game_started) Run_End();
     ShutDownGame();
+    Harness_End();
     exit_status = Run_ExitCode;
     if (g_options.exit_set) {
       g_options.exit_set = false;

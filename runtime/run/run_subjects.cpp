@@ -66,8 +66,6 @@ bool sprite_size(int32_t index, int32_t* width, int32_t* height) {
 void TimeSource_TickRoots(int64_t delta_us) { TimeSource_FrameTick(delta_us); }
 
 void SavedGame_ApplyQueued() {}
-void IO_Update() {}
-void IO_Clear() {}
 bool IO_PauseEventThisFrame() { return false; }
 // Run_Step is the world's frame step (world/step.cpp); the draw phase purges, sends the drawing
 // events and flushes.
@@ -76,7 +74,6 @@ void Room_Draw() { Run_DrawEvents(); }
 void Deferred_Process() { Run_Flush(); }
 void Backgrounds_Scroll() { Room_ScrollBackgrounds(Run_Room); }
 void Particles_UpdateView() {}
-void VirtualKeys_Draw() {}
 
 // Room_Switch is the world's (world/room_flow.cpp). Ending the game ends the room with its Game End
 // events and frees every working copy, so a restart starts persistent rooms anew.
@@ -95,7 +92,6 @@ bool Room_StartFirst() {
   Room_Start(index, true);
   return true;
 }
-void Gamepad_Reannounce() {}
 void SavedGame_QueueLoad() {}
 // The instance tables of the game: pending lists and counters, with ids continuing from the header.
 void Game_ResetForRestart() { Instance_ResetState(); }

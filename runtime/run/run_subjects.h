@@ -1,13 +1,14 @@
 #pragma once
 // The calls the frame driver and start-up make into the subsystems, in one place. The window and
-// device calls are the graphics layer's (graphics/window.h), the step and the room switch the
-// world's; subjects that are not built yet have empty bodies in run_subjects.cpp, and each
+// device calls are the graphics layer's (graphics/window.h), the input calls the input layer's
+// (input/io.h), the step and the room switch the world's; subjects that are not built yet have empty bodies in run_subjects.cpp, and each
 // subsystem replaces its entries with the real ones as it lands, so the driver's order never
 // changes.
 #include <cstdint>
 
 #include "audio/audio.h"
 #include "graphics/window.h"
+#include "input/io.h"
 #include "world/room.h"
 #include "world/step.h"
 
@@ -16,20 +17,16 @@ void TimeSource_TickRoots(int64_t delta_us);
 
 // A running frame.
 void SavedGame_ApplyQueued();
-void IO_Update();
-void IO_Clear();
 bool IO_PauseEventThisFrame();
 void Instance_PurgeDestroyed();
 void Room_Draw();
 void Deferred_Process();
 void Backgrounds_Scroll();
 void Particles_UpdateView();
-void VirtualKeys_Draw();
 
 // Room requests at the frame's end and the game's start and end.
 void Room_EndCurrent(bool game_ending);
 bool Room_StartFirst();  // starts the first room in room order; false with no rooms
-void Gamepad_Reannounce();
 void SavedGame_QueueLoad();
 void Game_ResetForRestart();
 bool Script_RunGlobalInit();

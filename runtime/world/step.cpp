@@ -190,6 +190,8 @@ void Pass(int32_t type, int32_t subtype) {
   pass_where(type, subtype, [](CInstance*) { return true; });
 }
 
+void PassWhere(int32_t type, int32_t subtype, bool (*test)(CInstance* instance)) { pass_where(type, subtype, test); }
+
 void Run_Flush() {
   Instance_Flush();
   Flush_ParticleDepths();

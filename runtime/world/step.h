@@ -22,6 +22,8 @@ void Run_Step();
 // queues. The purge of marked instances is separate (Room_PurgeMarked).
 void Run_Flush();
 void Pass(int32_t type, int32_t subtype);
+// Pass with a test of its own before each dispatch: only instances for which test is true get it.
+void PassWhere(int32_t type, int32_t subtype, bool (*test)(CInstance* instance));
 
 // Set by the window when its size changed; the next step clears it and raises the resize event.
 extern bool Step_WindowSizeChanged;

@@ -1,5 +1,8 @@
 #include "platform/fake/fake_window_host.h"
 
+#include <algorithm>
+#include <sstream>
+
 bool FakeWindowHost::DisplayBounds(DisplayRect* bounds) { return DisplayBoundsAt(display_index, bounds); }
 
 bool FakeWindowHost::DisplayBoundsAt(int32_t index, DisplayRect* bounds) {
@@ -135,4 +138,63 @@ bool FakeWindowHost::SwapBuffers(int32_t sync_interval) {
   ++swaps;
   last_sync_interval = sync_interval;
   return true;
+}
+
+bool FakeWindowHost::KeyHeld(int32_t virtual_key) {
+  const auto held = [this](int32_t key) { return std::find(held_keys.begin(), held_keys.end(), key) != held_keys.end(); };
+  // The pair keys (shift, control, alt) are held when either side is.
+  if (virtual_key >= 16 && virtual_key <= 18) {
+    const int32_t left = 160 + 2 * (virtual_key - 16);
+    return held(virtual_key) || held(left) || held(left + 1);
+  }
+  return held(virtual_key);
+}
+
+void FakeWindowHost::PostKey(int32_t virtual_key, bool down) {
+  WindowMessage m;
+  m.kind = down ? WindowMessageKind::kKeyDown : WindowMessageKind::kKeyUp;
+  m.a = virtual_key;
+  queue.push_back(m);
+}
+
+FakeWindowHost::FakePad* FakeWindowHost::Pad(int32_t id) {
+  for (FakePad& pad : pads) {
+    if (pad.info.id == id) return &pad;
+  }
+  return nullptr;
+}
+
+void FakeWindowHost::PadList(std::vector<PadInfo>* out) {
+  out->clear();
+  if (!pads_supported) return;
+  for (const FakePad& pad : pads) out->push_back(pad.info);
+}
+
+bool FakeWindowHost::PadRead(int32_t id, PadReading* reading) {
+  const FakePad* pad = Pad(id);
+  if (pad == nullptr) return false;
+  *reading = pad->reading;
+  return true;
+}
+
+bool FakeWindowHost::PadRumble(int32_t id, float low, float high) {
+  FakePad* pad = Pad(id);
+  if (pad == nullptr || !pad->info.rumble) return false;
+  pad->rumble_low = low;
+  pad->rumble_high = high;
+  ++pad->rumble_calls;
+  return true;
+}
+
+int32_t FakeWindowHost::PadAddMappings(const std::string& text) {
+  std::istringstream in(text);
+  std::string line;
+  int32_t added = 0;
+  while (std::getline(in, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.empty() || line[0] == '#') continue;
+    pad_mappings.push_back(line);
+    ++added;
+  }
+  return added;
 }

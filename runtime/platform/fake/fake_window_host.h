@@ -46,6 +46,25 @@ class FakeWindowHost final : public IWindowHost {
   void SetClipboardText(const std::string& utf8) override { clipboard = utf8; }
   void DrawableSize(int32_t* width, int32_t* height) override { ClientSize(width, height); }
   bool SwapBuffers(int32_t sync_interval) override;
+  bool KeyHeld(int32_t virtual_key) override;
+  bool NumLock() override { return num_lock; }
+  void SetNumLock(bool on) override { num_lock = on; }
+  void PostKey(int32_t virtual_key, bool down) override;
+  bool PadsSupported() override { return pads_supported; }
+  void PadList(std::vector<PadInfo>* out) override;
+  bool PadRead(int32_t id, PadReading* reading) override;
+  bool PadRumble(int32_t id, float low, float high) override;
+  int32_t PadAddMappings(const std::string& text) override;
+
+  // A pad of the fake system: attached while it is in `pads`; tests change its reading between
+  // frames and read back what its motors were told.
+  struct FakePad {
+    PadInfo info;
+    PadReading reading;
+    float rumble_low = 0.0f, rumble_high = 0.0f;
+    int32_t rumble_calls = 0;
+  };
+  FakePad* Pad(int32_t id);
 
   void Push(const WindowMessage& message) { queue.push_back(message); }
   void Push(WindowMessageKind kind, int32_t a = 0, int32_t b = 0);
@@ -80,4 +99,9 @@ class FakeWindowHost final : public IWindowHost {
   std::vector<std::string> message_boxes;  // title + "\n" + text of each box shown
   std::deque<WindowMessage> queue;
   DisplayLostFn display_lost = nullptr;  // as the window layer set it; the fake display never goes away
+  std::vector<int32_t> held_keys;  // virtual keys the system reports held (KeyHeld)
+  bool num_lock = false;
+  bool pads_supported = true;
+  std::vector<FakePad> pads;
+  std::vector<std::string> pad_mappings;  // lines handed to PadAddMappings
 };

@@ -2,8 +2,10 @@
 
 #include <SDL.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <vector>
 
 #include "platform/sdl/x11_connection.h"
@@ -54,6 +56,40 @@ SDL_SystemCursor system_cursor(WindowCursor cursor) {
   }
 }
 
+// The runtime's names of the controller buttons and axes, in SDL's numbering.
+constexpr SDL_GameControllerButton kPadButtons[] = {
+    SDL_CONTROLLER_BUTTON_A,          SDL_CONTROLLER_BUTTON_B,          SDL_CONTROLLER_BUTTON_X,
+    SDL_CONTROLLER_BUTTON_Y,          SDL_CONTROLLER_BUTTON_BACK,       SDL_CONTROLLER_BUTTON_GUIDE,
+    SDL_CONTROLLER_BUTTON_START,      SDL_CONTROLLER_BUTTON_LEFTSTICK,  SDL_CONTROLLER_BUTTON_RIGHTSTICK,
+    SDL_CONTROLLER_BUTTON_LEFTSHOULDER, SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, SDL_CONTROLLER_BUTTON_DPAD_UP,
+    SDL_CONTROLLER_BUTTON_DPAD_DOWN,  SDL_CONTROLLER_BUTTON_DPAD_LEFT,  SDL_CONTROLLER_BUTTON_DPAD_RIGHT,
+};
+static_assert(std::size(kPadButtons) == static_cast<size_t>(PadButton::kCount));
+constexpr SDL_GameControllerAxis kPadAxes[] = {
+    SDL_CONTROLLER_AXIS_LEFTX,       SDL_CONTROLLER_AXIS_LEFTY,        SDL_CONTROLLER_AXIS_RIGHTX,
+    SDL_CONTROLLER_AXIS_RIGHTY,      SDL_CONTROLLER_AXIS_TRIGGERLEFT,  SDL_CONTROLLER_AXIS_TRIGGERRIGHT,
+};
+static_assert(std::size(kPadAxes) == static_cast<size_t>(PadAxis::kCount));
+
+// Keys whose two sides the system tells apart: the virtual key of each side and of the pair.
+struct SidedKey {
+  int vk;
+  int left_vk;  // the right side's is one more
+  SDL_Scancode left;
+  SDL_Scancode right;
+};
+constexpr SidedKey kSidedKeys[] = {
+    {kVkShift, 160, SDL_SCANCODE_LSHIFT, SDL_SCANCODE_RSHIFT},
+    {kVkControl, 162, SDL_SCANCODE_LCTRL, SDL_SCANCODE_RCTRL},
+    {kVkAlt, 164, SDL_SCANCODE_LALT, SDL_SCANCODE_RALT},
+};
+
+struct OpenPad {
+  SDL_JoystickID id = -1;
+  SDL_Joystick* joystick = nullptr;
+  SDL_GameController* controller = nullptr;
+};
+
 int mouse_button(uint8_t sdl_button) {
   switch (sdl_button) {
     case SDL_BUTTON_LEFT: return 1;
@@ -68,6 +104,8 @@ int mouse_button(uint8_t sdl_button) {
 class SdlWindowHost final : public IWindowHost {
  public:
   ~SdlWindowHost() override {
+    for (OpenPad& pad : pads_) close_pad(pad);
+    if (pads_started_) SDL_QuitSubSystem(SDL_INIT_GAMECONTROLLER);
     Close();
     for (SDL_Cursor* cursor : cursors_) {
       if (cursor != nullptr) SDL_FreeCursor(cursor);
@@ -226,12 +264,15 @@ class SdlWindowHost final : public IWindowHost {
   }
 
   bool PollMessage(WindowMessage* message) override {
-    if (!video_) return false;
+    if (!video_ && !pads_started_) return false;
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0) {
       if (translate(event, message)) return true;
     }
-    return false;
+    if (posted_.empty()) return false;
+    *message = posted_.front();
+    posted_.pop_front();
+    return true;
   }
 
   void PostQuit() override {
@@ -306,9 +347,165 @@ class SdlWindowHost final : public IWindowHost {
     return true;
   }
 
+  bool KeyHeld(int32_t virtual_key) override {
+    if (!video_) return false;
+    int count = 0;
+    const Uint8* state = SDL_GetKeyboardState(&count);
+    if (state == nullptr) return false;
+    auto held = [&](SDL_Scancode code) { return code < count && state[code] != 0; };
+    for (const SidedKey& sided : kSidedKeys) {
+      if (virtual_key == sided.vk) return held(sided.left) || held(sided.right);
+      if (virtual_key == sided.left_vk) return held(sided.left);
+      if (virtual_key == sided.left_vk + 1) return held(sided.right);
+    }
+    for (int code = 0; code < count; ++code) {
+      if (state[code] != 0 && SdlWindowHost_VirtualKey(SDL_GetKeyFromScancode(static_cast<SDL_Scancode>(code))) == virtual_key) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  bool NumLock() override { return video_ && (SDL_GetModState() & KMOD_NUM) != 0; }
+
+  void SetNumLock(bool on) override {
+    if (!ensure_video()) return;
+    const SDL_Keymod mod = SDL_GetModState();
+    SDL_SetModState(static_cast<SDL_Keymod>(on ? (mod | KMOD_NUM) : (mod & ~KMOD_NUM)));
+  }
+
+  void PostKey(int32_t virtual_key, bool down) override {
+    WindowMessage m;
+    m.kind = down ? WindowMessageKind::kKeyDown : WindowMessageKind::kKeyUp;
+    m.a = virtual_key;
+    m.alt = video_ && (SDL_GetModState() & KMOD_ALT) != 0;
+    posted_.push_back(m);
+  }
+
+  bool PadsSupported() override { return ensure_pads(); }
+
+  void PadList(std::vector<PadInfo>* out) override {
+    out->clear();
+    if (!ensure_pads()) return;
+    SDL_JoystickUpdate();
+    // Pads that went away are closed; their ids are not handed out again by SDL.
+    for (OpenPad& pad : pads_) {
+      if (pad.joystick != nullptr && !SDL_JoystickGetAttached(pad.joystick)) close_pad(pad);
+    }
+    pads_.erase(std::remove_if(pads_.begin(), pads_.end(), [](const OpenPad& p) { return p.joystick == nullptr; }),
+                pads_.end());
+    const int count = SDL_NumJoysticks();
+    for (int index = 0; index < count; ++index) {
+      const SDL_JoystickID id = SDL_JoystickGetDeviceInstanceID(index);
+      if (id < 0) continue;
+      OpenPad* pad = find_pad(id);
+      if (pad == nullptr) pad = open_pad(index, id);
+      if (pad == nullptr) continue;
+      PadInfo info;
+      info.id = id;
+      info.controller = pad->controller != nullptr;
+      const char* name = pad->controller != nullptr ? SDL_GameControllerName(pad->controller)
+                                                    : SDL_JoystickName(pad->joystick);
+      info.name = name != nullptr ? name : "";
+      char guid[33] = {};
+      SDL_JoystickGetGUIDString(SDL_JoystickGetGUID(pad->joystick), guid, sizeof guid);
+      info.guid = guid;
+      info.buttons = std::clamp(SDL_JoystickNumButtons(pad->joystick), 0, kPadRawButtons);
+      info.axes = std::clamp(SDL_JoystickNumAxes(pad->joystick), 0, kPadRawAxes);
+      info.hats = std::clamp(SDL_JoystickNumHats(pad->joystick), 0, kPadRawHats);
+#if SDL_VERSION_ATLEAST(2, 0, 18)
+      info.rumble = SDL_JoystickHasRumble(pad->joystick) == SDL_TRUE;
+#else
+      info.rumble = true;
+#endif
+      out->push_back(info);
+    }
+  }
+
+  bool PadRead(int32_t id, PadReading* r) override {
+    OpenPad* pad = find_pad(id);
+    if (pad == nullptr || !SDL_JoystickGetAttached(pad->joystick)) return false;
+    *r = PadReading{};
+    if (pad->controller != nullptr) {
+      for (size_t i = 0; i < std::size(kPadButtons); ++i) r->button[i] = SDL_GameControllerGetButton(pad->controller, kPadButtons[i]);
+      for (size_t i = 0; i < std::size(kPadAxes); ++i) r->axis[i] = SDL_GameControllerGetAxis(pad->controller, kPadAxes[i]);
+    }
+    const int buttons = std::min(SDL_JoystickNumButtons(pad->joystick), kPadRawButtons);
+    for (int i = 0; i < buttons; ++i) r->raw_button[i] = SDL_JoystickGetButton(pad->joystick, i);
+    const int axes = std::min(SDL_JoystickNumAxes(pad->joystick), kPadRawAxes);
+    for (int i = 0; i < axes; ++i) r->raw_axis[i] = SDL_JoystickGetAxis(pad->joystick, i);
+    const int hats = std::min(SDL_JoystickNumHats(pad->joystick), kPadRawHats);
+    for (int i = 0; i < hats; ++i) r->raw_hat[i] = SDL_JoystickGetHat(pad->joystick, i);
+    return true;
+  }
+
+  bool PadRumble(int32_t id, float low, float high) override {
+    OpenPad* pad = find_pad(id);
+    if (pad == nullptr) return false;
+    auto strength = [](float v) { return static_cast<Uint16>(std::clamp(v, 0.0f, 1.0f) * 65535.0f); };
+    // The longest duration SDL keeps a rumble going; the caller renews it while it lasts.
+    constexpr Uint32 kRumbleMs = 0xFFFF;
+    return SDL_JoystickRumble(pad->joystick, strength(low), strength(high), kRumbleMs) == 0;
+  }
+
+  int32_t PadAddMappings(const std::string& text) override {
+    if (!ensure_pads() || text.empty()) return 0;
+    SDL_RWops* rw = SDL_RWFromConstMem(text.data(), static_cast<int>(text.size()));
+    if (rw == nullptr) return 0;
+    const int added = SDL_GameControllerAddMappingsFromRW(rw, 1);
+    return added < 0 ? 0 : added;
+  }
+
  private:
+  bool ensure_pads() {
+    if (pads_started_) return true;
+    if (pads_failed_) return false;
+    keep_signals();
+    if (SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER) != 0) {
+      pads_failed_ = true;
+      return false;
+    }
+    pads_started_ = true;
+    return true;
+  }
+
+  OpenPad* find_pad(SDL_JoystickID id) {
+    for (OpenPad& pad : pads_) {
+      if (pad.id == id && pad.joystick != nullptr) return &pad;
+    }
+    return nullptr;
+  }
+
+  OpenPad* open_pad(int index, SDL_JoystickID id) {
+    OpenPad pad;
+    pad.id = id;
+    if (SDL_IsGameController(index)) {
+      pad.controller = SDL_GameControllerOpen(index);
+      if (pad.controller != nullptr) pad.joystick = SDL_GameControllerGetJoystick(pad.controller);
+    }
+    if (pad.joystick == nullptr) pad.joystick = SDL_JoystickOpen(index);
+    if (pad.joystick == nullptr) return nullptr;
+    pads_.push_back(pad);
+    return &pads_.back();
+  }
+
+  static void close_pad(OpenPad& pad) {
+    if (pad.controller != nullptr) {
+      SDL_GameControllerClose(pad.controller);
+    } else if (pad.joystick != nullptr) {
+      SDL_JoystickClose(pad.joystick);
+    }
+    pad.controller = nullptr;
+    pad.joystick = nullptr;
+  }
+
+  // The runtime handles interrupts itself; SDL would turn them into quit events that only a
+  // pumped window sees, and keep them from a run without one.
+  static void keep_signals() { SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); }
+
   bool ensure_video() {
     if (video_) return true;
+    keep_signals();
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) return false;
     video_ = true;
     const char* driver = SDL_GetCurrentVideoDriver();
@@ -415,6 +612,10 @@ class SdlWindowHost final : public IWindowHost {
   bool video_ = false;
   int32_t swap_interval_ = -2;
   std::vector<SDL_Cursor*> cursors_;
+  std::deque<WindowMessage> posted_;
+  std::vector<OpenPad> pads_;
+  bool pads_started_ = false;
+  bool pads_failed_ = false;
 };
 
 }  // namespace
