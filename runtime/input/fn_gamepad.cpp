@@ -97,19 +97,24 @@ KV_BUILTIN(F_GamepadAddHardwareMappingFromFile) {
 }
 KV_BUILTIN(F_GamepadGetHardwareMappings) { text(result, GamePads_Database().AllLines()); }
 
+// A slot's setting of 0 to 1 (button threshold, axis dead zone); a value outside is an error.
+void set_unit_setting(int argc, RValue* argv, float GamePad::*setting, const char* out_of_range) {
+  GamePad* pad = GamePads_Slot(arg_int(argc, argv, 0));
+  const double v = arg_real(argc, argv, 1);
+  if (v < 0.0 || v > 1.0) {
+    KVError("%s", out_of_range);
+    return;
+  }
+  if (pad != nullptr) pad->*setting = static_cast<float>(v);
+}
+
 KV_BUILTIN(F_GamepadGetButtonThreshold) {
   const GamePad* pad = GamePads_Slot(arg_int(argc, argv, 0));
   real(result, pad != nullptr ? pad->buttonThreshold : 0.0);
 }
 KV_BUILTIN(F_GamepadSetButtonThreshold) {
   *result = RV_Undefined();
-  GamePad* pad = GamePads_Slot(arg_int(argc, argv, 0));
-  const double v = arg_real(argc, argv, 1);
-  if (v < 0.0 || v > 1.0) {
-    KVError("Button threshold is outside the accepted range");
-    return;
-  }
-  if (pad != nullptr) pad->buttonThreshold = static_cast<float>(v);
+  set_unit_setting(argc, argv, &GamePad::buttonThreshold, "Button threshold is outside the accepted range");
 }
 KV_BUILTIN(F_GamepadGetAxisDeadzone) {
   const GamePad* pad = GamePads_Slot(arg_int(argc, argv, 0));
@@ -117,13 +122,7 @@ KV_BUILTIN(F_GamepadGetAxisDeadzone) {
 }
 KV_BUILTIN(F_GamepadSetAxisDeadzone) {
   *result = RV_Undefined();
-  GamePad* pad = GamePads_Slot(arg_int(argc, argv, 0));
-  const double v = arg_real(argc, argv, 1);
-  if (v < 0.0 || v > 1.0) {
-    KVError("Axis dead zone is outside the accepted range");
-    return;
-  }
-  if (pad != nullptr) pad->axisDeadzone = static_cast<float>(v);
+  set_unit_setting(argc, argv, &GamePad::axisDeadzone, "Axis dead zone is outside the accepted range");
 }
 
 KV_BUILTIN(F_GamepadButtonCount) {

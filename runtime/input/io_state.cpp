@@ -125,30 +125,18 @@ bool IoState::PointerDown(int32_t id, int32_t x, int32_t y) {
   return false;
 }
 
-bool IoState::PointerMove(int32_t id, int32_t x, int32_t y) {
-  for (int32_t i = 0; i < kIoPointerCount; ++i) {
-    if (pointers[i].state >= 0 || pointers[i].id != (id & 0xFFFF)) continue;
-    pointers[i].state = kPointerMoved;
-    pointers[i].x = x;
-    pointers[i].y = y;
-    if (i < kIoDeviceCount) {
-      frame.pointerX[i] = x;
-      frame.pointerY[i] = y;
-      frame.pointerDown[i] = 1;
-    }
-    return true;
-  }
-  return false;
-}
+bool IoState::PointerMove(int32_t id, int32_t x, int32_t y) { return pointer_change(id, x, y, kPointerMoved); }
+bool IoState::PointerUp(int32_t id, int32_t x, int32_t y) { return pointer_change(id, x, y, kPointerFree); }
 
-bool IoState::PointerUp(int32_t id, int32_t x, int32_t y) {
+// A touch already down moves (state kPointerMoved) or lifts (kPointerFree, which frees its id).
+bool IoState::pointer_change(int32_t id, int32_t x, int32_t y, int32_t state) {
   for (int32_t i = 0; i < kIoPointerCount; ++i) {
     if (pointers[i].state >= 0 || pointers[i].id != (id & 0xFFFF)) continue;
-    pointers[i] = PointerRecord{kPointerFree, x, y, 0, 0};
+    pointers[i] = PointerRecord{state, x, y, 0, state == kPointerFree ? 0 : pointers[i].id};
     if (i < kIoDeviceCount) {
       frame.pointerX[i] = x;
       frame.pointerY[i] = y;
-      frame.pointerDown[i] = 0;
+      frame.pointerDown[i] = state == kPointerFree ? 0 : 1;
     }
     return true;
   }

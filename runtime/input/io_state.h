@@ -143,4 +143,7 @@ struct IoState {
   IoFrameState frame;
   PointerRecord pointers[kIoPointerCount];
   int64_t frameCounter = 0;
+
+ private:
+  bool pointer_change(int32_t id, int32_t x, int32_t y, int32_t state);
 };
