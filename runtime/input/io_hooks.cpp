@@ -8,6 +8,7 @@
 #include "graphics/window.h"
 #include "input/io.h"
 #include "input/io_coords.h"
+#include "world/collision.h"
 #include "world/room.h"
 #include "world/step_input.h"
 
@@ -26,6 +27,9 @@ bool mouse_pressed(int32_t b) { return flag(frame().mousePressed, b - 1, kIoButt
 bool mouse_released(int32_t b) { return flag(frame().mouseReleased, b - 1, kIoButtonCount); }
 bool wheel_up() { return frame().wheelUp[0] != 0; }
 bool wheel_down() { return frame().wheelDown[0] != 0; }
+// The local mouse events reach the instances the pointer hits by the precise collision test.
+bool pointer_hits(CInstance* instance, float x, float y) { return Instance_CollidePoint(instance, x, y, true); }
+
 void mouse_room(float* x, float* y) {
   IO_WindowToRoom(static_cast<float>(frame().pointerX[0]), static_cast<float>(frame().pointerY[0]), x, y);
 }
@@ -125,6 +129,7 @@ void IO_InstallHooks() {
   g_StepKeyboard = StepKeyboardState{key_down, key_pressed, key_released, nullptr};
   g_StepMouse = StepMouseState{true, mouse_down, mouse_pressed, mouse_released, wheel_up, wheel_down, mouse_room,
                                VirtualKeys_Update};
+  g_StepMouseHit = pointer_hits;
   g_RoomHooks.inputClear = IO_Clear;
   g_RoomHooks.virtualKeysReset = VirtualKeys_Reset;
   Variable_BuiltIn_Replace("mouse_x", get_mouse_x, nullptr);
@@ -141,6 +146,7 @@ void IO_RemoveHooks() {
   Window_SetInputSink(nullptr);
   g_StepKeyboard = StepKeyboardState{};
   g_StepMouse = StepMouseState{};
+  g_StepMouseHit = nullptr;
   g_RoomHooks.inputClear = nullptr;
   g_RoomHooks.virtualKeysReset = nullptr;
 }

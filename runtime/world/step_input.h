@@ -34,7 +34,7 @@ struct StepMouseState {
 };
 extern StepMouseState g_StepMouse;
 // Whether the point hits the instance by the collision test with precise masks; installed by the
-// collision subsystem. Without it no instance is hit, so only the global mouse events run.
+// input layer. Without it no instance is hit, so only the global mouse events run.
 extern bool (*g_StepMouseHit)(CInstance* instance, float x, float y);
 // The pointer in room coordinates read by the last mouse stage, and the one before it.
 void Step_MousePosition(float* x, float* y, float* previous_x, float* previous_y);
