@@ -17,6 +17,7 @@
 #include "graphics/texture_decode.h"
 #include "graphics/texture_load.h"
 #include "graphics/vertex_buffer.h"
+#include "graphics/view.h"
 #include "graphics/window.h"
 #include "graphics/window_internal.h"
 #include "platform/files.h"
@@ -205,8 +206,7 @@ void GR_Set_View_Size(int32_t width, int32_t height) {
   const WindowState& s = S();
   const int32_t w = s.client_width > 0 ? std::min(width, s.client_width) : width;
   const int32_t h = s.client_height > 0 ? std::min(height, s.client_height) : height;
-  g_device->SetViewport(DeviceRect{0, 0, w, h});
-  g_device->SetScissor(DeviceRect{0, 0, w, h});
+  GR_SetViewport(0, 0, w, h);
 }
 
 void Start_Frame() {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "graphics/batcher.h"
+#include "graphics/cull.h"
 #include "graphics/render_state.h"
 #include "platform/device.h"
 
@@ -244,6 +245,49 @@ void Matrix_Multiply(const float a[16], const float b[16], float out[16]) {
   std::memcpy(out, r, sizeof(r));
 }
 
+bool Matrix_Inverse(const float m[16], float out[16]) {
+  // Cofactor expansion in double precision, so that room-sized translations keep their digits.
+  double a[16];
+  for (int i = 0; i < 16; ++i) a[i] = m[i];
+  double inv[16];
+  inv[0] = a[5] * a[10] * a[15] - a[5] * a[11] * a[14] - a[9] * a[6] * a[15] + a[9] * a[7] * a[14] +
+           a[13] * a[6] * a[11] - a[13] * a[7] * a[10];
+  inv[4] = -a[4] * a[10] * a[15] + a[4] * a[11] * a[14] + a[8] * a[6] * a[15] - a[8] * a[7] * a[14] -
+           a[12] * a[6] * a[11] + a[12] * a[7] * a[10];
+  inv[8] = a[4] * a[9] * a[15] - a[4] * a[11] * a[13] - a[8] * a[5] * a[15] + a[8] * a[7] * a[13] +
+           a[12] * a[5] * a[11] - a[12] * a[7] * a[9];
+  inv[12] = -a[4] * a[9] * a[14] + a[4] * a[10] * a[13] + a[8] * a[5] * a[14] - a[8] * a[6] * a[13] -
+            a[12] * a[5] * a[10] + a[12] * a[6] * a[9];
+  inv[1] = -a[1] * a[10] * a[15] + a[1] * a[11] * a[14] + a[9] * a[2] * a[15] - a[9] * a[3] * a[14] -
+           a[13] * a[2] * a[11] + a[13] * a[3] * a[10];
+  inv[5] = a[0] * a[10] * a[15] - a[0] * a[11] * a[14] - a[8] * a[2] * a[15] + a[8] * a[3] * a[14] +
+           a[12] * a[2] * a[11] - a[12] * a[3] * a[10];
+  inv[9] = -a[0] * a[9] * a[15] + a[0] * a[11] * a[13] + a[8] * a[1] * a[15] - a[8] * a[3] * a[13] -
+           a[12] * a[1] * a[11] + a[12] * a[3] * a[9];
+  inv[13] = a[0] * a[9] * a[14] - a[0] * a[10] * a[13] - a[8] * a[1] * a[14] + a[8] * a[2] * a[13] +
+            a[12] * a[1] * a[10] - a[12] * a[2] * a[9];
+  inv[2] = a[1] * a[6] * a[15] - a[1] * a[7] * a[14] - a[5] * a[2] * a[15] + a[5] * a[3] * a[14] +
+           a[13] * a[2] * a[7] - a[13] * a[3] * a[6];
+  inv[6] = -a[0] * a[6] * a[15] + a[0] * a[7] * a[14] + a[4] * a[2] * a[15] - a[4] * a[3] * a[14] -
+           a[12] * a[2] * a[7] + a[12] * a[3] * a[6];
+  inv[10] = a[0] * a[5] * a[15] - a[0] * a[7] * a[13] - a[4] * a[1] * a[15] + a[4] * a[3] * a[13] +
+            a[12] * a[1] * a[7] - a[12] * a[3] * a[5];
+  inv[14] = -a[0] * a[5] * a[14] + a[0] * a[6] * a[13] + a[4] * a[1] * a[14] - a[4] * a[2] * a[13] -
+            a[12] * a[1] * a[6] + a[12] * a[2] * a[5];
+  inv[3] = -a[1] * a[6] * a[11] + a[1] * a[7] * a[10] + a[5] * a[2] * a[11] - a[5] * a[3] * a[10] -
+           a[9] * a[2] * a[7] + a[9] * a[3] * a[6];
+  inv[7] = a[0] * a[6] * a[11] - a[0] * a[7] * a[10] - a[4] * a[2] * a[11] + a[4] * a[3] * a[10] +
+           a[8] * a[2] * a[7] - a[8] * a[3] * a[6];
+  inv[11] = -a[0] * a[5] * a[11] + a[0] * a[7] * a[9] + a[4] * a[1] * a[11] - a[4] * a[3] * a[9] -
+            a[8] * a[1] * a[7] + a[8] * a[3] * a[5];
+  inv[15] = a[0] * a[5] * a[10] - a[0] * a[6] * a[9] - a[4] * a[1] * a[10] + a[4] * a[2] * a[9] +
+            a[8] * a[1] * a[6] - a[8] * a[2] * a[5];
+  const double det = a[0] * inv[0] + a[1] * inv[4] + a[2] * inv[8] + a[3] * inv[12];
+  if (det == 0.0) return false;
+  for (int i = 0; i < 16; ++i) out[i] = static_cast<float>(inv[i] / det);
+  return true;
+}
+
 void Matrix_LookAt(float fx, float fy, float fz, float tx, float ty, float tz, float ux, float uy, float uz,
                    float out[16]) {
   float zx = tx - fx, zy = ty - fy, zz = tz - fz;
@@ -308,6 +352,7 @@ void GR_Set_Matrix(int32_t index, const float matrix[16]) {
   std::memcpy(g_ds.matrices[index], matrix, 16 * sizeof(float));
   recompute_products();
   g_ds.dirty |= kDirtyMatrices;
+  if (index == kMatrixWorld) Cull_WorldChanged();
 }
 
 void GR_Get_Matrix(int32_t index, float out[16]) {
@@ -321,7 +366,10 @@ void GR_Get_Matrix(int32_t index, float out[16]) {
 void GR_Set_Matrices(const float* world, const float* view, const float* projection) {
   if (world == nullptr && view == nullptr && projection == nullptr) return;
   GR_Flush();
-  if (world != nullptr) std::memcpy(g_ds.matrices[kMatrixWorld], world, 16 * sizeof(float));
+  if (world != nullptr) {
+    std::memcpy(g_ds.matrices[kMatrixWorld], world, 16 * sizeof(float));
+    Cull_WorldChanged();
+  }
   if (view != nullptr) std::memcpy(g_ds.matrices[kMatrixView], view, 16 * sizeof(float));
   if (projection != nullptr) std::memcpy(g_ds.matrices[kMatrixProjection], projection, 16 * sizeof(float));
   recompute_products();
@@ -336,6 +384,8 @@ void GR_Set_View(float x, float y, float w, float h, float angle) {
                 std::cos(radians), 0.0f, view);
   Matrix_Ortho(w, -h, 1.0f, 32000.0f, projection);
   GR_Set_Matrices(nullptr, view, projection);
+  Cull_SetView(x, y, w, h, angle);
+  Cull_SetPerspective(false);
 }
 
 // ---- Lights -------------------------------------------------------------------------------------

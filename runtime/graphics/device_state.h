@@ -48,6 +48,8 @@ void GR_Set_Matrices(const float* world, const float* view, const float* project
 // Matrix helpers shared with the builtins.
 void Matrix_Identity(float out[16]);
 void Matrix_Multiply(const float a[16], const float b[16], float out[16]);  // a x b
+// False (out untouched) for a singular matrix.
+bool Matrix_Inverse(const float m[16], float out[16]);
 void Matrix_LookAt(float from_x, float from_y, float from_z, float to_x, float to_y, float to_z, float up_x,
                    float up_y, float up_z, float out[16]);
 // Ortho from width, height, near, far; identity when w, h are 0 or near equals far.
@@ -55,7 +57,7 @@ void Matrix_Ortho(float w, float h, float znear, float zfar, float out[16]);
 void Matrix_Perspective(float w, float h, float znear, float zfar, float out[16]);
 void Matrix_PerspectiveFov(float fov_y_degrees, float aspect, float znear, float zfar, float out[16]);
 // The 2D set-up of a view: look-at from above the rectangle's centre, up rotated by angle
-// (degrees), and ortho(w, -h, 1, 32000).
+// (degrees), and ortho(w, -h, 1, 32000); the rectangle becomes the culling view (cull.h).
 void GR_Set_View(float x, float y, float w, float h, float angle);
 
 // Lights: 8 slots, each directional (type 0) or point (type 1).

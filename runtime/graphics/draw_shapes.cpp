@@ -5,6 +5,7 @@
 #include "graphics/batcher.h"
 #include "graphics/draw.h"
 #include "graphics/gr_texture.h"
+#include "graphics/surface.h"
 #include "platform/device.h"
 #include "graphics/window.h"
 
@@ -235,12 +236,7 @@ void Draw_Healthbar(float x1, float y1, float x2, float y2, float amount, uint32
   if (show_border) Draw_Rectangle(bx1, by1, bx2, by2, black, black, black, black, true);
 }
 
-void Draw_Clear(uint32_t colour) {
-  GR_Flush();
-  IDevice* device = Graphics_Device();
-  if (device == nullptr) return;
-  device->Clear(kClearColour | kClearDepth | kClearStencil, colour, 1.0f, 0);
-}
+void Draw_Clear(uint32_t colour) { Draw_Clear(colour, 1.0f, 0, kClearColour | kClearDepth | kClearStencil); }
 
 uint32_t Colour_MakeRGB(double r, double g, double b) {
   const auto channel = [](double v) { return static_cast<uint32_t>(std::clamp(v, 0.0, 255.0)); };

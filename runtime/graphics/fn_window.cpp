@@ -5,6 +5,7 @@
 #include "core/frame_state.h"
 #include "core/function_table.h"
 #include "graphics/fn_support.h"
+#include "graphics/view.h"
 #include "graphics/window.h"
 
 namespace {
@@ -12,14 +13,17 @@ namespace {
 using gfx_fn::Bool;
 using gfx_fn::Real;
 
-// Window coordinates to a view's or the room's; installed by the view layer.
-bool (*g_view_mapper)(int32_t view, int32_t x, int32_t y, double* out_x, double* out_y) = nullptr;
-
+// The pointer's client position through one view, or through all of them (view -1).
 void mouse_in_view(int32_t view, double* x, double* y) {
   const WindowState& s = Window_State();
-  *x = s.mouse_x;
-  *y = s.mouse_y;
-  if (g_view_mapper != nullptr) g_view_mapper(view, s.mouse_x, s.mouse_y, x, y);
+  float rx = static_cast<float>(s.mouse_x), ry = static_cast<float>(s.mouse_y);
+  if (view < 0) {
+    Window_To_Room(rx, ry, &rx, &ry);
+  } else {
+    Window_To_View(view, rx, ry, &rx, &ry);
+  }
+  *x = rx;
+  *y = ry;
 }
 
 #define KV_BUILTIN(name) void name(RValue* result, CInstance*, CInstance*, [[maybe_unused]] int argc, [[maybe_unused]] RValue* argv)
@@ -193,10 +197,6 @@ KV_BUILTIN(F_DisplaySetWindowsAlternateSync) {
 #undef KV_BUILTIN
 
 }  // namespace
-
-void Window_SetViewMouseMapper(bool (*mapper)(int32_t view, int32_t x, int32_t y, double* out_x, double* out_y)) {
-  g_view_mapper = mapper;
-}
 
 void Window_RegisterBuiltins() {
   struct Row {

@@ -140,9 +140,5 @@ void Window_SetSurfaceReleaseHook(void (*hook)());
 // that can't be read or decoded leaves the passes black.
 void Window_SetSplashPath(const std::string& path);
 
-// Window coordinates to those of a view (view -1: the room through all views); installed by the
-// view layer. Without it the window position is given.
-void Window_SetViewMouseMapper(bool (*mapper)(int32_t view, int32_t x, int32_t y, double* out_x, double* out_y));
-
 // Builtins of the window and display families.
 void Window_RegisterBuiltins();

@@ -15,6 +15,7 @@
 #include "graphics/asset_fonts.h"
 #include "graphics/asset_shaders.h"
 #include "graphics/asset_sprites.h"
+#include "graphics/sprite.h"
 #include "graphics/asset_texture_pages.h"
 #include "graphics/texture_groups.h"
 #include "graphics/texture_load.h"
@@ -64,6 +65,7 @@ void Assets_ClearTables() {
   Script_Clear();
   Tags_Clear();
   Sound_Clear();
+  Sprite_FreeAll();
   Sprite_Clear();
   Background_Clear();
   Path_Clear();

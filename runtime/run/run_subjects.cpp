@@ -1,7 +1,8 @@
-// Empty bodies for subsystems that have not landed yet. Each one is removed here when its
-// subsystem provides the real entry point.
+// Empty bodies for subsystems that have not landed yet, and the wiring of those that have. Each
+// empty body is removed here when its subsystem provides the real entry point.
 #include "run/run_subjects.h"
 
+#include <cstring>
 #include <vector>
 
 #include "audio/audio.h"
@@ -9,14 +10,22 @@
 #include "core/console.h"
 #include "core/event_context.h"
 #include "core/frame_state.h"
+#include "data/asset_names.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/font.h"
 #include "graphics/shader.h"
 #include "graphics/vertex_buffer.h"
+#include "graphics/camera.h"
+#include "graphics/cull.h"
+#include "graphics/image_files.h"
+#include "graphics/sprite.h"
+#include "graphics/surface.h"
+#include "graphics/view.h"
 #include "run/options.h"
 #include "run/run_frame.h"
 #include "run/run_game.h"
+#include "storage/buffer.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
 #include "world/object_type.h"
@@ -29,21 +38,20 @@
 namespace {
 
 bool step_sprite_animation(int32_t index, StepSpriteAnimation* out) {
-  const SpriteAsset* sprite = Sprite_Get(index);
-  if (sprite == nullptr) return false;
-  out->isSequence = sprite->sequence != nullptr;
-  // Records of the old form have no speed: one image per game frame.
-  out->speed = sprite->new_form ? sprite->speed : 1.0f;
-  out->speedType = sprite->new_form ? sprite->speed_type : 1;
-  out->frames = static_cast<int32_t>(sprite->frame_count);
+  SpriteSpeed speed;
+  if (!Sprite_GetSpeed(index, &speed)) return false;
+  out->isSequence = speed.isSequence;
+  out->speed = speed.speed;
+  out->speedType = speed.speedType;
+  out->frames = speed.frames;
   return true;
 }
 
 // What an instance's sprite rows read: the frame count, the size and the origin of the sprite.
 bool sprite_metrics(int32_t index, SpriteMetrics* out) {
-  const SpriteAsset* sprite = Sprite_Get(index);
+  const CSprite* sprite = Sprite_Data(index);
   if (sprite == nullptr) return false;
-  out->frames = static_cast<int32_t>(sprite->frame_count);
+  out->frames = sprite->numFrames;
   out->width = sprite->width;
   out->height = sprite->height;
   out->xoffset = sprite->xOrigin;
@@ -53,6 +61,8 @@ bool sprite_metrics(int32_t index, SpriteMetrics* out) {
 
 int32_t* room_speed_field(void* room) { return &static_cast<CRoom*>(room)->speed; }
 
+// Sizes of sprites for stretched backgrounds, from the records: rooms are loaded before the sprite
+// table is built.
 bool sprite_size(int32_t index, int32_t* width, int32_t* height) {
   const SpriteAsset* sprite = Sprite_Get(index);
   if (sprite == nullptr) return false;
@@ -61,16 +71,38 @@ bool sprite_size(int32_t index, int32_t* width, int32_t* height) {
   return true;
 }
 
+bool surface_size(int32_t surface, int32_t* width, int32_t* height) {
+  if (!Surface_Exists(surface)) return false;
+  *width = Surface_Get_Width(surface);
+  *height = Surface_Get_Height(surface);
+  return true;
+}
+
+void surface_read(int32_t surface, uint8_t* pixels) {
+  SpriteBitmap bitmap;
+  if (Surface_Read_Rect(surface, 0, 0, Surface_Get_Width(surface), Surface_Get_Height(surface), &bitmap)) {
+    std::memcpy(pixels, bitmap.pixels.data(), bitmap.pixels.size());
+  }
+}
+
+void surface_write(int32_t surface, const uint8_t* pixels) { Surface_Write(surface, pixels); }
+
+const BufferSurfaceAccess kBufferSurfaces = {surface_size, surface_read, surface_write};
+
+// Graphics files go through the buffers' file access, where the file subsystem puts its resolvers.
+const GraphicsFileAccess kGraphicsFiles = {
+    [](const char* name, std::vector<uint8_t>* out) { return Buffer_GetFileAccess().read_whole(name, out); },
+    [](const char* name, const void* bytes, size_t size) { return Buffer_GetFileAccess().write_whole(name, bytes, size); }};
+
 }  // namespace
 
 void TimeSource_TickRoots(int64_t delta_us) { TimeSource_FrameTick(delta_us); }
 
 void SavedGame_ApplyQueued() {}
 bool IO_PauseEventThisFrame() { return false; }
-// Run_Step is the world's frame step (world/step.cpp); the draw phase purges, sends the drawing
-// events and flushes.
+// Run_Step is the world's frame step (world/step.cpp) and Room_Draw its room draw
+// (world/room_draw.cpp); the draw phase purges, draws and flushes.
 void Instance_PurgeDestroyed() { Room_PurgeMarked(Run_Room); }
-void Room_Draw() { Run_DrawEvents(); }
 void Deferred_Process() { Run_Flush(); }
 void Backgrounds_Scroll() { Room_ScrollBackgrounds(Run_Room); }
 void Particles_UpdateView() {}
@@ -111,16 +143,24 @@ bool Script_Prepare() {
   return Script_Bind(records);
 }
 bool TimeLine_Prepare() { return TimeLine_BuildFromAssets(); }
-// The objects were prepared when OBJT was read; the image update learns the sprites' speeds here,
-// and the sprite rows of the instances their frame counts, sizes and origins.
+// The objects were prepared when OBJT was read; the sprite table is built, the image update learns
+// the sprites' speeds here, and the sprite rows of the instances their frame counts, sizes and
+// origins.
 bool Object_Prepare() {
   g_DebugConsole->Output("Preparing %d objects:\n", Object_Count());
+  // The sprites as drawing and scripts see them: every page entry is final once TXTR is read.
+  Sprite_BuildTable();
+  AssetNames_Register(datawin::kAssetSprite, Sprite_FindName, Sprite_Name);
   g_StepSpriteAnimation = step_sprite_animation;
   g_BuiltinVarSpriteMetrics = sprite_metrics;
   return true;
 }
-// Rooms: the templates, the frame's room speed, and what rooms ask of input and sprites.
+// Rooms: the default camera, the templates with their views' cameras, the frame's room speed, and
+// what rooms ask of input, sprites, cameras and the window.
 bool Room_Prepare() {
+  RoomDraw_Init();
+  Camera_FreeAll();
+  DefaultCamera = Camera_Create()->id;
   Room_LoadTemplates();
   Frame_SetRoomSpeedReader(room_speed_field);
   g_RoomHooks.inputClear = IO_Clear;
@@ -129,9 +169,13 @@ bool Room_Prepare() {
   return true;
 }
 bool AudioGroup_Prepare() { return Audio_PrepareGroups(); }
-// The data file's shaders are compiled once the device and the shader table both exist.
+// The data file's shaders are compiled once the device and the shader table both exist; surfaces
+// go with the device at a reset; buffers and graphics files reach each other here.
 bool InitGraphics() {
   Shader_CompileAll();
+  Window_SetSurfaceReleaseHook(Surface_Free_All);
+  Buffer_SetSurfaceAccess(&kBufferSurfaces);
+  Graphics_SetFileAccess(&kGraphicsFiles);
   return true;
 }
 
@@ -145,4 +189,11 @@ void Game_FreeSubjects() {
   TimeLine_FreeAll();
   Room_FreeAll();
   Audio_Shutdown();
+  Surface_Reset();
+  Camera_FreeAll();
+  Sprite_FreeAll();
+  View_Reset();
+  Cull_Reset();
+  Buffer_SetSurfaceAccess(nullptr);
+  Graphics_SetFileAccess(nullptr);
 }

@@ -10,6 +10,7 @@
 #include "graphics/window.h"
 #include "input/io.h"
 #include "world/room.h"
+#include "world/room_draw.h"
 #include "world/step.h"
 
 // Time sources: the two roots tick with the frame's delta before any wait.
@@ -19,7 +20,6 @@ void TimeSource_TickRoots(int64_t delta_us);
 void SavedGame_ApplyQueued();
 bool IO_PauseEventThisFrame();
 void Instance_PurgeDestroyed();
-void Room_Draw();
 void Deferred_Process();
 void Backgrounds_Scroll();
 void Particles_UpdateView();

@@ -14,10 +14,12 @@
 #include "core/memory.h"
 #include "core/timing.h"
 #include "data/game_data.h"
+#include "graphics/surface.h"
 #include "world/builtin_var_rows.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/room.h"
+#include "world/room_draw.h"
 #include "world/step.h"
 
 RunVariables g_RunVariables;
@@ -138,9 +140,18 @@ bool set_room_speed(CInstance*, int32_t, RValue* value) {
   return true;
 }
 
-// ---- Views and legacy backgrounds: the views subject (surfaces, views and cameras) backs them;
-// without a room, views read -1 and view_camera 0. -------------------------------------------------
-bool get_view_camera(CInstance*, int32_t, RValue* out) { return read_real(out, 0.0); }
+// ---- Views: the room's views and their cameras (room_draw.h). ------------------------------------
+template <ViewField F>
+bool get_view(CInstance*, int32_t index, RValue* out) {
+  const double value = View_GetField(F, index);
+  const bool flag = (F == kViewEnabled || F == kViewVisible) && value >= 0.0;
+  return flag ? read_bool(out, value != 0.0) : read_real(out, value);
+}
+template <ViewField F>
+bool set_view(CInstance*, int32_t index, RValue* value) {
+  View_SetField(F, index, BuiltinVar_Real(value));
+  return true;
+}
 
 // ---- Input: the keyboard and mouse subject backs these; with no device state they read nothing
 // pressed. ------------------------------------------------------------------------------------------
@@ -234,25 +245,25 @@ void BuiltinVar_AddGlobalRows() {
       {"background_vspeed", get_minus_one, ignore_write},
       {"background_blend", get_minus_one, ignore_write},
       {"background_alpha", get_minus_one, ignore_write},
-      {"view_enabled", get_minus_one, ignore_write},
+      {"view_enabled", get_view<kViewEnabled>, set_view<kViewEnabled>},
       {"view_current", +[](CInstance*, int32_t, RValue* out) { return read_real(out, ViewCurrent); }, nullptr},
-      {"view_visible", get_minus_one, ignore_write},
-      {"view_xview", get_minus_one, ignore_write},
-      {"view_yview", get_minus_one, ignore_write},
-      {"view_wview", get_minus_one, ignore_write},
-      {"view_hview", get_minus_one, ignore_write},
-      {"view_xport", get_minus_one, ignore_write},
-      {"view_yport", get_minus_one, ignore_write},
-      {"view_wport", get_minus_one, ignore_write},
-      {"view_hport", get_minus_one, ignore_write},
-      {"view_angle", get_minus_one, ignore_write},
-      {"view_hborder", get_minus_one, ignore_write},
-      {"view_vborder", get_minus_one, ignore_write},
-      {"view_hspeed", get_minus_one, ignore_write},
-      {"view_vspeed", get_minus_one, ignore_write},
-      {"view_object", get_minus_one, ignore_write},
-      {"view_surface_id", get_minus_one, ignore_write},
-      {"view_camera", get_view_camera, ignore_write},
+      {"view_visible", get_view<kViewVisible>, set_view<kViewVisible>},
+      {"view_xview", get_view<kViewXView>, set_view<kViewXView>},
+      {"view_yview", get_view<kViewYView>, set_view<kViewYView>},
+      {"view_wview", get_view<kViewWView>, set_view<kViewWView>},
+      {"view_hview", get_view<kViewHView>, set_view<kViewHView>},
+      {"view_xport", get_view<kViewXPort>, set_view<kViewXPort>},
+      {"view_yport", get_view<kViewYPort>, set_view<kViewYPort>},
+      {"view_wport", get_view<kViewWPort>, set_view<kViewWPort>},
+      {"view_hport", get_view<kViewHPort>, set_view<kViewHPort>},
+      {"view_angle", get_view<kViewAngle>, set_view<kViewAngle>},
+      {"view_hborder", get_view<kViewHBorder>, set_view<kViewHBorder>},
+      {"view_vborder", get_view<kViewVBorder>, set_view<kViewVBorder>},
+      {"view_hspeed", get_view<kViewHSpeed>, set_view<kViewHSpeed>},
+      {"view_vspeed", get_view<kViewVSpeed>, set_view<kViewVSpeed>},
+      {"view_object", get_view<kViewObject>, set_view<kViewObject>},
+      {"view_surface_id", get_view<kViewSurfaceId>, set_view<kViewSurfaceId>},
+      {"view_camera", get_view<kViewCamera>, set_view<kViewCamera>},
       {"mouse_x", get_zero, nullptr},
       {"mouse_y", get_zero, nullptr},
       {"mouse_button", get_zero, ignore_write},
@@ -296,8 +307,7 @@ void BuiltinVar_AddGlobalRows() {
        +[](CInstance*, int32_t, RValue* value) { Error_SetOccurred(BuiltinVar_Real(value) >= 0.5); return true; }},
       {"error_last", +[](CInstance*, int32_t, RValue* out) { set_text(out, Error_Last()); return true; },
        +[](CInstance*, int32_t, RValue* value) { Error_SetLast(text_of(value)); return true; }},
-      // The surfaces subject makes the application surface; until it exists there is none.
-      {"application_surface", get_minus_one, nullptr},
+      {"application_surface", +[](CInstance*, int32_t, RValue* out) { return read_real(out, AppSurface().id); }, nullptr},
       {"font_texture_page_size", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_RunVariables.fontTexturePageSize); },
        +[](CInstance*, int32_t, RValue* value) { g_RunVariables.fontTexturePageSize = BuiltinVar_Int(value); return true; }},
       {"os_type", get_zero, nullptr},

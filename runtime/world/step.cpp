@@ -1,5 +1,5 @@
 // The frame step: Run_Step in its order, the event pass, the flush, the image update, the room
-// boundary and async stages, and the drawing events' order.
+// boundary and async stages.
 #include "world/step.h"
 
 #include <algorithm>
@@ -26,8 +26,6 @@
 
 bool Step_WindowSizeChanged = false;
 bool (*g_StepSpriteAnimation)(int32_t sprite, StepSpriteAnimation* out) = nullptr;
-DrawPhaseHooks g_DrawPhaseHooks;
-int32_t ViewCurrent = 0;
 
 namespace {
 
@@ -37,17 +35,7 @@ constexpr int32_t kOtherAnimationEnd = 7;
 constexpr int32_t kOtherEndOfPath = 8;
 constexpr int32_t kOtherOutsideView0 = 40;
 constexpr int32_t kOtherBoundaryView0 = 50;
-constexpr int32_t kDrawNormal = 0;
-constexpr int32_t kDrawGui = 64;
 constexpr int32_t kDrawResize = 65;
-constexpr int32_t kDrawBegin = 72;
-constexpr int32_t kDrawEnd = 73;
-constexpr int32_t kDrawGuiBegin = 74;
-constexpr int32_t kDrawGuiEnd = 75;
-constexpr int32_t kDrawPre = 76;
-constexpr int32_t kDrawPost = 77;
-// Visible, and neither marked, deactivated nor waiting for a delayed destroy.
-constexpr uint32_t kDrawTestMask = kInstNotLiveMask | kInstVisible;
 
 int32_t g_async_map = -1;
 
@@ -145,41 +133,6 @@ Rect view_rect(const CViewGM& view) {
   const float half_w = (view.w * c + view.h * s) * 0.5f;
   const float half_h = (view.w * s + view.h * c) * 0.5f;
   return Rect{cx - half_w, cy - half_h, cx + half_w, cy + half_h};
-}
-
-// Draw walks: the events of one layer's active instance elements, from the head.
-void walk_layer_instances(const CLayer& layer, int32_t subtype, bool all_visible) {
-  for (const CLayerElementBase* element = layer.elementsHead; element != nullptr;) {
-    const CLayerElementBase* next = element->next;
-    if (element->kind != kLayerElementInstance) return;
-    CInstance* instance = static_cast<const CLayerInstanceElement*>(element)->instance;
-    if (instance == nullptr || (instance->flags & kInstDeactivated) != 0) return;
-    if ((instance->flags & kDrawTestMask) == kInstVisible) {
-      const bool has = instance->object != nullptr && instance->object->HasEvent(kEventDraw, subtype);
-      if (has) {
-        PerformEventOnInstance(instance, instance, kEventDraw, subtype);
-      } else if (all_visible && g_DrawPhaseHooks.defaultDraw != nullptr) {
-        g_DrawPhaseHooks.defaultDraw(instance);
-      }
-    }
-    element = next;
-  }
-}
-
-// A layer's begin or end script, on the global object, when it names something callable.
-void run_layer_script(const RValue& script) {
-  if (!Call_IsCallable(script)) return;
-  RValue method = script;
-  RValue result = RV_Undefined();
-  CInstance* global = KV_AsInstance(Object_Global());
-  CallMethod(global, global, &result, 0, &method, nullptr);
-  RV_FreeToUndefined(&result);
-}
-
-void walk_layer(const CLayer& layer, int32_t subtype, bool all_visible) {
-  run_layer_script(layer.beginScript);
-  walk_layer_instances(layer, subtype, all_visible);
-  run_layer_script(layer.endScript);
 }
 
 }  // namespace
@@ -328,76 +281,4 @@ void Run_Step() {
   Pass(kEventStep, kStepEnd);
   if (check()) return;
   Step_ParticlesAdvance();
-}
-
-// ---- Drawing events ------------------------------------------------------------------------------
-
-void Step_DrawWalk(int32_t subtype) {
-  CRoom* room = Run_Room;
-  if (room == nullptr) return;
-  const bool all_visible = subtype == kDrawNormal && g_DrawPhaseHooks.defaultDraw != nullptr;
-  int32_t count = 0;
-  const int32_t* objects = Object_EventObjects(kEventDraw, subtype, &count);
-  if (count == 0 && !all_visible) return;
-  if (room->layersHead == nullptr) {
-    for (CInstance* at = room->active.tail; at != nullptr;) {
-      CInstance* previous = at->previous;
-      if ((at->flags & kDrawTestMask) == kInstVisible) {
-        if (at->object != nullptr && at->object->HasEvent(kEventDraw, subtype)) {
-          PerformEventOnInstance(at, at, kEventDraw, subtype);
-        } else if (all_visible) {
-          g_DrawPhaseHooks.defaultDraw(at);
-        }
-      }
-      at = previous;
-    }
-    return;
-  }
-  // One object with one instance: only that instance's layer is visited.
-  if (count == 1 && !all_visible) {
-    const CObjectTV* object = Object_Find(objects[0]);
-    if (object != nullptr && object->instances.count == 1) {
-      const CInstance* only = object->instances.head->instance;
-      const CLayer* layer = Layer_Find(room, only->layerId);
-      if (layer != nullptr && layer->visible) walk_layer(*layer, subtype, false);
-      return;
-    }
-  }
-  for (const CLayer* layer = room->layersTail; layer != nullptr;) {
-    const CLayer* previous = layer->previous;
-    if (layer->visible) walk_layer(*layer, subtype, all_visible);
-    layer = previous;
-  }
-}
-
-void Run_DrawEvents() {
-  CRoom* room = Run_Room;
-  if (room == nullptr) return;
-  const DrawPhaseHooks& hooks = g_DrawPhaseHooks;
-  if (room->clearDisplayBuffer && hooks.clearDisplay != nullptr) hooks.clearDisplay();
-  Step_DrawWalk(kDrawPre);
-  if (room->enableViews) {
-    for (int32_t n = 0; n < kRoomViewCount; ++n) {
-      const CViewGM* view = room->views[n];
-      if (view == nullptr || !view->visible) continue;
-      ViewCurrent = n;
-      if (hooks.setView != nullptr) hooks.setView(n);
-      Step_DrawWalk(kDrawBegin);
-      Step_DrawWalk(kDrawNormal);
-      Step_DrawWalk(kDrawEnd);
-    }
-  } else {
-    ViewCurrent = 0;
-    if (hooks.setView != nullptr) hooks.setView(-1);
-    Step_DrawWalk(kDrawBegin);
-    Step_DrawWalk(kDrawNormal);
-    Step_DrawWalk(kDrawEnd);
-  }
-  Step_DrawWalk(kDrawPost);
-  if (hooks.presentSurface != nullptr) hooks.presentSurface();
-  Step_DrawWalk(kDrawGuiBegin);
-  Step_DrawWalk(kDrawGui);
-  Step_DrawWalk(kDrawGuiEnd);
-  if (hooks.drawCursor != nullptr) hooks.drawCursor();
-  ViewCurrent = 0;
 }

@@ -1,7 +1,7 @@
 #pragma once
 // The frame step: the exact order of one room step (Run_Step), the event pass that walks instances
-// while events change the world (Pass), the flush of deferred changes between passes (Run_Flush),
-// and the order of the drawing events (Run_DrawEvents).
+// while events change the world (Pass) and the flush of deferred changes between passes
+// (Run_Flush). The drawing events run in the room draw (room_draw.h).
 //
 // Pass(type, subtype) reads c = PassCounter and increments it, then walks the objects of
 // EventObjects[type][subtype] in ascending index and each object's exact instance list from the
@@ -59,26 +59,3 @@ class AsyncLoadScope {
 };
 // The ds_map of the asynchronous event being delivered (async_load), -1 outside one.
 int32_t Step_AsyncLoadMap();
-
-// ---- Drawing events ------------------------------------------------------------------------------
-// What the drawing subjects do around the events; each may be null.
-struct DrawPhaseHooks {
-  void (*clearDisplay)() = nullptr;          // the room's clear of the display before Pre-Draw
-  void (*setView)(int32_t view) = nullptr;   // target and view set-up; -1 when views are off
-  void (*defaultDraw)(CInstance* instance) = nullptr;  // an instance without a Draw event
-  void (*presentSurface)() = nullptr;        // the application surface goes to the window
-  void (*drawCursor)() = nullptr;
-};
-extern DrawPhaseHooks g_DrawPhaseHooks;
-
-// Sends the drawing events in order: Pre-Draw; per visible view (or once) Draw Begin, Draw, Draw
-// End; Post-Draw; the application surface; Draw GUI Begin, Draw GUI, Draw GUI End; the cursor.
-// Each walk goes over the layers from the highest depth to the lowest (or the active list from
-// tail to head when the room has no layers) to visible, live instances whose object has the event.
-void Run_DrawEvents();
-// view_current: the view the draw walk is in, 0 to 7; set by the view loop of Run_DrawEvents for
-// each visible view (the last one stays through Post-Draw and the GUI events), 0 when views are
-// off, and 0 again once the frame's drawing is done.
-extern int32_t ViewCurrent;
-// One drawing walk for an event of type 8.
-void Step_DrawWalk(int32_t subtype);

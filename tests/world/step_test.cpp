@@ -15,6 +15,7 @@
 #include "world/builtin_var_rows.h"
 #include "world/object_type.h"
 #include "world/room.h"
+#include "world/room_draw.h"
 #include "world/step.h"
 #include "world/step_input.h"
 
@@ -310,12 +311,12 @@ TEST_F(StepTest, ViewCurrentFollowsTheViewLoopOfTheDrawWalk) {
   room_->views[1]->visible = true;
   room_->views[3]->visible = true;
   g_views_drawn.clear();
-  Run_DrawEvents();
+  Room_Draw();
   EXPECT_EQ(g_views_drawn, (std::vector<double>{1, 3}));
   EXPECT_EQ(ViewCurrent, 0) << "back to 0 once the frame is drawn";
   room_->enableViews = false;
   g_views_drawn.clear();
-  Run_DrawEvents();
+  Room_Draw();
   EXPECT_EQ(g_views_drawn, (std::vector<double>{0}));
 }
 
@@ -324,7 +325,7 @@ TEST_F(StepTest, DrawEventsGoFromTheHighestDepthToTheLowestInTheirOrder) {
   make(kE, 0, 0, 10);
   CInstance* hidden = make(kD, 0, 0, 0);
   hidden->flags &= ~kInstVisible;
-  Run_DrawEvents();
+  Room_Draw();
   EXPECT_EQ(Log(), (std::vector<std::string>{"76 100001", "0 100002", "0 100001", "73 100001", "64 100001"}));
 }
 
