@@ -158,6 +158,14 @@ const SwitchRow kSwitches[] = {
        o->profile_dump_path = v[0];
        o->profile_dump_seconds = seconds;
      }},
+    {"-saveframe", 2, "<frame> <file.png>", "save the window's picture of that drawn frame, then end the game",
+     [](RunOptions* o, const std::string* v) {
+       int32_t frame = 0;
+       if (!parse_number_value("-saveframe", v[0], &frame)) return;
+       o->save_frame = true;
+       o->save_frame_at = frame < 1 ? 1 : frame;
+       o->save_frame_path = v[1];
+     }},
     {"-sleepmargin", 1, "<ms>", "how early the frame wait stops sleeping and starts spinning",
      [](RunOptions* o, const std::string* v) {
        int32_t margin = 0;

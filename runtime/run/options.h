@@ -78,6 +78,9 @@ struct RunOptions {
   int32_t vertex_buffer_method = 0;
   bool manual_vsync = false;  // alternate sync on, options.ini no longer read for it
   bool no_direct_input = false;
+  bool save_frame = false;   // -saveframe <n> <path>: the window's picture of drawn frame n as PNG, then the end
+  int32_t save_frame_at = 0;
+  std::string save_frame_path;
   std::string dir;           // -dir: accepted, nothing reads it
   std::string kvdebug_path;  // -kvdebugpath: accepted, nothing reads it
 };

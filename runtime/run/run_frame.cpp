@@ -11,8 +11,12 @@
 #include "core/memory.h"
 #include "core/rvalue.h"
 #include "core/timing.h"
+#include "graphics/image_files.h"
+#include "graphics/surface.h"
 #include "graphics/texture_load.h"
+#include "platform/files.h"
 #include "platform/process.h"
+#include "run/options.h"
 #include "run/run_game.h"
 #include "run/run_harness.h"
 #include "run/run_present.h"
@@ -77,6 +81,23 @@ bool handle_room_request() {
   }
 }
 
+// -saveframe: the window's picture of the chosen drawn frame goes to a PNG file and the game ends.
+void save_frame_if_due() {
+  const RunOptions& options = Run_Options();
+  if (!options.save_frame || DrawnSteps != options.save_frame_at) return;
+  const WindowState& window = Window_State();
+  SpriteBitmap picture;
+  std::vector<uint8_t> png;
+  if (Screen_Read_Rect(0, 0, window.display_width, window.display_height, &picture) &&
+      Image_EncodePng(picture.pixels.data(), picture.width, picture.height, &png) &&
+      Platform_WriteWholeFile(options.save_frame_path, png.data(), png.size())) {
+    g_ReleaseConsole->Output("Saved frame %d to %s\n", options.save_frame_at, options.save_frame_path.c_str());
+  } else {
+    g_ReleaseConsole->Output("Could not save frame %d to %s\n", options.save_frame_at, options.save_frame_path.c_str());
+  }
+  Game_End(0, false);
+}
+
 void frame_body() {
   Audio_Tick();
   if (Run_DebuggerHold) return;
@@ -84,6 +105,7 @@ void frame_body() {
   Start_Frame();
   DoAStep();
   VirtualKeys_Draw();
+  save_frame_if_due();
   End_Frame(New_Room < 0 && Run_DrawEnabled);
 }
 

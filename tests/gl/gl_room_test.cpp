@@ -1,0 +1,245 @@
+// Rooms written by the data-file writer, started as the runner starts them and drawn through the
+// room draw into the window with the OpenGL device; pixels are read back from the window's picture.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/script_api.h"
+#include "graphics/texture_decode.h"
+#include "graphics/window.h"
+#include "platform/fake/fake_display.h"
+#include "platform/files.h"
+#include "platform/gl/gl_device.h"
+#include "platform/process.h"
+#include "platform/sdl/sdl_window_host.h"
+#include "support/draw_game.h"
+#include "support/fixture.h"
+#include "world/instance.h"
+
+using namespace datawin;
+
+namespace {
+
+std::string hex(uint32_t word) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%08X", word);
+  return text;
+}
+
+// Pixels compare by their colour channels (the alpha of the window's picture is not shown).
+void ExpectColour(uint32_t got, uint32_t want, const std::string& what) {
+  for (int shift = 0; shift < 24; shift += 8) {
+    const int g = static_cast<int>((got >> shift) & 0xFF), w = static_cast<int>((want >> shift) & 0xFF);
+    EXPECT_NEAR(g, w, 2) << what << ": got " << hex(got) << ", want " << hex(want);
+  }
+}
+
+RValue R(double v) { return RV_Real(v); }
+
+// Draw: draw_sprite_ext of spr_frames, image 0 (red), at the instance's position.
+void DrawRed(CInstance* self, CInstance* other) {
+  tsl::EventScope scope("tsl_Object_obj_red_Draw_0", self);
+  tsl::call("draw_sprite_ext", self, other,
+            {R(kSprFrames), R(0), R(self->x), R(self->y), R(1), R(1), R(0), R(0xFFFFFF), R(1)});
+}
+
+void DrawSelf(CInstance* self, CInstance* other) {
+  tsl::EventScope scope("tsl_Object_obj_self_Draw_0", self);
+  tsl::call("draw_self", self, other);
+}
+
+RoomLayerRecord background_layer(int32_t depth, int32_t sprite) {
+  RoomLayerRecord layer;
+  layer.name = "Back";
+  layer.id = 1;
+  layer.kind = layer::kKindBackground;
+  layer.depth = depth;
+  layer.background.sprite = sprite;
+  layer.background.htiled = layer.background.vtiled = true;
+  return layer;
+}
+
+RoomLayerRecord instance_layer(const char* name, int32_t id, int32_t depth, std::vector<int32_t> instances) {
+  RoomLayerRecord layer;
+  layer.name = name;
+  layer.id = id;
+  layer.kind = layer::kKindInstances;
+  layer.depth = depth;
+  layer.instances = std::move(instances);
+  return layer;
+}
+
+RoomPlacementRecord placement(int32_t object, int32_t x, int32_t y, int32_t id, float image_speed = 1.0f) {
+  RoomPlacementRecord p;
+  p.object = object;
+  p.x = x;
+  p.y = y;
+  p.id = id;
+  p.image_speed = image_speed;
+  return p;
+}
+
+class GlRoomTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Window_UsePlatform(nullptr, nullptr);
+    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
+  }
+  void TearDown() override {
+    game_.Stop();
+    Platform_TakeQuitSignal();
+  }
+
+  // Starts the game; false (the test skipped) without a display.
+  bool Start() {
+    EXPECT_TRUE(game_.Start());
+    return Window_State().real_display && !::testing::Test::HasFailure();
+  }
+
+  DrawGame game_;
+};
+
+TEST_F(GlRoomTest, LayersDrawFromTheHighestDepthWithTheirElementsAndInstances) {
+  ObjectRecord red;
+  red.name = "obj_red";
+  red.events = {ObjectEvent{8, 0, game_.code("tsl_Object_obj_red_Draw_0", DrawRed)}};
+  ObjectRecord plain;
+  plain.name = "obj_plain";  // no Draw event: its sprite is drawn by default
+  plain.sprite = kSprWhite;
+  game_.objects = {red, plain};
+  RoomRecord room;
+  room.name = "rm_layers";
+  room.width = room.height = 64;
+  RoomLayerRecord tiles;
+  tiles.name = "Tiles";
+  tiles.id = 2;
+  tiles.kind = layer::kKindTileMap;
+  tiles.depth = 200;
+  tiles.tile_map.tile_set = kTileSet;
+  tiles.tile_map.width = tiles.tile_map.height = 4;
+  tiles.tile_map.cells.assign(16, 0);
+  tiles.tile_map.cells[1] = 1;   // cell (1, 0)
+  tiles.tile_map.cells[15] = 1;  // cell (3, 3)
+  room.layers = {background_layer(300, kSprBack), tiles, instance_layer("Low", 3, 100, {100001}),
+                 instance_layer("High", 4, -100, {100002})};
+  room.placements = {placement(0, 8, 8, 100001), placement(1, 16, 16, 100002)};
+  game_.rooms = {room};
+  if (!Start()) GTEST_SKIP() << "no display";
+  game_.Frame();
+  ExpectColour(game_.Pixel(2, 2), kMagenta, "the background layer fills the room");
+  ExpectColour(game_.Pixel(20, 4), kYellow, "a tile of the tile map");
+  ExpectColour(game_.Pixel(52, 60), kYellow, "the last cell of the map");
+  ExpectColour(game_.Pixel(36, 4), kMagenta, "an empty cell");
+  ExpectColour(game_.Pixel(20, 10), kRed, "the Draw event's sprite over the deeper tile layer");
+  ExpectColour(game_.Pixel(10, 10), kRed, "the Draw event's sprite");
+  ExpectColour(game_.Pixel(20, 20), kWhite, "the default drawing of the nearer layer over the red sprite");
+  ExpectColour(game_.Pixel(40, 40), kMagenta, "past both sprites");
+}
+
+TEST_F(GlRoomTest, AViewShowsItsCamerasRectangleScaledToThePort) {
+  ObjectRecord plain;
+  plain.name = "obj_plain";
+  plain.sprite = kSprWhite;
+  game_.objects = {plain};
+  RoomRecord room;
+  room.name = "rm_view";
+  room.width = room.height = 128;
+  room.enable_views = true;
+  RoomViewRecord view;
+  view.enabled = true;
+  view.view_x = view.view_y = 32;
+  view.view_width = view.view_height = 32;
+  view.port_width = view.port_height = 64;
+  room.views = {view};
+  room.layers = {background_layer(100, kSprBack), instance_layer("Instances", 2, 0, {100001})};
+  room.placements = {placement(0, 40, 40, 100001)};
+  game_.rooms = {room};
+  if (!Start()) GTEST_SKIP() << "no display";
+  game_.Frame();
+  // Room (40, 40)-(56, 56) seen from (32, 32) at twice the size: window (16, 16)-(48, 48).
+  ExpectColour(game_.Pixel(17, 17), kWhite, "the sprite's top left");
+  ExpectColour(game_.Pixel(46, 46), kWhite, "the sprite's bottom right");
+  ExpectColour(game_.Pixel(14, 14), kMagenta, "before the sprite");
+  ExpectColour(game_.Pixel(50, 30), kMagenta, "after the sprite");
+  const tsl::Value camera = tsl::call("view_get_camera", nullptr, nullptr, {R(0)});
+  EXPECT_EQ(tsl::call("camera_get_view_x", nullptr, nullptr, {*camera}).real(), 32.0);
+  EXPECT_EQ(tsl::call("camera_get_view_width", nullptr, nullptr, {*camera}).real(), 32.0);
+}
+
+TEST_F(GlRoomTest, DrawSelfShowsTheFrameTheImageSpeedReached) {
+  ObjectRecord self;
+  self.name = "obj_self";
+  self.sprite = kSprFrames;
+  self.events = {ObjectEvent{8, 0, game_.code("tsl_Object_obj_self_Draw_0", DrawSelf)}};
+  game_.objects = {self};
+  RoomRecord room;
+  room.name = "rm_frames";
+  room.width = room.height = 64;
+  room.layers = {instance_layer("Instances", 1, 0, {100001, 100002})};
+  room.placements = {placement(0, 0, 0, 100001, 1.0f), placement(0, 32, 0, 100002, 0.5f)};
+  game_.rooms = {room};
+  if (!Start()) GTEST_SKIP() << "no display";
+  const uint32_t cycle[3] = {kRed, kGreen, kBlue};
+  std::vector<uint32_t> fast, slow;
+  for (int frame = 0; frame < 6; ++frame) {
+    game_.Frame();
+    fast.push_back(game_.Pixel(8, 8));
+    slow.push_back(game_.Pixel(40, 8));
+  }
+  // Speed 1 moves one frame a step; speed 0.5 one frame every second step.
+  int start = -1;
+  for (int i = 0; i < 3; ++i) {
+    if ((fast[0] & 0xFFFFFF) == (cycle[i] & 0xFFFFFF)) start = i;
+  }
+  ASSERT_GE(start, 0) << hex(fast[0]);
+  for (int frame = 0; frame < 6; ++frame) {
+    ExpectColour(fast[frame], cycle[(start + frame) % 3], "speed 1, frame " + std::to_string(frame));
+  }
+  // The step moves the index before the draw: 0.5, 1, 1.5, 2, 2.5 show frames 0, 1, 1, 2, 2.
+  const uint32_t want_slow[5] = {kRed, kGreen, kGreen, kBlue, kBlue};
+  for (int frame = 0; frame < 5; ++frame) {
+    ExpectColour(slow[frame], want_slow[frame], "speed 0.5, frame " + std::to_string(frame));
+  }
+}
+
+TEST_F(GlRoomTest, SurfaceSaveWritesAPngThatLoadsBackWithItsPixels) {
+  RoomRecord room;
+  room.name = "rm_surface";
+  room.layers = {instance_layer("Instances", 1, 0, {})};
+  game_.rooms = {room};
+  if (!Start()) GTEST_SKIP() << "no display";
+  TempDir dir;
+  const std::string file = dir.file("surface.png");
+  const tsl::Value surface = tsl::call("surface_create", nullptr, nullptr, {R(8), R(4)});
+  ASSERT_GE(surface.real(), 0.0);
+  tsl::call("surface_set_target", nullptr, nullptr, {*surface});
+  tsl::call("draw_clear_alpha", nullptr, nullptr, {R(0xFF0000), R(1)});  // blue
+  tsl::call("draw_sprite", nullptr, nullptr, {R(kSprFrames), R(0), R(4), R(2)});  // red from (4, 2)
+  tsl::call("surface_reset_target", nullptr, nullptr);
+  RValue name = RV_Undefined();
+  RV_SetString(&name, file.c_str());
+  tsl::call("surface_save", nullptr, nullptr, {*surface, name});
+  RV_FreeToUndefined(&name);
+
+  std::vector<uint8_t> bytes;
+  ASSERT_TRUE(Platform_ReadWholeFile(file, &bytes));
+  DecodedImage image;
+  ASSERT_TRUE(Texture_DecodePng(bytes.data(), static_cast<uint32_t>(bytes.size()), &image));
+  ASSERT_EQ(image.width, 8u);
+  ASSERT_EQ(image.height, 4u);
+  const auto at = [&](uint32_t x, uint32_t y) {
+    uint32_t p = 0;
+    std::memcpy(&p, image.pixels.data() + (y * image.width + x) * 4, 4);
+    return p;
+  };
+  EXPECT_EQ(at(1, 1), kBlue) << hex(at(1, 1));
+  EXPECT_EQ(at(3, 3), kBlue) << hex(at(3, 3));
+  EXPECT_EQ(at(4, 2), kRed) << hex(at(4, 2));
+  EXPECT_EQ(at(7, 3), kRed) << hex(at(7, 3));
+  EXPECT_EQ(at(6, 1), kBlue) << hex(at(6, 1));
+}
+
+}  // namespace

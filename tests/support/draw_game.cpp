@@ -1,0 +1,147 @@
+#include "support/draw_game.h"
+
+#include <cstring>
+
+#include "core/code.h"
+#include "core/frame_state.h"
+#include "data/game_data.h"
+#include "datawin/format/page_image.h"
+#include "datawin/writer/chunk_gen8.h"
+#include "datawin/writer/chunk_sprites.h"
+#include "datawin/writer/chunk_textures.h"
+#include "graphics/surface.h"
+#include "graphics/window.h"
+#include "run/asset_readers.h"
+#include "run/run_game.h"
+#include "run/run_subjects.h"
+#include "support/fixture.h"
+#include "world/room.h"
+#include "world/room_draw.h"
+#include "world/step.h"
+
+using namespace datawin;
+
+namespace {
+
+constexpr int kPage = 64;
+
+void fill(std::vector<uint8_t>* pixels, int x0, int y0, int w, int h, uint32_t colour) {
+  for (int y = y0; y < y0 + h; ++y) {
+    for (int x = x0; x < x0 + w; ++x) std::memcpy(pixels->data() + (static_cast<size_t>(y) * kPage + x) * 4, &colour, 4);
+  }
+}
+
+TpagEntry entry(uint16_t x, uint16_t y, uint16_t w, uint16_t h) { return TpagEntry{x, y, w, h, 0, 0, w, h, w, h, 0}; }
+
+SpriteRecord sprite(const char* name, std::vector<Ref> frames, float speed) {
+  SpriteRecord s;
+  s.name = name;
+  s.width = s.height = 16;
+  s.bbox_right = s.bbox_bottom = 15;
+  s.speed = speed;
+  s.speed_type = 1;
+  s.frames = std::move(frames);
+  return s;
+}
+
+}  // namespace
+
+std::vector<uint8_t> DrawGame_PagePixels() {
+  std::vector<uint8_t> pixels(static_cast<size_t>(kPage) * kPage * 4, 0);
+  fill(&pixels, 0, 0, 16, 16, kRed);
+  fill(&pixels, 16, 0, 16, 16, kGreen);
+  fill(&pixels, 32, 0, 16, 16, kBlue);
+  fill(&pixels, 48, 0, 16, 16, kWhite);
+  fill(&pixels, 16, 16, 16, 16, kYellow);
+  fill(&pixels, 0, 32, 16, 16, kMagenta);
+  fill(&pixels, 4, 52, 8, 8, kCyan);
+  return pixels;
+}
+
+DrawGame::DrawGame() { rows_.reserve(64); }
+DrawGame::~DrawGame() { Stop(); }
+
+int32_t DrawGame::code(const char* name, DrawEventFn fn) {
+  rows_.push_back(KVScriptRow{name, reinterpret_cast<KVCodeFunction>(fn), nullptr});
+  return static_cast<int32_t>(rows_.size()) - 1;
+}
+
+bool DrawGame::Start() {
+  ResetLoaderState();
+  if (!InitGame()) return false;
+  tables_ = KVCodeTables{};
+  tables_.scriptCount = static_cast<int32_t>(rows_.size());
+  tables_.scriptTable = rows_.data();
+  g_CodeTables = &tables_;
+
+  Gen8Record header = MinimalHeader(17, 2, 60.0f);
+  header.window_width = window_width;
+  header.window_height = window_height;
+  header.info_flags = info_flags;
+  header.room_order.clear();
+  for (size_t i = 0; i < rooms.size(); ++i) header.room_order.push_back(static_cast<uint32_t>(i));
+  Writer writer;
+  add_gen8(writer, header);
+  const std::vector<Label> e = new_labels(writer, 7);
+  add_sprt(writer, 2,
+           {sprite("spr_frames", {e[0] + 0, e[1] + 0, e[2] + 0}, sprite_speed),
+            sprite("spr_white", {e[3] + 0}, 1.0f), sprite("spr_back", {e[5] + 0}, 1.0f), [&] {
+              SpriteRecord trimmed = sprite("spr_trimmed", {e[6] + 0}, 1.0f);
+              trimmed.x_origin = trimmed.y_origin = 8;
+              return trimmed;
+            }()});
+  BackgroundRecord tiles;
+  tiles.name = "ts_tiles";
+  tiles.page_entry = e[4] + 0;
+  tiles.tile_width = tiles.tile_height = 16;
+  tiles.columns = 2;
+  tiles.frames_per_tile = 1;
+  tiles.tile_count = 2;
+  tiles.animation = {0, 1};
+  add_bgnd(writer, 2, {tiles});
+  add_objt(writer, objects, 17);
+  add_room(writer, rooms);
+  add_tpag(writer,
+           {entry(0, 0, 16, 16), entry(16, 0, 16, 16), entry(32, 0, 16, 16), entry(48, 0, 16, 16),
+            entry(0, 16, 32, 16), entry(0, 32, 16, 16), TpagEntry{4, 52, 8, 8, 4, 4, 8, 8, 16, 16, 0}},
+           e);
+  const std::vector<uint8_t> pixels = DrawGame_PagePixels();
+  add_txtr(writer, {TxtrRecord{0, 1, kPage, kPage, 0, page::encode_qoi(pixels.data(), kPage, kPage)}});
+  image_ = BuildImage(writer);
+  const auto size = static_cast<uint32_t>(image_.size());
+  if (!HeaderScan(image_.data(), size)) return false;
+  if (!Window_Create(window_width, window_height) || !Graphics_Init()) return false;
+  Assets_InstallReaders();
+  Code_InstallScriptLookup();
+  if (!LoadGameData(image_.data(), size)) return false;
+  if (!Object_Prepare() || !Room_Prepare() || !InitGraphics()) return false;
+  started_ = Room_StartFirst();
+  return started_;
+}
+
+void DrawGame::Frame() {
+  Start_Frame();
+  Run_Step();
+  Instance_PurgeDestroyed();
+  Room_Draw();
+  Deferred_Process();
+  ++DrawnSteps;
+  Device_EndFrame(false);
+}
+
+uint32_t DrawGame::Pixel(int32_t x, int32_t y) {
+  SpriteBitmap pixel;
+  if (!Screen_Read_Rect(x, y, 1, 1, &pixel) || pixel.pixels.size() < 4) return 0;
+  uint32_t value = 0;
+  std::memcpy(&value, pixel.pixels.data(), 4);
+  return value;
+}
+
+void DrawGame::Stop() {
+  if (!started_ && image_.empty()) return;
+  started_ = false;
+  Run_End();
+  ShutDownGame();
+  g_CodeTables = nullptr;
+  image_.clear();
+}
