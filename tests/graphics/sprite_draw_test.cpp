@@ -1,0 +1,243 @@
+// The quad family and the sprite builtins on the recording null device: where quads land, which
+// frame is drawn, what is culled, and that a page's sprites share one batch.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "core/console.h"
+#include "core/script_api.h"
+#include "graphics/batcher.h"
+#include "graphics/cull.h"
+#include "graphics/device_state.h"
+#include "graphics/sprite_draw.h"
+#include "graphics/tile_draw.h"
+#include "graphics/window.h"
+#include "platform/fake/fake_window_host.h"
+#include "platform/fake/null_device.h"
+#include "support/draw_game.h"
+
+using namespace datawin;
+
+namespace {
+
+RValue R(double v) { return RV_Real(v); }
+
+struct Quad {
+  float x[6], y[6], u[6], v[6];
+  uint32_t colour[6];
+};
+
+class SpriteDrawTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Window_UsePlatform(&host_, &device_);
+    RoomRecord room;
+    room.name = "rm_empty";
+    room.width = room.height = 64;
+    game_.rooms = {room};
+    ASSERT_TRUE(game_.Start());
+    Start_Frame();
+    GR_Set_View(0, 0, 64, 64, 0);
+    GR_Flush();
+    device_.clear_record();
+  }
+  void TearDown() override {
+    game_.Stop();
+    Window_UsePlatform(nullptr, nullptr);
+  }
+
+  // The quads drawn since the last call.
+  std::vector<Quad> Quads() {
+    GR_Flush();
+    std::vector<Quad> quads;
+    for (const RecordedDraw& draw : device_.draws()) {
+      if (draw.layout.stride != 24) continue;
+      const auto* v = reinterpret_cast<const VertexTextured*>(draw.vertices.data());
+      for (int32_t q = 0; q + 6 <= draw.vertex_count; q += 6) {
+        Quad quad;
+        for (int i = 0; i < 6; ++i) {
+          quad.x[i] = v[q + i].x, quad.y[i] = v[q + i].y;
+          quad.u[i] = v[q + i].u, quad.v[i] = v[q + i].v;
+          quad.colour[i] = v[q + i].colour;
+        }
+        quads.push_back(quad);
+      }
+    }
+    device_.clear_record();
+    return quads;
+  }
+
+  static tsl::Value Call(const char* name, std::initializer_list<RValue> args) {
+    return tsl::call(name, nullptr, nullptr, args);
+  }
+
+  FakeWindowHost host_;
+  NullDevice device_;
+  DrawGame game_;
+};
+
+TEST(SpriteFrameIndex, WrapsBothWaysAndRefusesEmptySprites) {
+  struct Case {
+    float subimage;
+    int32_t frames, want;
+  };
+  const Case cases[] = {{2.9f, 3, 2}, {-0.5f, 3, 2}, {-1.0f, 3, 2}, {3.0f, 3, 0}, {7.5f, 2, 1},
+                        {-4.0f, 3, 2}, {0.0f, 0, -1}, {1.0f, -2, -1}};
+  for (const Case& c : cases) {
+    EXPECT_EQ(Sprite_FrameIndex(c.subimage, c.frames), c.want) << c.subimage << " of " << c.frames;
+  }
+}
+
+TEST_F(SpriteDrawTest, ATrimmedFrameLandsAtItsTargetOffsetScaledAroundTheOrigin) {
+  // spr_trimmed: a 16 x 16 box with its origin at (8, 8), its 8 x 8 pixels at (4, 4).
+  Call("draw_sprite_ext", {R(kSprTrimmed), R(0), R(20), R(20), R(2), R(2), R(0), R(0xFFFFFF), R(1)});
+  const std::vector<Quad> quads = Quads();
+  ASSERT_EQ(quads.size(), 1u);
+  const Quad& q = quads[0];
+  EXPECT_FLOAT_EQ(q.x[0], 20 + 2 * (4 - 8));  // top left
+  EXPECT_FLOAT_EQ(q.y[0], 12);
+  EXPECT_FLOAT_EQ(q.x[2], 28);  // bottom right
+  EXPECT_FLOAT_EQ(q.y[2], 28);
+  EXPECT_FLOAT_EQ(q.u[0], 4.0f / 64);
+  EXPECT_FLOAT_EQ(q.v[0], 52.0f / 64);
+  EXPECT_FLOAT_EQ(q.u[2], 12.0f / 64);
+  EXPECT_EQ(q.colour[0], 0xFFFFFFFFu);
+}
+
+TEST_F(SpriteDrawTest, RotationTurnsCornersAboutTheOriginAndTinyAnglesStayStraight) {
+  struct Case {
+    const char* name;
+    double degrees;
+    float x[4], y[4];  // top left, top right, bottom right, bottom left
+  };
+  // 0.0005 radians is below the straight path's limit of 0.001.
+  const Case cases[] = {
+      {"tiny", 0.0005 * 180.0 / M_PI, {10, 26, 26, 10}, {10, 10, 26, 26}},
+      {"quarter turn", 90.0, {10, 10, 26, 26}, {10, -6, -6, 10}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Call("draw_sprite_ext", {R(kSprWhite), R(0), R(10), R(10), R(1), R(1), R(c.degrees), R(0xFFFFFF), R(0.5)});
+    const std::vector<Quad> quads = Quads();
+    ASSERT_EQ(quads.size(), 1u);
+    const int corner[4] = {0, 1, 2, 4};
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_NEAR(quads[0].x[corner[i]], c.x[i], 1e-4) << "corner " << i;
+      EXPECT_NEAR(quads[0].y[corner[i]], c.y[i], 1e-4) << "corner " << i;
+    }
+    EXPECT_EQ(quads[0].colour[0] >> 24, 127u);  // alpha 0.5
+  }
+}
+
+TEST_F(SpriteDrawTest, SubimagesWrapAndBelowZeroTakeTheCallersImage) {
+  struct Case {
+    double subimage;
+    float u0;
+  };
+  const Case cases[] = {{0, 0}, {1.9, 16}, {2.9, 32}, {4, 16}, {-0.5, 0}};  // -0.5 without an instance: image 0
+  for (const Case& c : cases) {
+    Call("draw_sprite", {R(kSprFrames), R(c.subimage), R(0), R(0)});
+    const std::vector<Quad> quads = Quads();
+    ASSERT_EQ(quads.size(), 1u) << c.subimage;
+    EXPECT_FLOAT_EQ(quads[0].u[0], c.u0 / 64) << c.subimage;
+  }
+}
+
+TEST_F(SpriteDrawTest, APartInsideTheTrimmedMarginDrawsNothingAndSaysNothing) {
+  ConsoleCapture console;
+  Call("draw_sprite_part", {R(kSprTrimmed), R(0), R(0), R(0), R(4), R(4), R(0), R(0)});
+  EXPECT_TRUE(Quads().empty());
+  // A part across the margin keeps the inside: (2, 2)-(10, 10) of the box is (4, 4)-(10, 10).
+  Call("draw_sprite_part", {R(kSprTrimmed), R(0), R(2), R(2), R(8), R(8), R(30), R(30)});
+  const std::vector<Quad> quads = Quads();
+  ASSERT_EQ(quads.size(), 1u);
+  EXPECT_FLOAT_EQ(quads[0].x[0], 32);
+  EXPECT_FLOAT_EQ(quads[0].x[2], 38);
+  EXPECT_FLOAT_EQ(quads[0].u[0], 4.0f / 64);
+  EXPECT_FLOAT_EQ(quads[0].u[2], 10.0f / 64);
+  EXPECT_EQ(console.text().find("Error attempting"), std::string::npos);
+}
+
+TEST_F(SpriteDrawTest, TiledFillsOnlyTheViewPlusOneCellBefore) {
+  GR_Set_View(0, 0, 32, 32, 0);
+  Call("draw_sprite_tiled", {R(kSprWhite), R(0), R(5), R(5)});
+  const std::vector<Quad> quads = Quads();
+  // (32 + 15) / 16 + 2 = 4 columns and rows from 5 - 16 = -11.
+  ASSERT_EQ(quads.size(), 16u);
+  EXPECT_FLOAT_EQ(quads[0].x[0], -11);
+  EXPECT_FLOAT_EQ(quads[0].y[0], -11);
+  EXPECT_FLOAT_EQ(quads[1].x[0], -11);  // column-major: the next cell is below
+  EXPECT_FLOAT_EQ(quads[1].y[0], 5);
+}
+
+TEST_F(SpriteDrawTest, SpritesOutsideTheViewAreCulledAndOnePageMakesOneBatch) {
+  // The vertex buffer grows to its working size on first use, flushing as it grows; a frame's
+  // worth of quads first, so that the batches counted below are the page's alone.
+  for (int i = 0; i < 60; ++i) Call("draw_sprite", {R(kSprWhite), R(0), R(0), R(0)});
+  Quads();
+  for (int i = 0; i < 50; ++i) Call("draw_sprite", {R(kSprWhite), R(0), R(i), R(i % 40)});
+  Call("draw_sprite", {R(kSprWhite), R(0), R(200), R(200)});  // beyond the cull radius
+  GR_Flush();
+  EXPECT_EQ(device_.count(DeviceCallKind::kDraw), 1);
+  EXPECT_EQ(Quads().size(), 50u);
+  NoCull = true;
+  Call("draw_sprite", {R(kSprWhite), R(0), R(200), R(200)});
+  NoCull = false;
+  EXPECT_EQ(Quads().size(), 1u);
+}
+
+TEST_F(SpriteDrawTest, MissingSpritesRaiseOrSay) {
+  EXPECT_THROW(Call("draw_sprite", {R(99), R(0), R(0), R(0)}), KVTSLException);
+  EXPECT_THROW(Call("draw_self", {}), KVTSLException);
+  EXPECT_EQ(Call("sprite_delete", {R(kSprBack)}).real(), 1);
+  EXPECT_EQ(Call("sprite_delete", {R(kSprBack)}).real(), -1);
+  ConsoleCapture console;
+  Call("draw_sprite", {R(kSprBack), R(0), R(0), R(0)});
+  EXPECT_NE(console.text().find("Unable to render sprite 2\n"), std::string::npos);
+  EXPECT_FALSE(Call("sprite_exists", {R(kSprBack)}).real());
+}
+
+TEST_F(SpriteDrawTest, TileMapsSkipEmptyCellsAndTurnUvCornersByTheirBits) {
+  constexpr uint32_t kMirror = 0x10000000, kRotate = 0x40000000;
+  // Row 0: empty, tile 1, tile 1 mirrored and rotated; row 1: empty.
+  const uint32_t cells[6] = {0, 1, 1 | kMirror | kRotate, 0, 0, 0};
+  Tilemap_Draw(kTileSet, cells, 3, 2, 0xFFFFFFFFu, 0, 0, 0);
+  const std::vector<Quad> quads = Quads();
+  ASSERT_EQ(quads.size(), 2u);  // the block's unused vertices went back
+  const float u0 = 16.0f / 64, u1 = 32.0f / 64, v0 = 16.0f / 64, v1 = 32.0f / 64;
+  EXPECT_FLOAT_EQ(quads[0].x[0], 16);
+  EXPECT_FLOAT_EQ(quads[0].u[0], u0);
+  EXPECT_FLOAT_EQ(quads[0].v[0], v0);
+  // Mirrored: top left shows u1; then turned: the top left takes the bottom left's corner.
+  EXPECT_FLOAT_EQ(quads[1].x[0], 32);
+  EXPECT_FLOAT_EQ(quads[1].u[0], u1);
+  EXPECT_FLOAT_EQ(quads[1].v[0], v1);
+  EXPECT_FLOAT_EQ(quads[1].u[1], u1);  // top right: the old top left
+  EXPECT_FLOAT_EQ(quads[1].v[1], v0);
+  // A mask that clears the index makes every cell empty.
+  Tilemap_Draw(kTileSet, cells, 3, 2, ~0x7FFFFu, 0, 0, 0);
+  EXPECT_TRUE(Quads().empty());
+}
+
+TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
+  EXPECT_EQ(Call("sprite_get_number", {R(kSprFrames)}).real(), 3);
+  EXPECT_EQ(Call("sprite_get_width", {R(kSprTrimmed)}).real(), 16);
+  EXPECT_EQ(Call("sprite_get_xoffset", {R(kSprTrimmed)}).real(), 8);
+  EXPECT_EQ(Call("sprite_get_width", {R(42)}).real(), -1);
+  Call("sprite_set_offset", {R(kSprWhite), R(4), R(6)});
+  EXPECT_EQ(Call("sprite_get_yoffset", {R(kSprWhite)}).real(), 6);
+  const tsl::Value copy = Call("sprite_duplicate", {R(kSprFrames)});
+  EXPECT_EQ(copy.real(), 4);
+  EXPECT_EQ(Call("sprite_get_number", {*copy}).real(), 3);
+  const tsl::Value uvs = Call("sprite_get_uvs", {R(kSprTrimmed), R(0)});
+  ASSERT_EQ(RV_Kind(*uvs), static_cast<uint32_t>(kRVArray));
+  EXPECT_DOUBLE_EQ(RV_ToDouble(uvs.get()->pArray->pArray[0]), 4.0 / 64);
+  EXPECT_DOUBLE_EQ(RV_ToDouble(uvs.get()->pArray->pArray[4]), 4.0);
+  EXPECT_THROW(Call("sprite_get_uvs", {R(42), R(0)}), KVTSLException);
+  EXPECT_EQ(Call("sprite_delete", {*copy}).real(), 1);
+  EXPECT_EQ(Call("sprite_duplicate", {R(kSprWhite)}).real(), 4);  // the freed id comes back
+}
+
+}  // namespace

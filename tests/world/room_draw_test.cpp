@@ -1,0 +1,268 @@
+// The room draw's views, cameras, surfaces and window mapping on the recording null device, in
+// games written by the data-file writer and started as the runner starts them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "core/script_api.h"
+#include "graphics/camera.h"
+#include "graphics/cull.h"
+#include "graphics/device_state.h"
+#include "graphics/surface.h"
+#include "graphics/view.h"
+#include "graphics/window.h"
+#include "platform/fake/fake_window_host.h"
+#include "platform/fake/null_device.h"
+#include "support/draw_game.h"
+#include "world/room_draw.h"
+
+using namespace datawin;
+
+namespace {
+
+RValue R(double v) { return RV_Real(v); }
+
+tsl::Value Call(const char* name, std::initializer_list<RValue> args = {}) {
+  return tsl::call(name, nullptr, nullptr, args);
+}
+
+std::string ErrorOf(const char* name, std::initializer_list<RValue> args = {}) {
+  try {
+    Call(name, args);
+  } catch (const KVTSLException& e) {
+    return e.message();
+  }
+  return "";
+}
+
+RoomRecord view_room(int32_t view_x, int32_t view_y, int32_t view_w, int32_t view_h, int32_t port_w, int32_t port_h) {
+  RoomRecord room;
+  room.name = "rm_view";
+  room.width = room.height = 256;
+  room.enable_views = true;
+  RoomViewRecord view;
+  view.enabled = true;
+  view.view_x = view_x;
+  view.view_y = view_y;
+  view.view_width = view_w;
+  view.view_height = view_h;
+  view.port_width = port_w;
+  view.port_height = port_h;
+  room.views = {view};
+  return room;
+}
+
+class RoomDrawTest : public ::testing::Test {
+ protected:
+  void SetUp() override { Window_UsePlatform(&host_, &device_); }
+  void TearDown() override {
+    game_.Stop();
+    Window_UsePlatform(nullptr, nullptr);
+  }
+  void Start(std::vector<RoomRecord> rooms) {
+    for (RoomRecord& room : rooms) game_.rooms.push_back(room);
+    ASSERT_TRUE(game_.Start());
+    game_.Frame();  // the first room draw makes the application surface
+  }
+  // Where a client point lands in the room.
+  static std::pair<float, float> ToRoom(float x, float y) {
+    float rx = 0, ry = 0;
+    Window_To_Room(x, y, &rx, &ry);
+    return {rx, ry};
+  }
+
+  FakeWindowHost host_;
+  NullDevice device_{64, 64};  // the back buffer of the game's 64 x 64 window
+  DrawGame game_;
+};
+
+TEST(CameraMatrices, AViewRectangleGivesAnOrthographicCameraAroundItsCentre) {
+  Camera camera;
+  camera.viewX = 100, camera.viewY = 50, camera.viewW = 320, camera.viewH = 180;
+  camera.Rebuild();
+  EXPECT_TRUE(camera.is2D);
+  // The view matrix moves the centre (260, 140) to the origin and the eye 16000 back.
+  EXPECT_FLOAT_EQ(camera.viewMat[12], -260);
+  EXPECT_FLOAT_EQ(camera.viewMat[13], -140);
+  EXPECT_FLOAT_EQ(camera.viewMat[14], 16000);
+  EXPECT_FLOAT_EQ(camera.projMat[0], 2.0f / 320);
+  EXPECT_FLOAT_EQ(camera.projMat[5], 2.0f / 180);
+  EXPECT_FLOAT_EQ(camera.projMat[11], 0);
+  EXPECT_FLOAT_EQ(camera.invViewMat[12], 260);
+  // Clip space corners come back to the rectangle's corners.
+  const float* m = camera.invViewProjMat;
+  EXPECT_NEAR(-1 * m[0] + -1 * m[4] + m[12], 100, 1e-3);
+  EXPECT_NEAR(-1 * m[1] + -1 * m[5] + m[13], 50, 1e-3);
+  EXPECT_NEAR(m[0] + m[4] + m[12], 420, 1e-3);
+}
+
+TEST(CameraMatrices, ApplyTakesTheViewRectangleAndAngleBackFromTheMatrices) {
+  for (const float angle : {0.0f, 90.0f, 30.0f}) {
+    Camera camera;
+    camera.viewX = 10, camera.viewY = 20, camera.viewW = 64, camera.viewH = 32, camera.angle = angle;
+    camera.Rebuild();
+    Camera_Apply(&camera);
+    const ViewRect& view = Cull_View();
+    EXPECT_NEAR(view.x, 10, 1e-3) << angle;
+    EXPECT_NEAR(view.y, 20, 1e-3) << angle;
+    EXPECT_NEAR(view.w, 64, 1e-3) << angle;
+    EXPECT_NEAR(view.h, 32, 1e-3) << angle;
+    // The angle read back from the up vector turns the other way: a camera angle a reads 360 - a.
+    EXPECT_NEAR(std::fmod(view.angle + 360.0f, 360.0f), std::fmod(360.0f - angle, 360.0f), 1e-2) << angle;
+    // The device gets the y-flipped projection.
+    float projection[16];
+    GR_Get_Matrix(kMatrixProjection, projection);
+    EXPECT_FLOAT_EQ(projection[5], -camera.projMat[5]);
+  }
+  Cull_Reset();
+}
+
+TEST(ViewFollow, BordersClampsAndSpeeds) {
+  struct Case {
+    const char* name;
+    float x, y, w, h, tx, ty, border, speed;
+    bool clamp;
+    float room_w, want_x, want_y;
+  };
+  const Case cases[] = {
+      {"target inside the borders: no move", 0, 0, 100, 100, 50, 50, 10, -1, true, 1000, 0, 0},
+      {"target past the right border", 0, 0, 100, 100, 150, 50, 10, -1, true, 1000, 60, 0},
+      {"target past the left border", 500, 0, 100, 100, 400, 50, 20, -1, true, 1000, 380, 0},
+      {"borders wider than half: centred", 0, 0, 100, 100, 300, 50, 60, -1, true, 1000, 250, 0},
+      {"speed limits the move", 0, 0, 100, 100, 150, 50, 10, 5, true, 1000, 5, 0},
+      {"clamped to the room's right edge", 0, 0, 100, 100, 990, 50, 10, -1, true, 1000, 900, 0},
+      {"a view wider than the room goes negative", 0, 0, 300, 100, 150, 50, 200, -1, true, 200, -100, 0},
+  };
+  for (const Case& c : cases) {
+    float x = c.x, y = c.y;
+    View_Follow(&x, &y, c.w, c.h, c.tx, c.ty, c.border, c.border, c.speed, c.speed, c.clamp, c.room_w, 1000);
+    EXPECT_FLOAT_EQ(x, c.want_x) << c.name;
+    EXPECT_FLOAT_EQ(y, c.want_y) << c.name;
+  }
+}
+
+TEST_F(RoomDrawTest, ViewsGetCamerasThatFollowTheirSettingsAndMapTheMouse) {
+  Start({view_room(32, 16, 32, 32, 64, 64)});
+  game_.Frame();
+  const int32_t camera = static_cast<int32_t>(Call("view_get_camera", {R(0)}).real());
+  EXPECT_GE(camera, 0);
+  EXPECT_NE(camera, DefaultCamera);
+  EXPECT_EQ(Call("camera_get_view_x", {R(camera)}).real(), 32);
+  EXPECT_EQ(Call("camera_get_view_y", {R(camera)}).real(), 16);
+  // The window is 64 x 64 and the port fills it: the view's 32 x 32 is seen twice as large.
+  EXPECT_EQ(ToRoom(0, 0), std::make_pair(32.0f, 16.0f));
+  EXPECT_EQ(ToRoom(20, 40), std::make_pair(42.0f, 36.0f));
+  float rx = 0, ry = 0;
+  ASSERT_TRUE(Window_To_View(0, 20, 40, &rx, &ry));
+  EXPECT_EQ(rx, 42.0f);
+  EXPECT_FALSE(Window_To_View(3, 20, 40, &rx, &ry));
+  // A position set on the camera takes effect at its next update.
+  Call("camera_set_view_pos", {R(camera), R(100), R(100)});
+  EXPECT_EQ(Call("camera_get_view_x", {R(camera)}).real(), 100);
+  game_.Frame();
+  EXPECT_EQ(ToRoom(0, 0), std::make_pair(100.0f, 100.0f));
+}
+
+TEST_F(RoomDrawTest, AScaledWindowMapsThroughTheApplicationSurface) {
+  RoomRecord room;
+  room.name = "rm_plain";
+  room.width = 320;
+  room.height = 320;
+  Start({room});
+  // The application surface becomes 32 x 32 at the next draw while the window stays 64 x 64.
+  EXPECT_EQ(Call("surface_resize", {R(AppSurface().id), R(32), R(32)}).real(), 1);
+  EXPECT_EQ(Call("surface_get_width", {R(AppSurface().id)}).real(), 64);
+  game_.Frame();
+  EXPECT_EQ(Call("surface_get_width", {R(AppSurface().id)}).real(), 32);
+  // Without views the client size spans the room.
+  EXPECT_EQ(ToRoom(32, 16), std::make_pair(160.0f, 80.0f));
+  EXPECT_EQ(Call("display_get_gui_width").real(), 32);
+  Call("display_set_gui_size", {R(128), R(64)});
+  EXPECT_EQ(Call("display_get_gui_width").real(), 128);
+}
+
+TEST_F(RoomDrawTest, KeepAspectLetterboxesAndTheMouseStillMapsToTheRoom) {
+  game_.info_flags = 0x10;  // keep aspect
+  RoomRecord room;
+  room.name = "rm_plain";
+  room.width = 128;
+  room.height = 64;
+  Start({room});
+  Call("surface_resize", {R(AppSurface().id), R(64), R(32)});
+  game_.Frame();
+  game_.Frame();
+  int32_t ox = 0, oy = 0;
+  View_FitOffsets(&ox, &oy);
+  EXPECT_EQ(ox, 0);
+  EXPECT_EQ(oy, 16);  // bars of 16 above and below a 64 x 32 picture
+  EXPECT_EQ(ToRoom(0, 16), std::make_pair(0.0f, 0.0f));
+  EXPECT_EQ(ToRoom(32, 32), std::make_pair(64.0f, 32.0f));
+  float left = 0, top = 0, right = 0, bottom = 0;
+  View_AppSurfaceRect(&left, &top, &right, &bottom);
+  EXPECT_EQ(top, 16);
+  EXPECT_EQ(bottom, 48);
+}
+
+TEST_F(RoomDrawTest, SurfaceIdsGrowAndTheTargetStackKeepsItsLimits) {
+  RoomRecord room;
+  room.name = "rm_plain";
+  Start({room});
+  const int32_t a = static_cast<int32_t>(Call("surface_create", {R(8), R(8)}).real());
+  const int32_t b = static_cast<int32_t>(Call("surface_create", {R(8), R(8)}).real());
+  EXPECT_EQ(b, a + 1);
+  Call("surface_free", {R(b)});
+  EXPECT_FALSE(Call("surface_exists", {R(b)}).real());
+  EXPECT_EQ(Call("surface_create", {R(8), R(8)}).real(), b + 1);  // not the freed id
+  EXPECT_EQ(ErrorOf("surface_create", {R(0), R(8)}),
+            "Can't create a surface with either a width or height with a value less than or equal to zero");
+  EXPECT_EQ(ErrorOf("surface_resize", {R(a), R(8193), R(8)}), "Invalid surface dimensions");
+
+  // The same id again and again: 17 entries, no device push; the 18th raises.
+  for (int i = 0; i < 17; ++i) EXPECT_TRUE(Call("surface_set_target", {R(a)}).real()) << i;
+  EXPECT_EQ(ErrorOf("surface_set_target", {R(a)}),
+            "Surface stack is full - ensure surface_reset_target() is called for each surface_set_target().");
+  EXPECT_EQ(ErrorOf("surface_free", {R(a)}),
+            "Surface in use via surface_set_target(). It can not be freed until it has been removed from the surface stack.");
+  EXPECT_TRUE(Call("surface_exists", {R(a)}).real());
+  for (int i = 0; i < 17; ++i) EXPECT_EQ(Call("surface_reset_target").real(), 1) << i;
+  EXPECT_EQ(ErrorOf("surface_reset_target"), "Unbalanced surface stack. you are trying to pop a surface that has not been set.");
+
+  // Changing ids push the device's own stack, which holds 8.
+  std::vector<int32_t> ids;
+  for (int i = 0; i < 9; ++i) ids.push_back(static_cast<int32_t>(Call("surface_create", {R(4), R(4)}).real()));
+  for (int i = 0; i < 8; ++i) EXPECT_TRUE(Call("surface_set_target", {R(ids[i])}).real()) << i;
+  EXPECT_EQ(ErrorOf("surface_set_target", {R(ids[8])}),
+            "surface stack is full - ensure surface_reset_target() is called for each surface_set_target().");
+  for (int i = 0; i < 8; ++i) Call("surface_reset_target");
+  EXPECT_EQ(Surface_StackDepth(), 0);
+
+  // The application surface survives a script's free; a device reset frees every surface.
+  Call("surface_free", {R(AppSurface().id)});
+  EXPECT_TRUE(Call("surface_exists", {R(AppSurface().id)}).real());
+  Surface_Free_All();
+  EXPECT_FALSE(Call("surface_exists", {R(a)}).real());
+  EXPECT_EQ(AppSurface().id, kNoSurface);
+  game_.Frame();
+  EXPECT_TRUE(Surface_Exists(AppSurface().id));
+}
+
+TEST_F(RoomDrawTest, AClearInsideAPortStaysInThePort) {
+  RoomRecord room;
+  room.name = "rm_plain";
+  Start({room});
+  Start_Frame();
+  device_.clear_record();
+  GR_SetViewport(0, 0, 64, 64);
+  Draw_Clear(0xFF112233u, 1.0f, 0, 7);
+  EXPECT_EQ(device_.count(DeviceCallKind::kClear), 1);
+  GR_SetViewport(8, 8, 16, 16);
+  Draw_Clear(0xFF112233u, 1.0f, 0, 7);
+  EXPECT_EQ(device_.count(DeviceCallKind::kClear), 1);  // drawn, not cleared
+  ASSERT_FALSE(device_.draws().empty());
+  EXPECT_EQ(device_.draws().back().vertex_count, 4);
+  EXPECT_EQ(device_.draws().back().viewport.x, 8);
+}
+
+}  // namespace
