@@ -229,7 +229,7 @@ TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   Call("sprite_set_offset", {R(kSprWhite), R(4), R(6)});
   EXPECT_EQ(Call("sprite_get_yoffset", {R(kSprWhite)}).real(), 6);
   const tsl::Value copy = Call("sprite_duplicate", {R(kSprFrames)});
-  EXPECT_EQ(copy.real(), 4);
+  EXPECT_EQ(copy.real(), kSprDot + 1);
   EXPECT_EQ(Call("sprite_get_number", {*copy}).real(), 3);
   const tsl::Value uvs = Call("sprite_get_uvs", {R(kSprTrimmed), R(0)});
   ASSERT_EQ(RV_Kind(*uvs), static_cast<uint32_t>(kRVArray));
@@ -237,7 +237,7 @@ TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   EXPECT_DOUBLE_EQ(RV_ToDouble(uvs.get()->pArray->pArray[4]), 4.0);
   EXPECT_THROW(Call("sprite_get_uvs", {R(42), R(0)}), KVTSLException);
   EXPECT_EQ(Call("sprite_delete", {*copy}).real(), 1);
-  EXPECT_EQ(Call("sprite_duplicate", {R(kSprWhite)}).real(), 4);  // the freed id comes back
+  EXPECT_EQ(Call("sprite_duplicate", {R(kSprWhite)}).real(), kSprDot + 1);  // the freed id comes back
 }
 
 }  // namespace

@@ -33,11 +33,11 @@ void fill(std::vector<uint8_t>* pixels, int x0, int y0, int w, int h, uint32_t c
 
 TpagEntry entry(uint16_t x, uint16_t y, uint16_t w, uint16_t h) { return TpagEntry{x, y, w, h, 0, 0, w, h, w, h, 0}; }
 
-SpriteRecord sprite(const char* name, std::vector<Ref> frames, float speed) {
+SpriteRecord sprite(const char* name, std::vector<Ref> frames, float speed, int32_t size = 16) {
   SpriteRecord s;
   s.name = name;
-  s.width = s.height = 16;
-  s.bbox_right = s.bbox_bottom = 15;
+  s.width = s.height = size;
+  s.bbox_right = s.bbox_bottom = size - 1;
   s.speed = speed;
   s.speed_type = 1;
   s.frames = std::move(frames);
@@ -55,6 +55,8 @@ std::vector<uint8_t> DrawGame_PagePixels() {
   fill(&pixels, 16, 16, 16, 16, kYellow);
   fill(&pixels, 0, 32, 16, 16, kMagenta);
   fill(&pixels, 4, 52, 8, 8, kCyan);
+  fill(&pixels, 32, 32, 32, 32, kGreen);
+  fill(&pixels, 32, 16, 4, 4, kWhite);
   return pixels;
 }
 
@@ -82,14 +84,15 @@ bool DrawGame::Start() {
   for (size_t i = 0; i < rooms.size(); ++i) header.room_order.push_back(static_cast<uint32_t>(i));
   Writer writer;
   add_gen8(writer, header);
-  const std::vector<Label> e = new_labels(writer, 7);
+  const std::vector<Label> e = new_labels(writer, 9);
   add_sprt(writer, 2,
            {sprite("spr_frames", {e[0] + 0, e[1] + 0, e[2] + 0}, sprite_speed),
             sprite("spr_white", {e[3] + 0}, 1.0f), sprite("spr_back", {e[5] + 0}, 1.0f), [&] {
               SpriteRecord trimmed = sprite("spr_trimmed", {e[6] + 0}, 1.0f);
               trimmed.x_origin = trimmed.y_origin = 8;
               return trimmed;
-            }()});
+            }(),
+            sprite("spr_big", {e[7] + 0}, 1.0f, 32), sprite("spr_dot", {e[8] + 0}, 1.0f, 4)});
   BackgroundRecord tiles;
   tiles.name = "ts_tiles";
   tiles.page_entry = e[4] + 0;
@@ -103,7 +106,8 @@ bool DrawGame::Start() {
   add_room(writer, rooms);
   add_tpag(writer,
            {entry(0, 0, 16, 16), entry(16, 0, 16, 16), entry(32, 0, 16, 16), entry(48, 0, 16, 16),
-            entry(0, 16, 32, 16), entry(0, 32, 16, 16), TpagEntry{4, 52, 8, 8, 4, 4, 8, 8, 16, 16, 0}},
+            entry(0, 16, 32, 16), entry(0, 32, 16, 16), TpagEntry{4, 52, 8, 8, 4, 4, 8, 8, 16, 16, 0},
+            entry(32, 32, 32, 32), entry(32, 16, 4, 4)},
            e);
   const std::vector<uint8_t> pixels = DrawGame_PagePixels();
   add_txtr(writer, {TxtrRecord{0, 1, kPage, kPage, 0, page::encode_qoi(pixels.data(), kPage, kPage)}});

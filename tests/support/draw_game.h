@@ -8,6 +8,8 @@
 //   row 1: empty, yellow                   tile set 0 "ts_tiles": tile 0 empty, tile 1 yellow
 //   row 2: magenta                         sprite 2 "spr_back"
 //   row 3: a cyan 8 x 8 square at (4, 52)  sprite 3 "spr_trimmed": a 16 x 16 box trimmed to the square
+// and, for the sprite benchmark, sprite 4 "spr_big" (the 32 x 32 green square at (32, 32)) and
+// sprite 5 "spr_dot" (the 4 x 4 white square at (32, 16)).
 // Event code of the objects is the test's own functions, by code index (code()).
 #include <cstdint>
 #include <optional>
@@ -24,6 +26,8 @@ constexpr int32_t kSprFrames = 0;
 constexpr int32_t kSprWhite = 1;
 constexpr int32_t kSprBack = 2;
 constexpr int32_t kSprTrimmed = 3;
+constexpr int32_t kSprBig = 4;
+constexpr int32_t kSprDot = 5;
 constexpr int32_t kTileSet = 0;
 
 constexpr uint32_t kRed = 0xFF0000FFu;  // words with red in the lowest byte
