@@ -154,6 +154,7 @@ void BM_SpriteRoom(benchmark::State& state) {
   }
   state.counters["fps"] = static_cast<double>(frames) / wall;
   state.counters["cpu_us_per_instance"] = cpu * 1e6 / static_cast<double>(frames) / count;
+  state.counters["draw_calls"] = GR_Batch_Stats().draws_last_frame;
   game.Stop();
   Platform_TakeQuitSignal();
 }
