@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "scripts/globals.h"
 #include "state/snowstate.h"
 
 extern const KVScriptRow g_CompiledScriptRows[];
@@ -22,8 +23,10 @@ KVCodeTables* Compiled_CodeTables() {
   static std::vector<KVFunctionEntry*> functions;
   if (tables.scriptTable != nullptr) return &tables;
   append(&variables, SnowState_VariableEntries());
+  append(&variables, GameGlobals_VariableEntries());
   variables.push_back(nullptr);
   append(&functions, SnowState_FunctionEntries());
+  append(&functions, GameGlobals_FunctionEntries());
   functions.push_back(nullptr);
   tables.variableCount = static_cast<int32_t>(variables.size()) - 1;
   tables.functionSlotCount = static_cast<int32_t>(functions.size()) - 1;

@@ -69,13 +69,6 @@ int32_t DrawGame::code(const char* name, DrawEventFn fn) {
 }
 
 bool DrawGame::Start() {
-  ResetLoaderState();
-  if (!InitGame()) return false;
-  tables_ = KVCodeTables{};
-  tables_.scriptCount = static_cast<int32_t>(rows_.size());
-  tables_.scriptTable = rows_.data();
-  g_CodeTables = &tables_;
-
   Gen8Record header = MinimalHeader(17, 2, 60.0f);
   header.window_width = window_width;
   header.window_height = window_height;
@@ -111,7 +104,17 @@ bool DrawGame::Start() {
            e);
   const std::vector<uint8_t> pixels = DrawGame_PagePixels();
   add_txtr(writer, {TxtrRecord{0, 1, kPage, kPage, 0, page::encode_qoi(pixels.data(), kPage, kPage)}});
-  image_ = BuildImage(writer);
+  tables_ = KVCodeTables{};
+  tables_.scriptCount = static_cast<int32_t>(rows_.size());
+  tables_.scriptTable = rows_.data();
+  return StartImage(BuildImage(writer), &tables_);
+}
+
+bool DrawGame::StartImage(std::vector<uint8_t> image, KVCodeTables* tables) {
+  ResetLoaderState();
+  if (!InitGame()) return false;
+  g_CodeTables = tables;
+  image_ = std::move(image);
   const auto size = static_cast<uint32_t>(image_.size());
   if (!HeaderScan(image_.data(), size)) return false;
   if (!Window_Create(window_width, window_height) || !Graphics_Init()) return false;
@@ -119,6 +122,9 @@ bool DrawGame::Start() {
   Code_InstallScriptLookup();
   if (!LoadGameData(image_.data(), size)) return false;
   if (!Object_Prepare() || !Room_Prepare() || !InitGraphics()) return false;
+  // As the runner's game start: the world's state reset, the global scripts, the first room.
+  Game_ResetForRestart();
+  if (!Script_RunGlobalInit()) return false;
   started_ = Room_StartFirst();
   return started_;
 }

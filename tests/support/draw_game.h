@@ -59,6 +59,9 @@ class DrawGame {
 
   // Writes, loads and starts the game on the installed platform; false at the first step that fails.
   bool Start();
+  // Loads and starts another data file (image) with the given code tables the same way, the global
+  // scripts run before the first room as at a game's start.
+  bool StartImage(std::vector<uint8_t> image, KVCodeTables* tables);
   // One frame of the runner: the step, the purge, the room draw and the end of the frame.
   void Frame();
   // The window's picture (the main render target) at (x, y), as a word with red in the lowest byte.
