@@ -1,25 +1,12 @@
 #include "input/io_coords.h"
 
-#include "core/frame_state.h"
-#include "graphics/window.h"
-#include "world/room.h"
+#include "graphics/view.h"
 
-void IO_WindowToRoom(float wx, float wy, float* rx, float* ry) {
-  const CRoom* room = Run_Room;
-  const WindowState& window = Window_State();
-  if (room == nullptr || window.client_width <= 0 || window.client_height <= 0) {
-    *rx = wx;
-    *ry = wy;
-    return;
-  }
-  *rx = static_cast<float>(static_cast<int32_t>(wx * static_cast<float>(room->width) / static_cast<float>(window.client_width)));
-  *ry = static_cast<float>(static_cast<int32_t>(wy * static_cast<float>(room->height) / static_cast<float>(window.client_height)));
-}
+// The mouse maps through the room draw's view ports and fit offsets, and the GUI through its
+// inverse matrix, so that what a script reads matches what the frame showed.
+void IO_WindowToRoom(float wx, float wy, float* rx, float* ry) { Window_To_Room(wx, wy, rx, ry); }
 
-void IO_WindowToGui(float wx, float wy, float* gx, float* gy) {
-  *gx = wx;
-  *gy = wy;
-}
+void IO_WindowToGui(float wx, float wy, float* gx, float* gy) { Window_To_Gui(wx, wy, gx, gy); }
 
 void IO_GuiToWindow(float gx, float gy, float* wx, float* wy) {
   *wx = gx;
