@@ -146,11 +146,11 @@ struct Conversion {
   int width = -1;
   int precision = -1;
   char type = 0;
-  std::string Spec() const {
-    std::string spec = "%" + flags;
-    if (width >= 0) spec += std::to_string(width);
-    if (precision >= 0) spec += "." + std::to_string(precision);
-    return spec;
+  std::string Prefix() const {
+    std::string prefix = "%" + flags;
+    if (width >= 0) prefix += std::to_string(width);
+    if (precision >= 0) prefix += "." + std::to_string(precision);
+    return prefix;
   }
 };
 
@@ -170,24 +170,24 @@ std::string format_conversion(const Conversion& c, const RValue& value) {
   if (c.type == 's') return format_text(c, value);
   char buffer[512];
   int written = 0;
-  const std::string spec = c.Spec();
+  const std::string prefix = c.Prefix();
   switch (c.type) {
     case 'd':
     case 'i':
-      written = std::snprintf(buffer, sizeof buffer, (spec + "lld").c_str(), static_cast<long long>(format_integer(value)));
+      written = std::snprintf(buffer, sizeof buffer, (prefix + "lld").c_str(), static_cast<long long>(format_integer(value)));
       break;
     case 'u':
     case 'o':
     case 'x':
     case 'X':
-      written = std::snprintf(buffer, sizeof buffer, (spec + "ll" + c.type).c_str(),
+      written = std::snprintf(buffer, sizeof buffer, (prefix + "ll" + c.type).c_str(),
                               static_cast<unsigned long long>(format_integer(value)));
       break;
     case 'c':
-      written = std::snprintf(buffer, sizeof buffer, (spec + "c").c_str(), static_cast<int>(format_integer(value)));
+      written = std::snprintf(buffer, sizeof buffer, (prefix + "c").c_str(), static_cast<int>(format_integer(value)));
       break;
     default:  // e, E, f, F, g, G, a, A
-      written = std::snprintf(buffer, sizeof buffer, (spec + c.type).c_str(), format_number(value));
+      written = std::snprintf(buffer, sizeof buffer, (prefix + c.type).c_str(), format_number(value));
       break;
   }
   if (written < 0) return std::string();
