@@ -6,6 +6,7 @@
 #include "core/function_table.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_rooms.h"
+#include "graphics/camera.h"
 #include "run/asset_readers.h"
 #include "run/run_subjects.h"
 #include "support/fixture.h"
@@ -39,6 +40,7 @@ void WorldTest::TearDown() {
   // The rooms release their instances (each leaves its object's lists), then the tables go.
   Room_FreeAll();
   room_ = nullptr;
+  Camera_FreeAll();  // the default camera the start-up made, as the runner's game end frees it
   ResetLoaderState();
   Instance_ResetState();
   Object_ClearAssets();
