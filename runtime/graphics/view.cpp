@@ -103,7 +103,10 @@ void View_SetRoom(bool exists, float width, float height) {
 
 // ---- GUI ------------------------------------------------------------------------------------------
 
-GuiState::GuiState() { Matrix_Identity(inverse); }
+GuiState::GuiState() {
+  Matrix_Identity(matrix);
+  Matrix_Identity(inverse);
+}
 
 GuiState& Gui_State() { return g_gui; }
 
@@ -165,6 +168,7 @@ void Gui_Setup() {
   view[12] = xoff;
   view[13] = yoff;
   view[14] = 16000.0f;
+  std::memcpy(g_gui.matrix, view, sizeof(view));
   if (!Matrix_Inverse(view, g_gui.inverse)) Matrix_Identity(g_gui.inverse);
   GR_Set_Matrices(nullptr, view, projection);
   const float hw = dw * 0.5f, hh = dh * 0.5f;
@@ -284,6 +288,12 @@ void Window_To_Gui(float wx, float wy, float* gx, float* gy) {
   const float* m = g_gui.inverse;
   *gx = vx * m[0] + vy * m[4] + 16000.0f * m[8] + m[12];
   *gy = vx * m[1] + vy * m[5] + 16000.0f * m[9] + m[13];
+}
+
+void Gui_To_Window(float gx, float gy, float* wx, float* wy) {
+  const float* m = g_gui.matrix;
+  *wx = gx * m[0] + gy * m[4] + m[12] + static_cast<float>(W().display_width) * 0.5f;
+  *wy = gx * m[1] + gy * m[5] + m[13] + static_cast<float>(W().display_height) * 0.5f;
 }
 
 void View_Reset() {

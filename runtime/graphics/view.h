@@ -48,7 +48,8 @@ struct GuiState {
   bool maximised = false;
   float xscale = 1.0f, yscale = 1.0f;
   float xoffset = -1.0f, yoffset = -1.0f;
-  float inverse[16];
+  float matrix[16];   // the GUI pass's view matrix: GUI coordinates to its view space
+  float inverse[16];  // and back
   GuiState();
 };
 GuiState& Gui_State();
@@ -77,6 +78,9 @@ bool Window_To_View(int32_t view, float wx, float wy, float* rx, float* ry);
 void Window_To_Room(float wx, float wy, float* rx, float* ry);
 // Client coordinates to GUI coordinates (device_mouse_x_to_gui and its kin).
 void Window_To_Gui(float wx, float wy, float* gx, float* gy);
+// GUI coordinates to client coordinates, the inverse of Window_To_Gui (where the GUI pass draws a
+// point).
+void Gui_To_Window(float gx, float gy, float* wx, float* wy);
 // The fit offsets of the picture in the window (black bars with KeepAspect).
 void View_FitOffsets(int32_t* ox, int32_t* oy);
 

@@ -183,6 +183,41 @@ TEST_F(RoomDrawTest, AScaledWindowMapsThroughTheApplicationSurface) {
   EXPECT_EQ(Call("display_get_gui_width").real(), 128);
 }
 
+TEST_F(RoomDrawTest, GuiPointsMapToTheWindowThroughTheGuiPassAndBack) {
+  RoomRecord room;
+  room.name = "rm_plain";
+  Start({room});
+  struct Case {
+    const char* what;
+    const char* builtin;
+    std::vector<double> args;
+    float gx, gy;  // a GUI point
+    float wx, wy;  // where the GUI pass puts it in the 64 x 64 window
+  };
+  const Case cases[] = {
+      {"a GUI twice as wide as the window", "display_set_gui_size", {128, 64}, 128, 64, 64, 64},
+      {"the same, inside", "display_set_gui_size", {128, 64}, 40, 10, 20, 10},
+      {"maximised with scales and offsets", "display_set_gui_maximise", {2, 3, 10, 5}, 4, 6, 18, 23},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const std::vector<double>& a = c.args;
+    if (a.size() == 2) {
+      Call(c.builtin, {R(a[0]), R(a[1])});
+    } else {
+      Call(c.builtin, {R(a[0]), R(a[1]), R(a[2]), R(a[3])});
+    }
+    game_.Frame();  // the GUI pass sets its matrix
+    float wx = 0, wy = 0, gx = 0, gy = 0;
+    Gui_To_Window(c.gx, c.gy, &wx, &wy);
+    EXPECT_FLOAT_EQ(wx, c.wx);
+    EXPECT_FLOAT_EQ(wy, c.wy);
+    Window_To_Gui(wx, wy, &gx, &gy);
+    EXPECT_FLOAT_EQ(gx, c.gx);
+    EXPECT_FLOAT_EQ(gy, c.gy);
+  }
+}
+
 TEST_F(RoomDrawTest, KeepAspectLetterboxesAndTheMouseStillMapsToTheRoom) {
   game_.info_flags = 0x10;  // keep aspect
   RoomRecord room;
