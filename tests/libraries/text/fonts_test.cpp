@@ -1,0 +1,184 @@
+// The font store: the game's fonts as registered at start-up (glyph rows against the runtime's
+// atlas), the default font, scaling, glyph and kerning edits, superfonts, and the library's errors.
+#include <string>
+
+#include "data/asset_names.h"
+#include "graphics/font.h"
+#include "text_fixture.h"
+
+namespace {
+
+// Glyph columns as scripts name them (SCRIBBLE_GLYPH).
+constexpr double kCharacter = 0, kBidi = 2, kXOffset = 3, kWidth = 5, kHeight = 6, kFontHeight = 7,
+                 kSeparation = 8, kU0 = 12, kU1 = 13, kV0 = 14, kV1 = 15;
+
+const TextFont* runtime_font(const char* name) {
+  const AssetRef asset = Asset_Lookup(name);
+  return asset.kind == datawin::kAssetFont ? Font_At(asset.index) : nullptr;
+}
+
+class FontsTest : public TextLibraryTest {
+ protected:
+  double glyph(const char* font, const char* character, double column) {
+    return call(tsl_Script_scribble_glyph_get, {*str(font), *str(character), RV_Real(column)}).real();
+  }
+  bool exists(const char* font) { return RV_ToBool(*call(tsl_Script_scribble_font_exists, {*str(font)})); }
+};
+
+TEST_F(FontsTest, GameFontsAreRegisteredAtStartWithTheFirstAsDefault) {
+  for (const char* name : {"fnt_regular", "fnt_regular_small", "fnt_title"}) EXPECT_TRUE(exists(name)) << name;
+  EXPECT_FALSE(exists("fnt_missing"));
+  const tsl::Value def = call(tsl_Script_scribble_font_get_default);
+  ASSERT_EQ(RV_Kind(*def), static_cast<uint32_t>(kRVString));
+  EXPECT_STREQ(RV_StringText(*def), "fnt_regular");
+}
+
+TEST_F(FontsTest, GlyphRowsMatchTheRuntimeAtlas) {
+  for (const char* name : {"fnt_regular", "fnt_regular_small", "fnt_title"}) {
+    SCOPED_TRACE(name);
+    const TextFont* font = runtime_font(name);
+    ASSERT_NE(font, nullptr);
+    float texel_w = 0, texel_h = 0;
+    ASSERT_NE(Font_Texture(*font, &texel_w, &texel_h), nullptr);
+    for (const char* ch : {"A", "g", "7", " "}) {
+      SCOPED_TRACE(ch);
+      const FontGlyph* g = font->GetGlyph(static_cast<uint32_t>(ch[0]));
+      ASSERT_NE(g, nullptr);
+      int32_t px = 0, py = 0;
+      Font_GlyphPagePosition(*font, *g, &px, &py);
+      EXPECT_EQ(glyph(name, ch, kCharacter), ch[0]);
+      EXPECT_EQ(glyph(name, ch, kWidth), g->w);
+      EXPECT_EQ(glyph(name, ch, kHeight), g->h);
+      EXPECT_EQ(glyph(name, ch, kSeparation), g->shift);
+      EXPECT_EQ(glyph(name, ch, kXOffset), g->offset);
+      EXPECT_NEAR(glyph(name, ch, kU0), px * texel_w, 1e-6);
+      EXPECT_NEAR(glyph(name, ch, kV0), py * texel_h, 1e-6);
+      EXPECT_NEAR(glyph(name, ch, kU1), (px + g->w) * texel_w, 1e-6);
+      EXPECT_NEAR(glyph(name, ch, kV1), (py + g->h) * texel_h, 1e-6);
+    }
+    // Classes: whitespace, symbol, left-to-right.
+    EXPECT_EQ(glyph(name, " ", kBidi), 0);
+    EXPECT_EQ(glyph(name, "!", kBidi), 1);
+    EXPECT_EQ(glyph(name, "A", kBidi), 4);
+  }
+}
+
+TEST_F(FontsTest, HasCharacterOnlyForGlyphsOfTheFont) {
+  EXPECT_TRUE(RV_ToBool(*call(tsl_Script_scribble_font_has_character, {*str("fnt_regular"), *str("A")})));
+  EXPECT_TRUE(RV_ToBool(*call(tsl_Script_scribble_font_has_character, {*str("fnt_regular"), RV_Real(65)})));
+  EXPECT_FALSE(RV_ToBool(*call(tsl_Script_scribble_font_has_character, {*str("fnt_regular"), RV_Real(0x4E00)})));
+}
+
+TEST_F(FontsTest, ScalingTwiceMultipliesMetricsAndHeight) {
+  const double sep = glyph("fnt_regular", "A", kSeparation);
+  const double height = glyph("fnt_regular", " ", kFontHeight);
+  const double u0 = glyph("fnt_regular", "A", kU0);
+  call(tsl_Script_scribble_font_scale, {*str("fnt_regular"), RV_Real(2)});
+  call(tsl_Script_scribble_font_scale, {*str("fnt_regular"), RV_Real(2)});
+  EXPECT_EQ(glyph("fnt_regular", "A", kSeparation), 4 * sep);
+  EXPECT_EQ(glyph("fnt_regular", " ", kFontHeight), 4 * height);
+  EXPECT_EQ(glyph("fnt_regular", "A", kU0), u0);  // the atlas doesn't change
+}
+
+TEST_F(FontsTest, AddingAFontAgainReplacesItWithAWarningAndKeepsTheDefault) {
+  call(tsl_Script_scribble_font_scale, {*str("fnt_title"), RV_Real(3)});
+  const double scaled = glyph("fnt_title", "A", kSeparation);
+  ConsoleCapture capture;
+  call(tsl_Script_scribble_font_add, {*str("fnt_title")});
+  EXPECT_NE(capture.text().find("Warning! A font for \"fnt_title\" has already been added. Destroying the old font "
+                                "and creating a new one"),
+            std::string::npos);
+  EXPECT_EQ(glyph("fnt_title", "A", kSeparation) * 3, scaled);
+  EXPECT_STREQ(RV_StringText(*call(tsl_Script_scribble_font_get_default)), "fnt_regular");
+}
+
+TEST_F(FontsTest, DefaultFontIsSetByName) {
+  ConsoleCapture capture;
+  call(tsl_Script_scribble_font_set_default, {*str("fnt_title")});
+  EXPECT_NE(capture.text().find("Setting default font to \"fnt_title\""), std::string::npos);
+  EXPECT_STREQ(RV_StringText(*call(tsl_Script_scribble_font_get_default)), "fnt_title");
+}
+
+TEST_F(FontsTest, ErrorsCarryTheLibrarysTexts) {
+  struct Case {
+    KVScriptFunction script;
+    std::vector<RValue> args;
+    const char* text;
+  };
+  const tsl::Value regular = str("fnt_regular"), missing = str("fnt_nope"), q = str("\xE4\xB8\x80");
+  const Case cases[] = {
+      {tsl_Script_scribble_font_set_default, {RV_Real(3)},
+       "The default font should be defined using its name as a string.\n(Input was an invalid datatype)"},
+      {tsl_Script_scribble_font_has_character, {*missing, RV_Real(65)}, "Font \"fnt_nope\" not recognised"},
+      {tsl_Script_scribble_glyph_get, {*regular, *q, RV_Real(8)}, "Character \"\xE4\xB8\x80\" not found for font \"fnt_regular\""},
+      {tsl_Script_scribble_font_scale, {RV_Real(0), RV_Real(2)},
+       "Fonts should be specified using their name as a string.\n(Input was an invalid datatype)"},
+      {tsl_Script_scribble_super_clear, {*regular}, "Cannot clear non-superfont fonts"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_NE(error_of(c.script, c.args).find(c.text), std::string::npos);
+  }
+}
+
+TEST_F(FontsTest, GlyphSetEditsOneOrAllGlyphs) {
+  const double a = glyph("fnt_regular", "A", kSeparation);
+  const double b = glyph("fnt_regular", "B", kSeparation);
+  call(tsl_Script_scribble_glyph_set, {*str("fnt_regular"), *str("A"), RV_Real(kSeparation), RV_Real(5), RV_Bool(true)});
+  EXPECT_EQ(glyph("fnt_regular", "A", kSeparation), a + 5);
+  EXPECT_EQ(glyph("fnt_regular", "B", kSeparation), b);
+  call(tsl_Script_scribble_glyph_set, {*str("fnt_regular"), *str("all"), RV_Real(kSeparation), RV_Real(9), RV_Bool(false)});
+  EXPECT_EQ(glyph("fnt_regular", "A", kSeparation), 9);
+  EXPECT_EQ(glyph("fnt_regular", "B", kSeparation), 9);
+  // The space's font height is every glyph's.
+  call(tsl_Script_scribble_glyph_set, {*str("fnt_regular"), *str(" "), RV_Real(kFontHeight), RV_Real(40), RV_Bool(false)});
+  EXPECT_EQ(glyph("fnt_regular", "Q", kFontHeight), 40);
+}
+
+TEST_F(FontsTest, KerningPairsAreSetAndRead) {
+  const auto pair = [&](const char* a, const char* b) {
+    return call(tsl_Script_scribble_kerning_pair_get, {*str("fnt_regular"), *str(a), *str(b)}).real();
+  };
+  call(tsl_Script_scribble_kerning_pair_set, {*str("fnt_regular"), *str("x"), *str("y"), RV_Real(-3), RV_Bool(false)});
+  EXPECT_EQ(pair("x", "y"), -3);
+  call(tsl_Script_scribble_kerning_pair_set, {*str("fnt_regular"), *str("x"), *str("y"), RV_Real(1), RV_Bool(true)});
+  EXPECT_EQ(pair("x", "y"), -2);
+  EXPECT_EQ(pair("y", "x"), 0);
+}
+
+TEST_F(FontsTest, SuperfontsTakeCopiedGlyphs) {
+  call(tsl_Script_scribble_super_create, {*str("fnt_super")});
+  const tsl::Value range = tsl::call("@@NewTSLArray@@", nullptr, nullptr, {*str("A"), *str("C")});
+  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_title"), RV_Bool(true), *range, *str(" ")});
+  const auto has = [&](const char* ch) {
+    return RV_ToBool(*call(tsl_Script_scribble_font_has_character, {*str("fnt_super"), *str(ch)}));
+  };
+  EXPECT_TRUE(has("A"));
+  EXPECT_TRUE(has("C"));
+  EXPECT_TRUE(has(" "));
+  EXPECT_FALSE(has("D"));
+  EXPECT_EQ(glyph("fnt_super", "B", kSeparation), glyph("fnt_title", "B", kSeparation));
+  // Without overwrite a glyph already there stays.
+  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_regular"), RV_Bool(false), *str("B")});
+  EXPECT_EQ(glyph("fnt_super", "B", kSeparation), glyph("fnt_title", "B", kSeparation));
+  call(tsl_Script_scribble_super_glyph_delete, {*str("fnt_super"), *str("B")});
+  EXPECT_FALSE(has("B"));
+  EXPECT_TRUE(has("C"));
+  call(tsl_Script_scribble_super_clear, {*str("fnt_super")});
+  EXPECT_FALSE(has("A"));
+}
+
+TEST_F(FontsTest, DuplicateRenameAndDelete) {
+  call(tsl_Script_scribble_font_duplicate, {*str("fnt_regular"), *str("fnt_copy")});
+  EXPECT_EQ(glyph("fnt_copy", "A", kSeparation), glyph("fnt_regular", "A", kSeparation));
+  call(tsl_Script_scribble_font_rename, {*str("fnt_copy"), *str("fnt_renamed")});
+  EXPECT_FALSE(exists("fnt_copy"));
+  EXPECT_TRUE(exists("fnt_renamed"));
+  call(tsl_Script_scribble_font_delete, {*str("fnt_renamed")});
+  EXPECT_FALSE(exists("fnt_renamed"));
+  // Deleting the default font leaves none set.
+  call(tsl_Script_scribble_font_delete, {*str("fnt_regular")});
+  EXPECT_EQ(RV_Kind(*call(tsl_Script_scribble_font_get_default)), static_cast<uint32_t>(kRVUndefined));
+}
+
+}  // namespace
