@@ -11,8 +11,6 @@
 #include "core/memory.h"
 #include "core/rvalue.h"
 #include "core/timing.h"
-#include "graphics/image_files.h"
-#include "graphics/surface.h"
 #include "graphics/texture_load.h"
 #include "platform/files.h"
 #include "platform/process.h"
@@ -85,15 +83,8 @@ bool handle_room_request() {
 void save_frame_if_due() {
   const RunOptions& options = Run_Options();
   if (!options.save_frame || DrawnSteps != options.save_frame_at) return;
-  const WindowState& window = Window_State();
-  SpriteBitmap picture;
-  std::vector<uint8_t> png;
-  if (Screen_Read_Rect(0, 0, window.display_width, window.display_height, &picture) &&
-      Image_EncodePng(picture.pixels.data(), picture.width, picture.height, &png) &&
-      Platform_WriteWholeFile(options.save_frame_path, png.data(), png.size())) {
+  if (Harness_SaveShot(options.save_frame_path)) {
     g_ReleaseConsole->Output("Saved frame %d to %s\n", options.save_frame_at, options.save_frame_path.c_str());
-  } else {
-    g_ReleaseConsole->Output("Could not save frame %d to %s\n", options.save_frame_at, options.save_frame_path.c_str());
   }
   Game_End(0, false);
 }

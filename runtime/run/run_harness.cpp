@@ -1,7 +1,5 @@
 #include "run/run_harness.h"
 
-#include <png.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cinttypes>
@@ -14,9 +12,11 @@
 #include "core/memory.h"
 #include "core/object.h"
 #include "core/variable_names.h"
-#include "graphics/gr_texture.h"
+#include "graphics/image_files.h"
+#include "graphics/surface.h"
 #include "graphics/window.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "world/instance.h"
 #include "world/object_type.h"
 #include "world/room.h"
@@ -97,27 +97,6 @@ std::string instance_line(CInstance* instance) {
   return line + " " + variables_text(KV_AsObject(instance)) + "\n";
 }
 
-bool write_png(const std::string& path, const std::vector<uint32_t>& pixels, int32_t width, int32_t height) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
-  bool ok = false;
-  if (info != nullptr && setjmp(png_jmpbuf(png)) == 0) {
-    png_init_io(png, file);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8, PNG_COLOR_TYPE_RGBA,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(png, info);
-    for (int32_t y = 0; y < height; ++y) {
-      png_write_row(png, reinterpret_cast<png_const_bytep>(pixels.data() + static_cast<size_t>(y) * width));
-    }
-    png_write_end(png, nullptr);
-    ok = true;
-  }
-  png_destroy_write_struct(&png, &info);
-  return std::fclose(file) == 0 && ok;
-}
-
 }  // namespace
 
 void Harness_Begin(const RunOptions& options) {
@@ -185,21 +164,15 @@ bool Harness_SaveDigest(const std::string& path, int64_t frame) {
 }
 
 bool Harness_SaveShot(const std::string& path) {
-  IDevice* device = Graphics_Device();
-  const GRTexture* target = GR_MainRenderTexture();
-  std::vector<uint32_t> pixels;
-  bool read = false;
-  if (device != nullptr && target != nullptr && target->device_ != 0) {
-    device->SetRenderTarget(target->device_);
-    device->Flush();
-    pixels.resize(static_cast<size_t>(target->width_) * static_cast<size_t>(target->height_));
-    read = device->ReadPixels(DeviceRect{0, 0, target->width_, target->height_}, pixels.data());
-  }
-  if (!read) {
+  const WindowState& window = Window_State();
+  SpriteBitmap picture;
+  std::vector<uint8_t> png;
+  if (!Screen_Read_Rect(0, 0, window.display_width, window.display_height, &picture) ||
+      !Image_EncodePng(picture.pixels.data(), picture.width, picture.height, &png)) {
     g_ReleaseConsole->Output("Unable to save the picture %s: the window's picture can't be read\n", path.c_str());
     return false;
   }
-  if (!write_png(path, pixels, target->width_, target->height_)) {
+  if (!Platform_WriteWholeFile(path, png.data(), png.size())) {
     g_ReleaseConsole->Output("Unable to write the picture %s\n", path.c_str());
     return false;
   }
