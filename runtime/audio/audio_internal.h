@@ -127,6 +127,8 @@ struct PlayParams {
 int32_t Audio_Play(const PlayParams& params);
 // The active voice with that id that isn't being stopped, or null.
 CNoise* Audio_FindVoice(int32_t id);
+// The emitter in that slot, or null for an index out of range or a freed slot.
+CEmitter* Audio_FindEmitter(int32_t index);
 // Calls fn for each active voice of a sound id (a voice id: that voice) not being stopped.
 template <class Fn>
 void Audio_ForEachVoice(int32_t id, Fn&& fn) {

@@ -123,6 +123,11 @@ CNoise* Audio_FindVoice(int32_t id) {
   return nullptr;
 }
 
+CEmitter* Audio_FindEmitter(int32_t index) {
+  if (index < 0 || index >= static_cast<int32_t>(S().emitters.size())) return nullptr;
+  return S().emitters[static_cast<size_t>(index)].get();
+}
+
 int32_t Audio_Play(const PlayParams& p) {
   if (!Audio_On()) return -1;
   cAudio_Sound* sound = Audio_FindSound(p.sound);
@@ -136,9 +141,7 @@ int32_t Audio_Play(const PlayParams& p) {
   }
   CEmitter* emitter = nullptr;
   if (p.kind == PlayKind::kOn) {
-    if (p.emitter >= 0 && p.emitter < static_cast<int32_t>(S().emitters.size())) {
-      emitter = S().emitters[static_cast<size_t>(p.emitter)].get();
-    }
+    emitter = Audio_FindEmitter(p.emitter);
     if (emitter == nullptr) {
       g_ReleaseConsole->Output("Error: No emitter found for index %d\n", p.emitter);
       return -1;

@@ -18,51 +18,46 @@ constexpr float kMaxPitch = 256.0f;
 
 int32_t g_music_voice = -1;  // the voice of audio_play_music
 
-// Reads the optional gain, offset, pitch and listener mask from argument `first` on; undefined
-// keeps the default.
-void read_optional(int argc, const RValue* argv, int first, PlayParams* p) {
-  if (Given(argc, argv, first)) p->gain = Float(argc, argv, first);
-  if (Given(argc, argv, first + 1)) p->offset = Float(argc, argv, first + 1);
-  if (Given(argc, argv, first + 2)) p->pitch = Float(argc, argv, first + 2);
-  if (Given(argc, argv, first + 3)) p->listenerMask = static_cast<uint32_t>(KVGetInt64(argv, first + 3));
+// A play builtin's call: false with the error when fewer than `required` arguments are given.
+bool play_arguments(const char* name, int required, int argc) {
+  if (argc >= required) return true;
+  KVError("%s requires at least %d arguments", name, required);
+  return false;
+}
+
+// Reads the optional gain, offset, pitch and listener mask that follow the `first` required
+// arguments (undefined keeps the default), and plays.
+void play(RValue* result, int argc, const RValue* argv, int first, PlayParams p) {
+  if (Given(argc, argv, first)) p.gain = Float(argc, argv, first);
+  if (Given(argc, argv, first + 1)) p.offset = Float(argc, argv, first + 1);
+  if (Given(argc, argv, first + 2)) p.pitch = Float(argc, argv, first + 2);
+  if (Given(argc, argv, first + 3)) p.listenerMask = static_cast<uint32_t>(KVGetInt64(argv, first + 3));
+  Real(result, Audio_Play(p));
 }
 
 AUDIO_FN(F_AudioPlaySound) {
-  if (argc < 3) {
-    KVError("audio_play_sound requires at least 3 arguments");
-    return;
-  }
+  if (!play_arguments("audio_play_sound", 3, argc)) return;
   PlayParams p;
   p.sound = KVGetInt32(argv, 0);
   p.priority = static_cast<float>(KVGetReal(argv, 1));
   p.loop = KVGetBool(argv, 2);
-  read_optional(argc, argv, 3, &p);
-  Real(result, Audio_Play(p));
+  play(result, argc, argv, 3, p);
 }
 
 AUDIO_FN(F_AudioPlaySoundOn) {
-  if (argc < 4) {
-    KVError("audio_play_sound_on requires at least 4 arguments");
-    return;
-  }
+  if (!play_arguments("audio_play_sound_on", 4, argc)) return;
   PlayParams p;
   p.kind = PlayKind::kOn;
   p.emitter = KVGetInt32(argv, 0);
   p.sound = KVGetInt32(argv, 1);
   p.loop = KVGetBool(argv, 2);
   p.priority = static_cast<float>(KVGetReal(argv, 3));
-  if (p.emitter >= 0 && p.emitter < static_cast<int32_t>(Audio().emitters.size())) {
-    if (const CEmitter* e = Audio().emitters[static_cast<size_t>(p.emitter)].get()) p.listenerMask = e->listenerMask;
-  }
-  read_optional(argc, argv, 4, &p);
-  Real(result, Audio_Play(p));
+  if (const CEmitter* e = Audio_FindEmitter(p.emitter)) p.listenerMask = e->listenerMask;
+  play(result, argc, argv, 4, p);
 }
 
 AUDIO_FN(F_AudioPlaySoundAt) {
-  if (argc < 9) {
-    KVError("audio_play_sound_at requires at least 9 arguments");
-    return;
-  }
+  if (!play_arguments("audio_play_sound_at", 9, argc)) return;
   PlayParams p;
   p.kind = PlayKind::kAt;
   p.sound = KVGetInt32(argv, 0);
@@ -74,8 +69,7 @@ AUDIO_FN(F_AudioPlaySoundAt) {
   p.falloffFactor = KVGetFloat(argv, 6);
   p.loop = KVGetBool(argv, 7);
   p.priority = KVGetFloat(argv, 8);
-  read_optional(argc, argv, 9, &p);
-  Real(result, Audio_Play(p));
+  play(result, argc, argv, 9, p);
 }
 
 AUDIO_FN(F_AudioStopSound) {

@@ -10,10 +10,7 @@ using namespace audio_fn;
 namespace {
 
 CEmitter* emitter_arg(int argc, const RValue* argv) {
-  if (!Audio_On()) return nullptr;
-  const int32_t index = Int(argc, argv, 0, -1);
-  if (index < 0 || index >= static_cast<int32_t>(Audio().emitters.size())) return nullptr;
-  return Audio().emitters[static_cast<size_t>(index)].get();
+  return Audio_On() ? Audio_FindEmitter(Int(argc, argv, 0, -1)) : nullptr;
 }
 
 // The placement of each voice of the emitter follows it at once.
