@@ -363,6 +363,20 @@ void GR_Get_Matrix(int32_t index, float out[16]) {
   std::memcpy(out, g_ds.matrices[index], 16 * sizeof(float));
 }
 
+ClipSpaceScope::ClipSpaceScope() {
+  GR_Get_Matrix(kMatrixWorld, saved_[0]);
+  GR_Get_Matrix(kMatrixView, saved_[1]);
+  GR_Get_Matrix(kMatrixProjection, saved_[2]);
+  float identity[16];
+  Matrix_Identity(identity);
+  GR_Set_Matrices(identity, identity, identity);
+}
+
+ClipSpaceScope::~ClipSpaceScope() {
+  GR_Flush();
+  GR_Set_Matrices(saved_[0], saved_[1], saved_[2]);
+}
+
 void GR_Set_Matrices(const float* world, const float* view, const float* projection) {
   if (world == nullptr && view == nullptr && projection == nullptr) return;
   GR_Flush();

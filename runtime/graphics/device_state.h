@@ -45,6 +45,19 @@ void GR_Set_Matrix(int32_t index, const float matrix[16]);
 void GR_Get_Matrix(int32_t index, float out[16]);
 void GR_Set_Matrices(const float* world, const float* view, const float* projection);
 
+// Drawing in clip space: identity world, view and projection matrices for the scope's life; at its
+// end the batch is flushed and the previous matrices come back.
+class ClipSpaceScope {
+ public:
+  ClipSpaceScope();
+  ~ClipSpaceScope();
+  ClipSpaceScope(const ClipSpaceScope&) = delete;
+  ClipSpaceScope& operator=(const ClipSpaceScope&) = delete;
+
+ private:
+  float saved_[3][16];
+};
+
 // Matrix helpers shared with the builtins.
 void Matrix_Identity(float out[16]);
 void Matrix_Multiply(const float a[16], const float b[16], float out[16]);  // a x b

@@ -486,19 +486,15 @@ void Draw_Clear(uint32_t colour, float depth, uint8_t stencil, uint32_t flags) {
   const bool depth_too = (flags & kClearDepth) != 0;
   const uint32_t values[kCount] = {0, 0, 0, (flags & kClearColour) != 0 ? 15u : 0u, depth_too ? 1u : 0u, 8, depth_too ? 1u : 0u};
   for (int i = 0; i < kCount; ++i) RenderState_Set(kIds[i], values[i]);
-  float saved[3][16];
-  GR_Get_Matrix(kMatrixWorld, saved[0]);
-  GR_Get_Matrix(kMatrixView, saved[1]);
-  GR_Get_Matrix(kMatrixProjection, saved[2]);
-  float identity[16];
-  Matrix_Identity(identity);
-  GR_Set_Matrices(identity, identity, identity);
+  Draw_FillViewport(colour, depth);
+  for (int i = 0; i < kCount; ++i) RenderState_Set(kIds[i], saved_states[i]);
+}
+
+void Draw_FillViewport(uint32_t colour, float depth) {
+  ClipSpaceScope clip;
   auto* v = static_cast<VertexColour*>(GR_Alloc_Verts(kPrimTriangleStrip, GR_WhiteTexture(), kFormatColour, 4));
   v[0] = VertexColour{-1.0f, 1.0f, depth, colour};
   v[1] = VertexColour{1.0f, 1.0f, depth, colour};
   v[2] = VertexColour{-1.0f, -1.0f, depth, colour};
   v[3] = VertexColour{1.0f, -1.0f, depth, colour};
-  GR_Flush();
-  GR_Set_Matrices(saved[0], saved[1], saved[2]);
-  for (int i = 0; i < kCount; ++i) RenderState_Set(kIds[i], saved_states[i]);
 }

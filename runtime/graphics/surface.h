@@ -96,6 +96,8 @@ bool Surface_Frame(int32_t id, SpriteFrame* frame, FrameTexture* texture);
 // Flags 1 colour, 2 depth, 4 stencil. A viewport over the whole target clears directly; one over a
 // part draws the clear, so it stays inside the port.
 void Draw_Clear(uint32_t colour, float depth, uint8_t stencil, uint32_t flags);
+// One colour over the whole viewport at that depth, through the render states as they stand.
+void Draw_FillViewport(uint32_t colour, float depth);
 // The size of the current render target: the surface bound at slot 0, else the main target.
 void Surface_TargetSize(int32_t* width, int32_t* height);
 

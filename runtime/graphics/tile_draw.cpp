@@ -12,6 +12,7 @@
 #include "graphics/gr_texture.h"
 #include "graphics/render_state.h"
 #include "graphics/sprite_draw.h"
+#include "graphics/surface.h"
 
 namespace {
 
@@ -190,19 +191,6 @@ void Background_DrawLayer(const BackgroundDraw& b, float roomWidth, float roomHe
   RenderState_Push();
   RenderState_Set(kRSCullMode, 0);
   RenderState_Set(kRSFogEnable, 0);
-  float saved[3][16];
-  GR_Get_Matrix(kMatrixWorld, saved[0]);
-  GR_Get_Matrix(kMatrixView, saved[1]);
-  GR_Get_Matrix(kMatrixProjection, saved[2]);
-  float identity[16];
-  Matrix_Identity(identity);
-  GR_Set_Matrices(identity, identity, identity);
-  auto* v = static_cast<VertexColour*>(GR_Alloc_Verts(kPrimTriangleStrip, GR_WhiteTexture(), kFormatColour, 4));
-  v[0] = VertexColour{-1.0f, 1.0f, 1.0f, colours[0]};
-  v[1] = VertexColour{1.0f, 1.0f, 1.0f, colours[0]};
-  v[2] = VertexColour{-1.0f, -1.0f, 1.0f, colours[0]};
-  v[3] = VertexColour{1.0f, -1.0f, 1.0f, colours[0]};
-  GR_Flush();
-  GR_Set_Matrices(saved[0], saved[1], saved[2]);
+  Draw_FillViewport(colours[0], 1.0f);
   RenderState_Pop();
 }

@@ -294,13 +294,7 @@ void VirtualKeys_Draw() {
   bool any = false;
   for (const VirtualKey& k : g_io.keys) any = any || (k.flags & (kVirtualKeyInUse | kVirtualKeyVisible)) == (kVirtualKeyInUse | kVirtualKeyVisible);
   if (!any) return;
-  float saved[3][16];
-  GR_Get_Matrix(kMatrixWorld, saved[0]);
-  GR_Get_Matrix(kMatrixView, saved[1]);
-  GR_Get_Matrix(kMatrixProjection, saved[2]);
-  float identity[16];
-  Matrix_Identity(identity);
-  GR_Set_Matrices(identity, identity, identity);
+  ClipSpaceScope clip;
   for (const VirtualKey& k : g_io.keys) {
     if ((k.flags & (kVirtualKeyInUse | kVirtualKeyVisible)) != (kVirtualKeyInUse | kVirtualKeyVisible)) continue;
     float corners[2][2];
@@ -313,6 +307,4 @@ void VirtualKeys_Draw() {
     const float xy[6][2] = {{x0, y0}, {x1, y0}, {x0, y1}, {x1, y0}, {x1, y1}, {x0, y1}};
     for (int i = 0; i < 6; ++i) v[i] = VertexTextured{0.0f, 0.0f, 0xFFFFFFFFu, xy[i][0], xy[i][1], 0.5f};
   }
-  GR_Flush();
-  GR_Set_Matrices(saved[0], saved[1], saved[2]);
 }
