@@ -38,6 +38,18 @@ CLayer* new_file_layer(CRoom* room, const RoomLayerAsset& record) {
   return layer;
 }
 
+// What tile, sprite and sequence elements all take from their file record: position, scale,
+// blend colour and alpha.
+template <class Element, class Asset>
+void copy_placement(Element* element, const Asset& from) {
+  element->x = static_cast<float>(from.x);
+  element->y = static_cast<float>(from.y);
+  element->xscale = from.xscale;
+  element->yscale = from.yscale;
+  element->blend = from.blend;
+  element->alpha = from.alpha;
+}
+
 void add_file_elements(CRoom* room, CLayer* layer, const RoomLayerAsset& record) {
   switch (record.kind) {
     case 1: {
@@ -70,28 +82,18 @@ void add_file_elements(CRoom* room, CLayer* layer, const RoomLayerAsset& record)
       for (const RoomTileAsset& tile : record.tiles) {
         auto* element = static_cast<CLayerTileElement*>(Layer_NewElement(kLayerElementTile));
         element->spriteIndex = tile.spriteIndex;
-        element->x = static_cast<float>(tile.x);
-        element->y = static_cast<float>(tile.y);
+        copy_placement(element, tile);
         element->xo = tile.left;
         element->yo = tile.top;
         element->w = tile.width;
         element->h = tile.height;
-        element->xscale = tile.xscale;
-        element->yscale = tile.yscale;
-        element->blend = tile.blend;
-        element->alpha = tile.alpha;
         Layer_AddElement(room, layer, element);
       }
       for (const LayerSpriteAsset& sprite : record.sprites) {
         auto* element = static_cast<CLayerSpriteElement*>(Layer_NewElement(kLayerElementSprite));
         if (sprite.name != nullptr) element->name = sprite.name;
         element->spriteIndex = sprite.index;
-        element->x = sprite.x;
-        element->y = sprite.y;
-        element->xscale = sprite.xscale;
-        element->yscale = sprite.yscale;
-        element->blend = sprite.blend;
-        element->alpha = sprite.alpha;
+        copy_placement(element, sprite);
         element->imageSpeed = sprite.speed;
         element->speedType = sprite.speedType;
         element->imageIndex = sprite.position;
@@ -103,12 +105,7 @@ void add_file_elements(CRoom* room, CLayer* layer, const RoomLayerAsset& record)
         auto* element = static_cast<CLayerSequenceElement*>(Layer_NewElement(kLayerElementSequence));
         if (sequence.name != nullptr) element->name = sequence.name;
         element->sequenceIndex = sequence.index;
-        element->x = sequence.x;
-        element->y = sequence.y;
-        element->xscale = sequence.xscale;
-        element->yscale = sequence.yscale;
-        element->blend = sequence.blend;
-        element->alpha = sequence.alpha;
+        copy_placement(element, sequence);
         element->speed = sequence.speed;
         element->speedType = sequence.speedType;
         element->headPosition = sequence.position;
