@@ -9,11 +9,9 @@
 #include <cstring>
 #include <string>
 
-#include "core/code_tables.h"
 #include "core/console.h"
 #include "core/script_api.h"
-#include "platform/fake/fake_display.h"
-#include "run/run_game.h"
+#include "script_runner.h"
 
 namespace {
 
@@ -88,10 +86,4 @@ KVScriptRow g_rows[] = {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  static KVCodeTables tables;
-  tables.scriptCount = static_cast<int32_t>(sizeof g_rows / sizeof g_rows[0]);
-  tables.scriptTable = g_rows;
-  g_CodeTables = &tables;
-  return Kova_Main(argc, argv, DisplayPlatform{{}, FakeDisplay_Backend()});
-}
+int main(int argc, char** argv) { return RunWithScripts(argc, argv, g_rows); }

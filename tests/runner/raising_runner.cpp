@@ -1,11 +1,9 @@
 // The real runner with a small compiled script table linked in, for process tests of the error
 // path. Row 0 is a global initialiser that fails two calls down; row 2 first installs row 3 as the
 // exception_unhandled_handler (which ends the process with status 7) and then fails the same way.
-#include "core/code_tables.h"
 #include "core/console.h"
 #include "core/script_api.h"
-#include "platform/fake/fake_display.h"
-#include "run/run_game.h"
+#include "script_runner.h"
 
 namespace {
 
@@ -48,11 +46,4 @@ KVScriptRow g_rows[] = {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  static KVCodeTables tables;
-  tables.scriptCount = static_cast<int32_t>(sizeof g_rows / sizeof g_rows[0]);
-  tables.scriptTable = g_rows;
-  g_CodeTables = &tables;
-  // The error path's tests run it headless: the no-display backends are all it needs.
-  return Kova_Main(argc, argv, DisplayPlatform{{}, FakeDisplay_Backend()});
-}
+int main(int argc, char** argv) { return RunWithScripts(argc, argv, g_rows); }

@@ -28,7 +28,7 @@
 #include "platform/process.h"
 #include "storage/fn_ds.h"
 #include "support/fixture.h"
-#include "support/world_fixture.h"
+#include "world/frame_world_test.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/layer.h"
@@ -109,9 +109,6 @@ void ActorCreate(CInstance* self, CInstance*) {
 
 TestEventFn as_event(KVScriptFunction f) { return reinterpret_cast<TestEventFn>(reinterpret_cast<void (*)()>(f)); }
 
-int32_t g_room_speed_dummy = 0;
-int32_t* room_speed(void* room) { return room != nullptr ? &static_cast<CRoom*>(room)->speed : &g_room_speed_dummy; }
-
 SequenceKeyRecord PositionKey(int32_t channel, float value) {
   SequenceKeyRecord key;
   key.channel = channel;
@@ -119,37 +116,21 @@ SequenceKeyRecord PositionKey(int32_t channel, float value) {
   return key;
 }
 
-class SequencePlay : public WorldTest {
+class SequencePlay : public FrameWorldTest {
  protected:
   void SetUp() override {
-    WorldTest::SetUp();
+    FrameWorldTest::SetUp();
     g_notes.clear();
     g_frame = 0;
-    Run_Room = nullptr;
-    Builtins_AddRegistrar(kFamilyResource, Room_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyResource, Layer_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyResource, AnimCurve_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyResource, Sequence_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyDS, DS_RegisterBuiltins);
-    Layer_Init();
-    Layer_ResetState();
-    Platform_SetClock(&clock_);
-    Timing_Reset();
-    FrameState_Reset();
-    Frame_SetMainThread();
-    Frame_Pacer().Reset();
-    Run_UseGameTimer = false;
-    SleepTimingForced = true;
-    Frame_SetRoomSpeedReader(room_speed);
   }
   void TearDown() override {
     Room_FreeAll();
     Sequence_FreeSubjects();
-    Layer_ResetState();
-    Frame_SetRoomSpeedReader(nullptr);
-    Platform_SetClock(nullptr);
-    FrameState_Reset();
-    WorldTest::TearDown();
+    FrameWorldTest::TearDown();
   }
 
   // A sequence of length 10 that plays one unit per frame: an instance track of the actor whose
@@ -247,7 +228,6 @@ class SequencePlay : public WorldTest {
     return found;
   }
 
-  FakeClock clock_{5000000, 3};
   CInstance* listener_ = nullptr;
 };
 

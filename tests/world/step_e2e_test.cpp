@@ -10,22 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "core/builtin_families.h"
-#include "core/frame_state.h"
-#include "core/timing.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_world.h"
-#include "platform/fake/fake_clock.h"
-#include "platform/process.h"
-#include "run/run_frame.h"
-#include "run/run_present.h"
 #include "support/fixture.h"
-#include "support/world_fixture.h"
+#include "world/frame_world_test.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/instance_path.h"
-#include "world/layer.h"
 #include "world/room.h"
 #include "world/time_source.h"
 #include "world/timeline.h"
@@ -98,38 +90,19 @@ KV_NOTE_FN(Moment, "moment")
 const std::map<std::string, int> kRank = {{"begin", 1}, {"moment", 2}, {"tick", 3}, {"alarm0", 4}, {"alarm1", 4},
                                           {"destroy", 4}, {"step", 5}, {"end", 6}, {"draw", 7}, {"gui", 8}};
 
-int32_t g_room_speed_reader_dummy = 0;
-int32_t* room_speed(void* room) { return room != nullptr ? &static_cast<CRoom*>(room)->speed : &g_room_speed_reader_dummy; }
-
-class StepEndToEnd : public WorldTest {
+class StepEndToEnd : public FrameWorldTest {
  protected:
   void SetUp() override {
-    WorldTest::SetUp();
-    Run_Room = nullptr;
+    FrameWorldTest::SetUp();
     g_log.clear();
     g_frame = 0;
     g_moves = 0;
-    Builtins_AddRegistrar(kFamilyResource, Room_RegisterBuiltins);
-    Layer_Init();
-    Layer_ResetState();
-    Platform_SetClock(&clock_);
-    Timing_Reset();
-    FrameState_Reset();
-    Frame_SetMainThread();
-    Frame_Pacer().Reset();
-    Run_UseGameTimer = false;
-    SleepTimingForced = true;
-    Frame_SetRoomSpeedReader(room_speed);
   }
   void TearDown() override {
     Room_FreeAll();
-    Layer_ResetState();
     TimeSource_ResetAll();
     TimeLine_FreeAll();
-    Frame_SetRoomSpeedReader(nullptr);
-    Platform_SetClock(nullptr);
-    FrameState_Reset();
-    WorldTest::TearDown();
+    FrameWorldTest::TearDown();
   }
 
   void load_game() {
@@ -190,8 +163,6 @@ class StepEndToEnd : public WorldTest {
     }
     return entries;
   }
-
-  FakeClock clock_{5000000, 3};
 };
 
 TEST_F(StepEndToEnd, EventsFollowTheStepOrderAcrossRoomChanges) {
