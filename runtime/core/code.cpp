@@ -2,11 +2,11 @@
 
 #include <cstring>
 #include <memory>
-#include <unordered_map>
 
 #include "core/code_tables.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
+#include "core/hash_map.h"
 #include "core/object.h"
 
 namespace {
@@ -32,11 +32,12 @@ const char* string_at(const uint8_t* image, uint32_t size, uint32_t offset) {
   return reinterpret_cast<const char*>(image + offset);
 }
 
-// Row names and script names to rows, made for the tables the lookup was installed with.
+// Row names and script names to rows, made for the tables the lookup was installed with. Keys
+// point at the rows' own names, which live as long as the tables.
 struct RowNames {
   const KVScriptRow* table = nullptr;
   int32_t count = -1;
-  std::unordered_map<std::string, int32_t> rows;
+  CHashMap<const char*, int32_t> rows{256};
 };
 
 RowNames& row_names() {
@@ -49,20 +50,21 @@ int32_t find_row(const char* name) {
   if (g_CodeTables == nullptr || g_CodeTables->scriptTable == nullptr || name == nullptr) return -1;
   RowNames& names = row_names();
   if (names.table != g_CodeTables->scriptTable || names.count != g_CodeTables->scriptCount) {
-    names.rows.clear();
+    names.rows.Clear();
+    const auto add = [&names](const char* key, int32_t row) {
+      if (!names.rows.Contains(key)) names.rows.Insert(key, row);
+    };
     for (int32_t row = 0; row < g_CodeTables->scriptCount; ++row) {
       const char* row_name = g_CodeTables->scriptTable[row].name;
       if (row_name == nullptr) continue;
-      names.rows.emplace(row_name, row);
-      if (std::strncmp(row_name, kScriptPrefix, kScriptPrefixLength) == 0) {
-        names.rows.emplace(row_name + kScriptPrefixLength, row);
-      }
+      add(row_name, row);
+      if (std::strncmp(row_name, kScriptPrefix, kScriptPrefixLength) == 0) add(row_name + kScriptPrefixLength, row);
     }
     names.table = g_CodeTables->scriptTable;
     names.count = g_CodeTables->scriptCount;
   }
-  const auto found = names.rows.find(name);
-  return found != names.rows.end() ? found->second : -1;
+  const int32_t* found = names.rows.Find(name);
+  return found != nullptr ? *found : -1;
 }
 
 }  // namespace
