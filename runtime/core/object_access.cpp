@@ -24,15 +24,6 @@ int32_t instance_rows() {
 // The builtin tables take -1 for "no index".
 int32_t builtin_index(int32_t index) { return index == kIndexWholeValue ? -1 : index; }
 
-// The slot a read can use: an own slot that holds something, else the prototype's.
-RValue* readable_slot(KVObjectBase* object, int32_t slot) {
-  RValue* own = object->FindOwnSlot(slot);
-  if (own != nullptr && RV_Kind(*own) != kRVUnset) return own;
-  if (object->prototype == nullptr) return nullptr;
-  RValue* inherited = object->prototype->FindOwnSlot(slot);
-  return inherited != nullptr && RV_Kind(*inherited) != kRVUnset ? inherited : nullptr;
-}
-
 // A new empty array in slot, owned by object, as the preparing read makes it.
 void prepare_array(KVObjectBase* object, RValue* slot) {
   const int64_t saved_owner = g_CurrentArrayOwner;
@@ -87,13 +78,16 @@ bool Object_GetVar(KVObjectBase* object, int32_t slot, int32_t index, RValue* ou
     return g_builtin_variables.get != nullptr &&
            g_builtin_variables.get(KV_AsInstance(object), slot, builtin_index(index), out);
   }
-  RValue* value = readable_slot(object, slot);
+  // An own slot, else the prototype's (one step), else the "with" target's statics; a slot that is
+  // there counts as found even while it holds nothing, so a read through a child sees what its
+  // prototype is given later.
+  RValue* value = object->FindSlot(slot);
   if (value == nullptr) value = With_StaticSlot(slot);
-  if (value == nullptr) {
-    if (!prepare) return false;
+  if (prepare && (value == nullptr || RV_Kind(*value) == kRVUnset)) {
     value = object->GetVarRefForWrite(slot);
     prepare_array(object, value);
   }
+  if (value == nullptr) return false;
   if (Object_IsProperty(*value)) {
     Property_Get(value->pObj, object, index, out);
     return true;

@@ -90,10 +90,15 @@ TEST_F(ObjectSlotsTest, ReadThroughAnUnsetPrototypeSlotSeesTheLaterWriteToIt) {
   ASSERT_EQ(RV_Kind(*held), kRVUnset);
   EXPECT_EQ(child->GetVarRef(Slot("later")), held);
   EXPECT_EQ(child->FindOwnSlot(Slot("later")), nullptr) << "the read makes no slot of the child's own";
+  Val by_slot;
+  EXPECT_TRUE(Object_GetVar(child, Slot("later"), kIndexWholeValue, by_slot.get())) << "the prototype's slot is found";
+  EXPECT_EQ(by_slot.kind(), kRVUnset);
   Set(parent, "later", RV_Real(9));
   const RValue* seen = child->GetVarRef(Slot("later"));
   EXPECT_EQ(RV_Kind(*seen), kRVReal);
   EXPECT_EQ(seen->val, 9.0);
+  ASSERT_TRUE(Object_GetVar(child, Slot("later"), kIndexWholeValue, by_slot.get()));
+  EXPECT_EQ(by_slot->val, 9.0);
 }
 
 TEST_F(ObjectSlotsTest, UnsetReadMakesOneSlotThatDoesNotCountAsExisting) {
@@ -105,7 +110,9 @@ TEST_F(ObjectSlotsTest, UnsetReadMakesOneSlotThatDoesNotCountAsExisting) {
   EXPECT_EQ(exists.kind(), kRVBool);
   EXPECT_EQ(exists->val, 0.0);
   RValue out = RV_Undefined();
-  EXPECT_FALSE(Object_GetVar(s, Slot("ghost"), kIndexWholeValue, &out));
+  EXPECT_TRUE(Object_GetVar(s, Slot("ghost"), kIndexWholeValue, &out)) << "a slot that is there is found, unset";
+  EXPECT_EQ(RV_Kind(out), kRVUnset);
+  EXPECT_FALSE(Object_GetVar(s, Slot("never_read"), kIndexWholeValue, &out)) << "a slot that is not there is not";
 }
 
 TEST_F(ObjectSlotsTest, SlotsStayPutWhileTheMapGrows) {
