@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "input/input.h"
 #include "scripts/globals.h"
 #include "state/snowstate.h"
 
@@ -23,9 +24,11 @@ KVCodeTables* Compiled_CodeTables() {
   static std::vector<KVFunctionEntry*> functions;
   if (tables.scriptTable != nullptr) return &tables;
   append(&variables, SnowState_VariableEntries());
+  append(&variables, Input_VariableEntries());
   append(&variables, GameGlobals_VariableEntries());
   variables.push_back(nullptr);
   append(&functions, SnowState_FunctionEntries());
+  append(&functions, Input_FunctionEntries());
   append(&functions, GameGlobals_FunctionEntries());
   functions.push_back(nullptr);
   tables.variableCount = static_cast<int32_t>(variables.size()) - 1;

@@ -121,7 +121,7 @@ bool DrawGame::StartImage(std::vector<uint8_t> image, KVCodeTables* tables) {
   Assets_InstallReaders();
   Code_InstallScriptLookup();
   if (!LoadGameData(image_.data(), size)) return false;
-  if (!Object_Prepare() || !Room_Prepare() || !InitGraphics()) return false;
+  if (!Script_Prepare() || !Object_Prepare() || !Room_Prepare() || !InitGraphics()) return false;
   // As the runner's game start: the world's state reset, the global scripts, the first room.
   Game_ResetForRestart();
   if (!Script_RunGlobalInit()) return false;
