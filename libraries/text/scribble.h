@@ -35,7 +35,52 @@
   X(scribble_anim_rainbow) X(scribble_anim_wobble) X(scribble_anim_pulse) X(scribble_anim_wheel)     \
   X(scribble_anim_cycle) X(scribble_anim_jitter) X(scribble_anim_blink) X(scribble_anim_reset)
 
+// Text elements and drawing.
+#define SCRIBBLE_ELEMENT_SCRIPTS(X)                                                                      \
+  X(scribble) X(draw_text_scribble) X(draw_text_scribble_ext) X(string_width_scribble)                  \
+  X(string_height_scribble) X(string_width_scribble_ext) X(string_height_scribble_ext)                  \
+  X(scribble_flush_everything) X(scribble_is_text_element)
+
+// The methods of every element (rows tsl_Script___scribble_class_element_<name>).
+#define SCRIBBLE_ELEMENT_METHODS(X)                                                                      \
+  X(draw) X(starting_format) X(align) X(blend) X(gradient) X(fog) X(flash) X(origin) X(transform)        \
+  X(skew) X(scale_to_box) X(wrap) X(fit_to_box) X(line_height) X(line_spacing) X(padding) X(bezier)      \
+  X(right_to_left) X(region_detect) X(region_set_active) X(region_get_active) X(__update_bbox_matrix)    \
+  X(get_left) X(get_top) X(get_right) X(get_bottom) X(get_width) X(get_height) X(get_bbox)               \
+  X(get_bbox_revealed) X(page) X(get_page) X(get_pages) X(get_page_count) X(on_last_page)                \
+  X(get_wrapped) X(get_text) X(get_glyph_data) X(get_glyph_count) X(get_line_count) X(reveal)            \
+  X(get_reveal) X(animation_tick_speed) X(animation_speed) X(get_animation_speed) X(is_animated)         \
+  X(animation_sync) X(animation_wave) X(animation_shake) X(animation_rainbow) X(animation_wobble)        \
+  X(animation_pulse) X(animation_wheel) X(animation_cycle) X(animation_jitter) X(animation_blink)        \
+  X(msdf_shadow) X(msdf_border) X(msdf_feather) X(build) X(flush) X(get_events) X(template)              \
+  X(ignore_command_tags) X(z) X(get_z) X(overwrite) X(debug_draw_bbox) X(__get_model)                    \
+  X(__set_standard_uniforms) X(__set_msdf_uniforms) X(__update_scale_to_box_scale) X(__update_matrix)    \
+  X(typewriter_off) X(typewriter_reset) X(typewriter_in) X(typewriter_out) X(typewriter_skip)            \
+  X(typewriter_sound) X(typewriter_sound_per_char) X(typewriter_function) X(typewriter_pause)            \
+  X(typewriter_unpause) X(typewriter_ease) X(get_typewriter_state) X(get_typewriter_paused)              \
+  X(get_typewriter_pos)
+
+// Typists.
+#define SCRIBBLE_TYPIST_SCRIPTS(X) \
+  X(scribble_typist) X(scribble_typists_add_event) X(scribble_typewriter_add_event) X(scribble_typewriter_add_character_delay)
+
+// The methods of every typist (rows tsl_Script___scribble_class_typist_<name>).
+#define SCRIBBLE_TYPIST_METHODS(X)                                                                       \
+  X(reset) X(in) X(out) X(skip) X(ignore_delay) X(sound) X(sound_per_char) X(function_per_char) X(pause) \
+  X(unpause) X(ease) X(execution_scope) X(character_delay_add) X(character_delay_remove)                 \
+  X(character_delay_clear) X(get_skip) X(get_ignore_delay) X(get_paused) X(get_text_element)             \
+  X(get_execution_scope) X(get_state) X(get_position) X(__associate) X(__process_event_stack)            \
+  X(__play_sound) X(__execute_function_per_character) X(__tick) X(__set_shader_uniforms)                 \
+  X(__set_msdf_shader_uniforms)
+
+#define SCRIBBLE_ELEMENT_METHOD_DECLARE(name) SCRIBBLE_SCRIPT_DECLARE(__scribble_class_element_##name)
+#define SCRIBBLE_TYPIST_METHOD_DECLARE(name) SCRIBBLE_SCRIPT_DECLARE(__scribble_class_typist_##name)
+
 SCRIBBLE_FONT_SCRIPTS(SCRIBBLE_SCRIPT_DECLARE)
+SCRIBBLE_ELEMENT_SCRIPTS(SCRIBBLE_SCRIPT_DECLARE)
+SCRIBBLE_ELEMENT_METHODS(SCRIBBLE_ELEMENT_METHOD_DECLARE)
+SCRIBBLE_TYPIST_SCRIPTS(SCRIBBLE_SCRIPT_DECLARE)
+SCRIBBLE_TYPIST_METHODS(SCRIBBLE_TYPIST_METHOD_DECLARE)
 SCRIBBLE_LIBRARY_SCRIPTS(SCRIBBLE_SCRIPT_DECLARE)
 
 // The library's start-up, a global script: it sets the library up before the game's first room.

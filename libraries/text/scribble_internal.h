@@ -180,6 +180,12 @@ struct LibraryState {
   std::vector<std::string> mcache_name_array;
   size_t mcache_name_index = 0;
 
+  // The prototypes that carry the methods of elements and typists, and the null element: rooted
+  // objects of this game, made on first use.
+  KVObjectBase* element_prototype = nullptr;
+  KVObjectBase* typist_prototype = nullptr;
+  Element* null_element = nullptr;
+
   int32_t tick_source = -1;
   int32_t vertex_format = -1;
   uint64_t lcg = 0;

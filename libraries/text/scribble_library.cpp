@@ -12,6 +12,7 @@
 #include "core/console.h"
 #include "core/error.h"
 #include "core/frame_state.h"
+#include "core/function_table.h"
 #include "core/gc.h"
 #include "core/timing.h"
 #include "graphics/font.h"
@@ -109,15 +110,18 @@ std::string value_text(const RValue& value) {
 void error(const std::string& message) {
   const std::string text = "Scribble " SCRIBBLE_VERSION ":\n" + message + "\n ";
   const Value shown = Value::String(text.c_str());
-  tsl::call("show_error", nullptr, nullptr, {*shown, RV_Bool(true)});
+  int32_t show_error = -1;
+  if (Function_Find("show_error", &show_error)) {
+    tsl::call(show_error, nullptr, nullptr, {*shown, RV_Bool(true)});
+  } else {
+    KVError("%s", text.c_str());
+  }
   // show_error returns only while errors are muted; the caller still must not go on.
   throw KVTSLException::RuntimeError(text, text, "__scribble_error", 0, {});
 }
 
-void trace(const std::string& message) {
-  const Value shown = Value::String(("Scribble: " + message).c_str());
-  tsl::call("show_debug_message", nullptr, nullptr, {*shown});
-}
+// As show_debug_message writes it.
+void trace(const std::string& message) { g_OutputConsole->Output("Scribble: %s\n", message.c_str()); }
 
 // ---- Colours, random numbers, animation -----------------------------------------------------------
 
@@ -160,7 +164,8 @@ void tick() {
   LibraryState* s = g_state;
   if (s == nullptr) return;
   s->frames += 1;
-  const bool paused = RV_ToBool(*tsl::call("os_is_paused", nullptr, nullptr));
+  int32_t os_is_paused = -1;
+  const bool paused = Function_Find("os_is_paused", &os_is_paused) && RV_ToBool(*tsl::call(os_is_paused, nullptr, nullptr));
   if (paused != s->last_paused) {
     s->last_paused = paused;
     s->standard_anim_desync = s->msdf_anim_desync = true;

@@ -9,10 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "core/call.h"
 #include "core/console.h"
 #include "core/frame_state.h"
 #include "core/gc.h"
 #include "core/object.h"
+#include "core/variable_names.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_gen8.h"
 #include "datawin/writer/chunk_shdr.h"
@@ -34,6 +36,7 @@
 #include "platform/sdl/sdl_window_host.h"
 #include "run/asset_readers.h"
 #include "support/golden.h"
+#include "text/scribble.h"
 
 namespace {
 
@@ -174,6 +177,54 @@ TEST_F(GlGameTextTest, GlyphsOfTheGameFontsSitOnTheirAtlasWithAClearBorder) {
       EXPECT_EQ(border, 0) << name << ": '" << char(g.character) << "' bleeds past its rectangle";
     }
   }
+}
+
+// A tagged page of the text library drawn through its own text shader: fonts, colours, alpha,
+// scale and alignment from tags, and draw_text_scribble with the draw state's centring and colour.
+TEST_F(GlGameTextTest, TextLibraryDrawsATaggedPageThroughItsShader) {
+  ASSERT_TRUE(Shader_IsCompiled(1));
+  auto element = [](const char* text) {
+    RValue arg = S(text);
+    RValue* args[] = {&arg};
+    RValue made = RV_Undefined();
+    tsl_Script_scribble(nullptr, nullptr, &made, 1, args);
+    RV_FreeToUndefined(&arg);
+    return made;
+  };
+  RValue page = element("[fnt_title][c_red]KO[c_lime]VA[/c]\n[fnt_regular_small][alpha,0.5]half [/a][scale,2]big");
+  RValue draw_method = RV_Undefined();
+  KVGetVariable(&page, Variable_FindOrAddSlot("draw"), kIndexWholeValue, &draw_method, false, false);
+  RValue x = R(2), y = R(2);
+  RValue* at[] = {&x, &y};
+  RValue drawn = RV_Undefined();
+  CallMethod(nullptr, nullptr, &drawn, 2, &draw_method, at);
+  CallBuiltin("draw_set_halign", {R(1)});
+  CallBuiltin("draw_set_colour", {R(0xFFFF00)});
+  RValue cx = R(96), cy = R(48), text = S("[fnt_regular]keep");
+  RValue* centred[] = {&cx, &cy, &text};
+  tsl_Script_draw_text_scribble(nullptr, nullptr, &drawn, 3, centred);
+  const std::vector<uint32_t> pixels = ReadBack();
+  // The title's first letters are red and its last green; the centred word is tinted cyan.
+  auto count = [&](int x0, int x1, int y0, int y1, auto test) {
+    int n = 0;
+    for (int py = y0; py < y1; ++py) {
+      for (int px = x0; px < x1; ++px) n += test(pixels[static_cast<size_t>(py) * kWidth + px]) ? 1 : 0;
+    }
+    return n;
+  };
+  auto red = [](uint32_t p) { return (p & 0xFF) > 160 && ((p >> 8) & 0xFF) < 60; };
+  auto green = [](uint32_t p) { return ((p >> 8) & 0xFF) > 160 && (p & 0xFF) < 60 && ((p >> 16) & 0xFF) < 60; };
+  auto cyan = [](uint32_t p) { return ((p >> 8) & 0xFF) > 160 && ((p >> 16) & 0xFF) > 160 && (p & 0xFF) < 60; };
+  EXPECT_GT(count(0, 30, 0, 30, red), 10);
+  EXPECT_EQ(count(0, 30, 0, 30, green), 0);
+  EXPECT_GT(count(30, 80, 0, 30, green), 10);
+  EXPECT_GT(count(70, 122, 40, 64, cyan), 10);
+  EXPECT_GT(count(0, 96, 40, 64, cyan), 0) << "centred on x = 96";
+  RV_FreeToUndefined(&page);
+  RV_FreeToUndefined(&draw_method);
+  RV_FreeToUndefined(&drawn);
+  RV_FreeToUndefined(&text);
+  ExpectGolden("text_library_page", kWidth, kHeight, pixels);
 }
 
 // A data file of two shaders: a tint with a uniform, and one with a syntax error.

@@ -1,0 +1,50 @@
+#pragma once
+// The generator: one shared state, reset for each model, that the ten stages fill in turn, from
+// the element's text to the model's pages of vertex buffers. Stages 1 and 2 (limits and parser) are
+// in scribble_parser.cpp, stages 4 to 8 (words, bidi, lines, pages, positions) in
+// scribble_layout.cpp and 9 and 10 (vertices and padding flags) in scribble_vertices.cpp. Stage 3,
+// the rewriting of Devanagari into the Krutidev encoding, isn't built: such text is laid out with
+// its Unicode glyphs as they stand.
+#include <vector>
+
+#include "text/scribble_internal.h"
+
+namespace scribble {
+
+struct Generator {
+  Model* model = nullptr;
+  Element* element = nullptr;
+  std::vector<Glyph> glyphs;
+  std::vector<Control> controls;
+  std::vector<Word> words;
+  std::vector<Line> lines;
+  int32_t overall_bidi = -1;
+  double model_max_width = kInfinity, model_max_height = kInfinity;
+  double line_height_min = 0, line_height_max = kInfinity;
+  double line_spacing_add = 0, line_spacing_multiply = 1;
+  std::vector<double> bezier_lengths;
+  bool uses_halign_left = false, uses_halign_center = false, uses_halign_right = false;
+
+  void reset(Model* m, Element* e) {
+    model = m;
+    element = e;
+    glyphs.clear();
+    controls.clear();
+    words.clear();
+    lines.clear();
+    overall_bidi = e->bidi_hint_;
+    uses_halign_left = uses_halign_center = uses_halign_right = false;
+  }
+};
+
+void generator_limits(Generator& gen, Element& element);
+void generator_parse(Generator& gen, Element& element);
+void generator_build_words(Generator& gen);
+void generator_finalize_bidi(Generator& gen);
+void generator_build_lines(Generator& gen);
+void generator_build_pages(Generator& gen);
+void generator_position_glyphs(Generator& gen);
+void generator_write_vbuffs(Generator& gen);
+void generator_set_padding_flags(Generator& gen);
+
+}  // namespace scribble

@@ -1,0 +1,286 @@
+// Vertex writing (stage 9): each page's glyph quads go into one vertex buffer per texture, with
+// the running colour, effect flags and character index of every glyph; events and regions are
+// stored by character. Stage 10 sets the padding flags. Then the model's and the page's submit,
+// freeze and flush, and the building of a model through all ten stages.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "graphics/shader.h"
+#include "graphics/vertex_buffer.h"
+#include "text/scribble_generator.h"
+
+namespace scribble {
+
+namespace {
+
+// The vertex of the page format: position, normal, colour, uv, and the pair (font scale, half height).
+struct TextVertex {
+  float x, y, z;
+  float nx, ny, nz;
+  uint32_t colour;
+  float u, v;
+  float scale, half_height;
+};
+static_assert(sizeof(TextVertex) == 44);
+
+Generator& generator() {
+  static Generator gen;
+  return gen;
+}
+
+void put_quad(VertexBuffer* b, uint32_t stride, float l, float t, float r, float bottom, float z, const float normal[3],
+              uint32_t colour, float u0, float v0, float u1, float v1, float scale, float half_height) {
+  const TextVertex corners[4] = {
+      {l, t, z, normal[0], normal[1], normal[2], colour, u0, v0, scale, half_height},
+      {r, t, z, normal[0], normal[1], normal[2], colour, u1, v0, scale, half_height},
+      {r, bottom, z, normal[0], normal[1], normal[2], colour, u1, v1, scale, half_height},
+      {l, bottom, z, normal[0], normal[1], normal[2], colour, u0, v1, scale, half_height},
+  };
+  static constexpr int kOrder[6] = {0, 1, 3, 1, 2, 3};
+  for (const int c : kOrder) {
+    VertexBuffer_MakeRoom(b, stride);
+    std::memcpy(b->data + b->writeOffset, &corners[c], sizeof(TextVertex));
+    b->writeOffset += stride;
+    ++b->vertexCount;
+  }
+}
+
+}  // namespace
+
+VertexRecord& Page::vertex_buffer(const Glyph& glyph) {
+  const auto it = texture_to_buffer.find(glyph.texture);
+  if (it != texture_to_buffer.end()) return buffers[it->second];
+  VertexRecord record;
+  record.buffer = VertexBuffer_Create(static_cast<uint32_t>(sizeof(TextVertex) * 6 * 16));
+  Vertex_Begin(record.buffer, vertex_format());
+  record.shader = glyph.msdf ? 6 : 1;
+  record.texture = glyph.texture;
+  record.msdf_range = glyph.msdf_pxrange;
+  texture_to_buffer[glyph.texture] = buffers.size();
+  buffers.push_back(record);
+  return buffers.back();
+}
+
+void Page::freeze() {
+  for (VertexRecord& record : buffers) {
+    if (!record.frozen) tsl::call("vertex_freeze", nullptr, nullptr, {RV_Real(record.buffer)});
+    record.frozen = true;
+  }
+  frozen = true;
+}
+
+void Page::flush() {
+  for (const VertexRecord& record : buffers) {
+    if (record.buffer >= 0) VertexBuffer_Delete(record.buffer);
+  }
+  buffers.clear();
+  texture_to_buffer.clear();
+  events.clear();
+  regions.clear();
+}
+
+void Page::submit(double msdf_feather, bool double_draw) {
+  (void)msdf_feather;
+  (void)double_draw;
+  for (const VertexRecord& record : buffers) {
+    const VertexBuffer* b = VertexBuffer_Get(record.buffer);
+    if (b == nullptr || (b->vertexCount == 0 && !b->frozen)) continue;
+    RValue texture = RV_Undefined();
+    texture.ptr = reinterpret_cast<void*>(static_cast<intptr_t>(record.texture));
+    texture.flags = 0;
+    texture.kind = kRVPtr;
+    if (record.texture < 0) texture = RV_Real(-1);
+    tsl::call("vertex_submit", nullptr, nullptr, {RV_Real(record.buffer), RV_Real(4), texture});
+  }
+}
+
+void Model::submit(int32_t page, double msdf_feather, bool double_draw) {
+  if (flushed || pages.empty()) return;
+  last_drawn = initialize().frames;
+  page = std::clamp(page, 0, static_cast<int32_t>(pages.size()) - 1);
+  if (has_arabic || has_thai) double_draw = false;
+  pages[static_cast<size_t>(page)]->submit(msdf_feather, double_draw);
+}
+
+void Model::flush() {
+  for (auto& page : pages) page->flush();
+  pages.clear();
+  flushed = true;
+  if (LibraryState* s = state()) {
+    const auto it = s->mcache_dict.find(cache_name);
+    if (it != s->mcache_dict.end() && it->second.expired()) s->mcache_dict.erase(it);
+  }
+}
+
+void generator_write_vbuffs(Generator& gen) {
+  Model& model = *gen.model;
+  const int32_t format = vertex_format();
+  const VertexFormat* f = VertexFormat_Get(format);
+  const uint32_t stride = f != nullptr ? f->stride : sizeof(TextVertex);
+  Element& element = *gen.element;
+
+  uint32_t colour = (element.starting_colour_ & 0xFFFFFFu) | 0xFF000000u;
+  int32_t effects = 0;
+  size_t control = 0;
+  std::string region;
+  int32_t region_start = 0;
+  std::vector<std::array<double, 4>> region_boxes;
+  auto region_close = [&](Page& page, int32_t at) {
+    if (region.empty()) return;
+    page.regions.push_back(Region{region, region_start, at - 1, std::move(region_boxes)});
+    region_boxes.clear();
+    region.clear();
+  };
+
+  for (const auto& page_ptr : model.pages) {
+    Page& page = *page_ptr;
+    page.glyph_codes.clear();
+    auto apply_controls = [&](int32_t upto) {
+      while (control < gen.controls.size() && gen.controls[control].glyph_count <= upto) {
+        const Control& c = gen.controls[control];
+        const int32_t position = c.glyph_count - page.glyph_start;
+        switch (c.type) {
+          case kControlColour: colour = static_cast<uint32_t>(c.number); break;
+          case kControlEffects: effects = static_cast<int32_t>(c.number); break;
+          case kControlEvent:
+            c.event->position = position;
+            page.events[position].push_back(c.event);
+            break;
+          case kControlRegion:
+            region_close(page, position);
+            if (c.defined) {
+              region = c.text;
+              region_start = position;
+            }
+            break;
+          default: break;
+        }
+        ++control;
+      }
+    };
+    for (int32_t g = page.glyph_start; g <= page.glyph_end; ++g) {
+      apply_controls(g);
+      const Glyph& glyph = gen.glyphs[static_cast<size_t>(g)];
+      page.glyph_codes.push_back(static_cast<uint32_t>(std::max(glyph.code, 0)));
+      const int32_t code = glyph.code;
+      if (code == 10 || code == 32 || code == 160 || code == 8203 || code == 9 || code == 0) continue;
+      const float z = static_cast<float>(glyph.animation_index);
+      const float half_w = static_cast<float>(glyph.width * 0.5);
+      const float half_h = static_cast<float>(glyph.height * 0.5);
+      float left = static_cast<float>(glyph.x + glyph.xoff);
+      float top = static_cast<float>(glyph.y + glyph.yoff);
+      float right = left + static_cast<float>(glyph.width);
+      float bottom = top + static_cast<float>(glyph.height);
+      if (code == -1) {
+        // An in-line sprite: its frame's texture and uvs.
+        const RValue sprite = RV_Real(glyph.sprite);
+        const RValue image = RV_Real(glyph.sprite_image);
+        const Value texture = tsl::call("sprite_get_texture", nullptr, nullptr, {sprite, image});
+        const Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {sprite, image});
+        Glyph frame = glyph;
+        frame.texture = RV_Kind(*texture) == kRVPtr ? static_cast<int64_t>(reinterpret_cast<intptr_t>(texture.get()->ptr))
+                                                    : static_cast<int64_t>(RV_ToDouble(*texture));
+        float uv[4] = {0, 0, 1, 1};
+        if (RV_Kind(*uvs) == kRVArray && uvs.get()->pArray->length >= 4) {
+          for (int i = 0; i < 4; ++i) uv[i] = static_cast<float>(RV_ToDouble(uvs.get()->pArray->pArray[i]));
+        }
+        const double speed = glyph.sprite_speed;
+        const float packed = static_cast<float>(4096.0 * std::floor(1024.0 * speed) + 64.0 * glyph.sprite_frames +
+                                                glyph.sprite_image);
+        const float normal[3] = {half_w, packed, static_cast<float>(effects)};
+        VertexRecord& record = page.vertex_buffer(frame);
+        put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal,
+                 0xFF000000u | (colour & 0xFFFFFFu) | (colour & 0xFF000000u), uv[0], uv[1], uv[2], uv[3],
+                 static_cast<float>(glyph.font_scale), half_h);
+        continue;
+      }
+      if (glyph.texture < 0) continue;
+      // With a bezier curve, the quad is placed and turned along the curve at its centre.
+      if (!gen.bezier_lengths.empty()) {
+        const auto& b = element.bezier_array_;
+        const double centre = 0.5 * (left + right);
+        size_t seg = 1;
+        while (seg + 1 < gen.bezier_lengths.size() && gen.bezier_lengths[seg] < centre) ++seg;
+        const double l0 = gen.bezier_lengths[seg - 1], l1 = gen.bezier_lengths[seg];
+        const double t = ((seg - 1) + (l1 > l0 ? (centre - l0) / (l1 - l0) : 0)) / 19.0;
+        const double u = 1 - t;
+        const double px = 3 * u * u * t * b[0] + 3 * u * t * t * b[2] + t * t * t * b[4];
+        const double py = 3 * u * u * t * b[1] + 3 * u * t * t * b[3] + t * t * t * b[5];
+        left = static_cast<float>(px - half_w);
+        right = static_cast<float>(px + half_w);
+        top += static_cast<float>(py);
+        bottom += static_cast<float>(py);
+      }
+      if (!region.empty()) region_boxes.push_back({left, top, right, bottom});
+      const float normal[3] = {half_w, 0, static_cast<float>(effects)};
+      VertexRecord& record = page.vertex_buffer(glyph);
+      put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal, colour,
+               static_cast<float>(glyph.u0), static_cast<float>(glyph.v0), static_cast<float>(glyph.u1),
+               static_cast<float>(glyph.v1), static_cast<float>(glyph.font_scale), half_h);
+    }
+    // Controls at the page's end (an event behind the last character) belong to this page.
+    apply_controls(page.glyph_end + 1);
+    region_close(page, page.glyph_end + 1 - page.glyph_start);
+    for (VertexRecord& record : page.buffers) {
+      Vertex_End(record.buffer);
+      if (element.freeze_) {
+        tsl::call("vertex_freeze", nullptr, nullptr, {RV_Real(record.buffer)});
+        record.frozen = true;
+      }
+    }
+    if (element.freeze_) page.frozen = true;
+  }
+  model.glyph_count = static_cast<int32_t>(gen.glyphs.size());
+}
+
+void generator_set_padding_flags(Generator& gen) {
+  Model& model = *gen.model;
+  model.pad_bbox_t = model.valign == 1 || model.valign == 2;
+  model.pad_bbox_b = model.valign != 2;
+  if (gen.uses_halign_center || (gen.uses_halign_left && gen.uses_halign_right)) {
+    model.pad_bbox_l = model.pad_bbox_r = true;
+  } else if (gen.uses_halign_left) {
+    model.pad_bbox_l = false;
+    model.pad_bbox_r = true;
+  } else if (gen.uses_halign_right) {
+    model.pad_bbox_l = true;
+    model.pad_bbox_r = false;
+  } else {
+    model.pad_bbox_l = false;
+    model.pad_bbox_r = true;
+  }
+}
+
+std::shared_ptr<Model> build_model(Element& element, const std::string& cache_name) {
+  LibraryState& s = initialize();
+  const auto previous = s.mcache_dict.find(cache_name);
+  if (previous != s.mcache_dict.end()) {
+    if (auto live = previous->second.lock(); live && !live->flushed) {
+      trace("Warning! Rebuilding model \"" + cache_name + "\"");
+      live->flush();
+    }
+  }
+  auto model = std::make_shared<Model>();
+  model->cache_name = cache_name;
+  model->last_drawn = s.frames;
+  s.mcache_dict[cache_name] = model;
+  s.mcache_name_array.push_back(cache_name);
+
+  Generator& gen = generator();
+  gen.reset(model.get(), &element);
+  generator_limits(gen, element);
+  generator_parse(gen, element);
+  generator_build_words(gen);
+  generator_finalize_bidi(gen);
+  generator_build_lines(gen);
+  generator_build_pages(gen);
+  generator_position_glyphs(gen);
+  generator_write_vbuffs(gen);
+  generator_set_padding_flags(gen);
+  gen.glyphs.clear();
+  gen.controls.clear();
+  return model;
+}
+
+}  // namespace scribble
