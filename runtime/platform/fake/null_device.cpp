@@ -155,6 +155,10 @@ bool NullDevice::ReadPixels(const DeviceRect& rect, uint32_t*) {
 
 void NullDevice::Flush() { record(DeviceCallKind::kFlush); }
 
+DeviceProgramId NullDevice::CreateProgram(const char*, const char*, std::string*, std::vector<DeviceUniform>*) {
+  return ++programs_made_;
+}
+
 void NullDevice::CopyToBackBuffer(DeviceTextureId target, bool linear) {
   record(DeviceCallKind::kCopyToBackBuffer, target, linear ? 1 : 0);
 }

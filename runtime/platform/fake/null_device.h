@@ -3,7 +3,8 @@
 // draw also keeps the state it would have been drawn with and a copy of its vertices. Tests read
 // the record to check batching and state traffic; the runner uses it when there is no display.
 // Textures and buffers keep their sizes and bytes so that writes can be checked; ReadPixels has
-// nothing to read and fails.
+// nothing to read and fails. Every user program "compiles" (a fresh id, no uniforms), so a game's
+// shader_set runs without a display as it does with one.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -96,6 +97,9 @@ class NullDevice final : public IDevice {
   void DestroyVertexBuffer(DeviceBufferId buffer) override;
   void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
             size_t first_byte, int32_t vertex_count) override;
+  DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
+                                std::vector<DeviceUniform>* uniforms) override;
+  void UseProgram(DeviceProgramId program) override { program_ = program; }
   bool ReadPixels(const DeviceRect& rect, uint32_t* out) override;
   void Flush() override;
   void CopyToBackBuffer(DeviceTextureId target, bool linear) override;
@@ -117,6 +121,7 @@ class NullDevice final : public IDevice {
   const ShaderConstants& constants() const { return constants_; }
   DeviceTextureId bound(int stage) const { return bound_[stage]; }
   DeviceTextureId target() const { return target_; }
+  DeviceProgramId program() const { return program_; }
   const DeviceRect& viewport() const { return viewport_; }
   const DeviceRect& scissor() const { return scissor_; }
   size_t buffer_size(DeviceBufferId buffer) const;
@@ -160,6 +165,8 @@ class NullDevice final : public IDevice {
   ShaderConstants constants_;
   DeviceTextureId bound_[kTextureStages] = {};
   DeviceTextureId target_ = 0;
+  DeviceProgramId programs_made_ = 0;
+  DeviceProgramId program_ = 0;
   DeviceRect viewport_;
   DeviceRect scissor_;
 };
