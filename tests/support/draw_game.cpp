@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "audio/audio.h"
 #include "core/code.h"
 #include "core/frame_state.h"
 #include "data/game_data.h"
@@ -118,10 +119,16 @@ bool DrawGame::StartImage(std::vector<uint8_t> image, KVCodeTables* tables) {
   const auto size = static_cast<uint32_t>(image_.size());
   if (!HeaderScan(image_.data(), size)) return false;
   if (!Window_Create(window_width, window_height) || !Graphics_Init()) return false;
+  if (audio.open != nullptr) Audio_Init(audio, false);
   Assets_InstallReaders();
   Code_InstallScriptLookup();
   if (!LoadGameData(image_.data(), size)) return false;
-  if (!Script_Prepare() || !Object_Prepare() || !Room_Prepare() || !InitGraphics()) return false;
+  // The runner's prepare steps, in its order.
+  if (!Script_Prepare() || !TimeLine_Prepare() || !Object_Prepare() || !Room_Prepare() || !Sequence_Prepare()) {
+    return false;
+  }
+  if (audio.open != nullptr && !AudioGroup_Prepare()) return false;
+  if (!InitGraphics()) return false;
   // As the runner's game start: the world's state reset, the global scripts, the first room.
   Game_ResetForRestart();
   if (!Script_RunGlobalInit()) return false;

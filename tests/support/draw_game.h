@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "core/code_tables.h"
+#include "platform/audio_device.h"
 #include "datawin/writer/chunk_objects.h"
 #include "datawin/writer/chunk_rooms.h"
 
@@ -56,6 +57,8 @@ class DrawGame {
   float sprite_speed = 1.0f;  // spr_frames: frames per game frame
   std::vector<std::optional<datawin::ObjectRecord>> objects;
   std::vector<std::optional<datawin::RoomRecord>> rooms;
+  // The mixing layer the game opens at start, as the runner's; none: the game runs silent.
+  AudioPlatform audio;
 
   // Writes, loads and starts the game on the installed platform; false at the first step that fails.
   bool Start();
