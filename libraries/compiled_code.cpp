@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "input/input.h"
+#include "scripts/game_code.h"
 #include "scripts/globals.h"
 #include "state/snowstate.h"
 
@@ -26,10 +27,11 @@ KVCodeTables* Compiled_CodeTables() {
   append(&variables, SnowState_VariableEntries());
   append(&variables, Input_VariableEntries());
   append(&variables, GameGlobals_VariableEntries());
-  variables.push_back(nullptr);
   append(&functions, SnowState_FunctionEntries());
   append(&functions, Input_FunctionEntries());
   append(&functions, GameGlobals_FunctionEntries());
+  GameCode_Entries(&variables, &functions);
+  variables.push_back(nullptr);
   functions.push_back(nullptr);
   tables.variableCount = static_cast<int32_t>(variables.size()) - 1;
   tables.functionSlotCount = static_cast<int32_t>(functions.size()) - 1;

@@ -2,52 +2,15 @@
 // compiled code tables on the fake window host and the null device, the global scripts run as at
 // the game's start, and the tables, the run's values and the two utility scripts are read back
 // through the script-visible variables.
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <string>
-#include <vector>
-
-#include "compiled_code.h"
-#include "core/script_api.h"
-#include "graphics/window.h"
-#include "platform/fake/fake_window_host.h"
-#include "platform/fake/null_device.h"
+#include "game_fixture.h"
 #include "scripts/globals.h"
-#include "support/draw_game.h"
 #include "world/instance.h"
 
 namespace {
 
 RValue R(double v) { return RV_Real(v); }
 
-std::vector<uint8_t> read_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// A struct's member, or the global object's variable.
-tsl::Value member(const tsl::Value& record, const char* name) { return tsl::get(KV_AsInstance(record.object()), name); }
-tsl::Value global(const char* name) { return tsl::get(tsl::global(), name); }
-std::string text(const tsl::Value& v) { return RV_Kind(*v) == kRVString ? RV_StringText(*v) : "<not a string>"; }
-
-class GameGlobalsTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Window_UsePlatform(&host_, &device_);
-    std::vector<uint8_t> image = read_bytes(std::string(KOVA_BINARY_DIR) + "/data.win");
-    ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
-    ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
-  }
-  void TearDown() override {
-    game_.Stop();
-    Window_UsePlatform(nullptr, nullptr);
-  }
-
-  FakeWindowHost host_;
-  NullDevice device_{640, 360};
-  DrawGame game_;
-};
+using GameGlobalsTest = GameTest;
 
 TEST_F(GameGlobalsTest, TowerKindsCarryTheirTableAndHalfTheirSpritesWidth) {
   struct Tower {
@@ -60,28 +23,28 @@ TEST_F(GameGlobalsTest, TowerKindsCarryTheirTableAndHalfTheirSpritesWidth) {
       {"catapault", 17, 8, 11, 60, 15, 5, 4, 480, 40},
       {"onager", 26, 16, 9, 45, 15, 6, 8, 540, 80},
   };
-  const tsl::Value table = global("tower_data");
+  const tsl::Value table = Global("tower_data");
   ASSERT_EQ(RV_Kind(*table), static_cast<uint32_t>(kRVObject));
   for (const Tower& t : towers) {
     SCOPED_TRACE(t.name);
-    const tsl::Value record = member(table, t.name);
+    const tsl::Value record = Member(table, t.name);
     ASSERT_EQ(RV_Kind(*record), static_cast<uint32_t>(kRVObject));
-    EXPECT_EQ(text(member(record, "name")), t.name);
-    EXPECT_EQ(member(record, "hp").real(), t.hp);
-    EXPECT_EQ(member(record, "damage").real(), t.damage);
-    EXPECT_EQ(member(record, "sprite").real(), t.sprite);
-    EXPECT_EQ(member(record, "attack_cooldown").real(), t.cooldown);
-    EXPECT_EQ(member(record, "attack_frame").real(), t.attack_frame);
-    EXPECT_EQ(member(record, "projectile_speed").real(), t.projectile_speed);
-    EXPECT_EQ(member(record, "knockback").real(), t.knockback);
-    EXPECT_EQ(member(record, "range").real(), t.range);
-    EXPECT_EQ(member(record, "cost").real(), t.cost);
+    EXPECT_EQ(Text(Member(record, "name")), t.name);
+    EXPECT_EQ(Member(record, "hp").real(), t.hp);
+    EXPECT_EQ(Member(record, "damage").real(), t.damage);
+    EXPECT_EQ(Member(record, "sprite").real(), t.sprite);
+    EXPECT_EQ(Member(record, "attack_cooldown").real(), t.cooldown);
+    EXPECT_EQ(Member(record, "attack_frame").real(), t.attack_frame);
+    EXPECT_EQ(Member(record, "projectile_speed").real(), t.projectile_speed);
+    EXPECT_EQ(Member(record, "knockback").real(), t.knockback);
+    EXPECT_EQ(Member(record, "range").real(), t.range);
+    EXPECT_EQ(Member(record, "cost").real(), t.cost);
     // The sprite at that index is the tower's firing animation, and x_offset is half its width.
     const tsl::Value sprite_name = tsl::call("sprite_get_name", nullptr, nullptr, {R(t.sprite)});
-    EXPECT_EQ(text(sprite_name), std::string("spr_") + t.name);
+    EXPECT_EQ(Text(sprite_name), std::string("spr_") + t.name);
     const double width = tsl::call("sprite_get_width", nullptr, nullptr, {R(t.sprite)}).real();
     EXPECT_GT(width, 0);
-    EXPECT_EQ(member(record, "x_offset").real(), width / 2);
+    EXPECT_EQ(Member(record, "x_offset").real(), width / 2);
   }
 }
 
@@ -92,28 +55,28 @@ TEST_F(GameGlobalsTest, EnemyKindsCarryTheirTable) {
   };
   const Enemy enemies[] = {
       {"grunt", 30, 0.5, 60, 5, 5, 1}, {"mule", 40, 1, 45, 4, 7, 2}, {"brute", 60, 0.33, 90, 11, 10, 3}};
-  const tsl::Value table = global("enemy_data");
+  const tsl::Value table = Global("enemy_data");
   for (const Enemy& e : enemies) {
     SCOPED_TRACE(e.name);
-    const tsl::Value record = member(table, e.name);
+    const tsl::Value record = Member(table, e.name);
     ASSERT_EQ(RV_Kind(*record), static_cast<uint32_t>(kRVObject));
-    EXPECT_EQ(text(member(record, "name")), e.name);
-    EXPECT_EQ(text(member(record, "sprite")), "");
-    EXPECT_EQ(member(record, "hp").real(), e.hp);
-    EXPECT_EQ(member(record, "move_speed").real(), e.move_speed);
-    EXPECT_EQ(member(record, "attack_speed").real(), e.attack_speed);
-    EXPECT_EQ(member(record, "damage").real(), e.damage);
-    EXPECT_EQ(member(record, "gold").real(), e.gold);
-    EXPECT_EQ(member(record, "score_value").real(), e.score_value);
+    EXPECT_EQ(Text(Member(record, "name")), e.name);
+    EXPECT_EQ(Text(Member(record, "sprite")), "");
+    EXPECT_EQ(Member(record, "hp").real(), e.hp);
+    EXPECT_EQ(Member(record, "move_speed").real(), e.move_speed);
+    EXPECT_EQ(Member(record, "attack_speed").real(), e.attack_speed);
+    EXPECT_EQ(Member(record, "damage").real(), e.damage);
+    EXPECT_EQ(Member(record, "gold").real(), e.gold);
+    EXPECT_EQ(Member(record, "score_value").real(), e.score_value);
   }
 }
 
 TEST_F(GameGlobalsTest, ARunStartsWithGoldScoreAndTheTwoScorpionCells) {
-  EXPECT_EQ(global("gold").real(), 200);
-  EXPECT_EQ(global("score").real(), 0);
-  EXPECT_EQ(RV_Kind(*global("loss")), static_cast<uint32_t>(kRVBool));
-  EXPECT_EQ(global("loss").real(), 0);
-  const tsl::Value towers = global("towers");
+  EXPECT_EQ(Global("gold").real(), 200);
+  EXPECT_EQ(Global("score").real(), 0);
+  EXPECT_EQ(RV_Kind(*Global("loss")), static_cast<uint32_t>(kRVBool));
+  EXPECT_EQ(Global("loss").real(), 0);
+  const tsl::Value towers = Global("towers");
   ASSERT_EQ(RV_Kind(*towers), static_cast<uint32_t>(kRVArray));
   ASSERT_EQ(towers.get()->pArray->length, kBoardRows);
   for (int32_t row = 0; row < kBoardRows; ++row) {
