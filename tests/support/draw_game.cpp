@@ -144,6 +144,8 @@ void DrawGame::Frame() {
   Deferred_Process();
   ++DrawnSteps;
   Device_EndFrame(false);
+  // A room request takes effect at the frame's end, as in the runner.
+  if (New_Room >= 0) Room_Switch(New_Room);
 }
 
 uint32_t DrawGame::Pixel(int32_t x, int32_t y) {

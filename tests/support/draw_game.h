@@ -65,7 +65,8 @@ class DrawGame {
   // Loads and starts another data file (image) with the given code tables the same way, the global
   // scripts run before the first room as at a game's start.
   bool StartImage(std::vector<uint8_t> image, KVCodeTables* tables);
-  // One frame of the runner: the step, the purge, the room draw and the end of the frame.
+  // One frame of the runner: the step, the purge, the room draw, the end of the frame and a
+  // requested room change.
   void Frame();
   // The window's picture (the main render target) at (x, y), as a word with red in the lowest byte.
   uint32_t Pixel(int32_t x, int32_t y);
