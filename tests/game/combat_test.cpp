@@ -3,8 +3,8 @@
 // buttons make them, and the game runs frame by frame as the runner runs it; what is checked is read
 // back through the script-visible variables and the sounds the game starts.
 #include <cmath>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/with.h"
@@ -72,7 +72,7 @@ class CombatTest : public GameTest {
     return id;
   }
   void Frames(int n) {
-    for (int i = 0; i < n; ++i) game_.Frame();
+    for (int i = 0; i < n; ++i) Frame();
   }
   // The shots alive on a lane.
   std::vector<int32_t> ShotsOn(double lane) {
@@ -443,6 +443,141 @@ TEST_F(CombatTest, AnEnemyAtTheLeftEdgeLosesTheRun) {
   Frames(20);
   EXPECT_EQ(Live(runner), nullptr);
   EXPECT_EQ(Live(other), nullptr);
+}
+
+// ---- Placing a bought tower ---------------------------------------------------------------------
+
+class PlacingTest : public CombatTest {
+ protected:
+  void Move(int32_t x, int32_t y) { host_.Push(WindowMessageKind::kMouseMove, x, y); }
+  void Click(int32_t button) {
+    host_.Push(WindowMessageKind::kMouseDown, button);
+    Frames(1);
+    host_.Push(WindowMessageKind::kMouseUp, button);
+  }
+  // What a shop button's click does: a tower at the cursor in its placing state, paid for, with
+  // every button refusing clicks until it is put down or refunded.
+  int32_t Buy(const char* kind) {
+    const Value made = tsl::call("instance_create_depth", nullptr, nullptr,
+                                 {*tsl::call("input_cursor_x", nullptr, nullptr), *tsl::call("input_cursor_y", nullptr, nullptr),
+                                  R(0), R(kObjTower)});
+    const int32_t tower = IdOf(game::instance_of(made));
+    Call(tower, "initialise", {*Member(Global("tower_data"), kind)});
+    CInstance* self = Live(tower);
+    const Value machine = tsl::get(self, "fsm");
+    tsl::call_method(*tsl::get(KV_AsInstance(machine.object()), "change"), self, self, {*Str("placing")});
+    tsl::set(tsl::global(), "gold", R(Global("gold").real() - Num(tower, "cost")));
+    tsl::set(Live(button_), "available", RV_Bool(false));
+    return tower;
+  }
+  std::string Cell(int32_t row, int32_t column) {
+    Value towers = Global("towers");
+    const RValue* cells = RV_ArrayElementForRead(towers.get(), row);
+    return RV_Kind(cells->pArray->pArray[column]) == kRVString ? RV_StringText(cells->pArray->pArray[column])
+                                                               : "<free>";
+  }
+  bool Available() { return RV_ToBool(*tsl::get(Live(button_), "available")); }
+
+  int32_t button_ = 0;
+};
+
+TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
+  button_ = Create(kObjButton, 160, 20);
+  struct Case {
+    int32_t cursor_x, cursor_y;
+    int32_t row, column;  // the cell it is put down on
+  };
+  // Cells by their centres, corners and the board's far edges (240 and 360 are still on it).
+  const Case cases[] = {{50, 70, 0, 0}, {119, 121, 1, 1}, {240, 360, 3, 2}, {0, 40, 0, 0}, {81, 279, 2, 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.cursor_x) + "," + std::to_string(c.cursor_y));
+    Globals_StartRun();
+    Move(c.cursor_x, c.cursor_y);
+    Frames(1);
+    const int32_t tower = Buy("catapault");
+    EXPECT_EQ(Global("gold").real(), 160);
+    EXPECT_EQ(State(tower), "placing");
+    Frames(1);
+    EXPECT_EQ(Num(tower, "x"), Board_ColumnX(c.column));
+    EXPECT_EQ(Num(tower, "y"), Board_RowY(c.row));
+    EXPECT_TRUE(RV_ToBool(*tsl::get(Live(tower), "valid")));
+    EXPECT_EQ(Cell(c.row, c.column), "<free>");
+    EXPECT_FALSE(Available());
+    Click(1);
+    EXPECT_EQ(State(tower), "idle");
+    EXPECT_EQ(Cell(c.row, c.column), "catapault");
+    EXPECT_TRUE(Available());
+    EXPECT_EQ(Global("gold").real(), 160);
+    // Put down, it stays put.
+    Move(400, 300);
+    Frames(2);
+    EXPECT_EQ(Num(tower, "x"), Board_ColumnX(c.column));
+    Call(tower, "damage", {R(100)});
+  }
+}
+
+TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
+  button_ = Create(kObjButton, 160, 20);
+  Move(130, 150);
+  Frames(1);
+  const int32_t tower = Buy("scorpion");
+  Frames(1);
+  EXPECT_EQ(Num(tower, "x"), 120);
+  EXPECT_EQ(Num(tower, "y"), 160);
+  // Over the scorpion of row 1, column 2, it stays at the last free cell.
+  Move(210, 150);
+  Frames(1);
+  EXPECT_EQ(Num(tower, "x"), 120);
+  EXPECT_EQ(Num(tower, "y"), 160);
+  EXPECT_FALSE(RV_ToBool(*tsl::get(Live(tower), "valid")));
+  Click(1);
+  EXPECT_EQ(State(tower), "placing");
+  EXPECT_EQ(Cell(1, 2), "scorpion");
+  EXPECT_EQ(Cell(1, 1), "<free>");
+  // Off the board it follows the cursor freely; select does nothing there either.
+  for (const auto& [x, y] : std::vector<std::pair<int32_t, int32_t>>{{300, 200}, {100, 30}, {241, 100}, {60, 361}}) {
+    Move(x, y);
+    Frames(1);
+    EXPECT_EQ(Num(tower, "x"), x);
+    EXPECT_EQ(Num(tower, "y"), y);
+    Click(1);
+    EXPECT_EQ(State(tower), "placing") << x << "," << y;
+  }
+  EXPECT_FALSE(Available());
+  EXPECT_EQ(Global("gold").real(), 150);
+}
+
+TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
+  button_ = Create(kObjButton, 160, 20);
+  for (const TowerKind& kind : kTowerKinds) {
+    SCOPED_TRACE(kind.name);
+    Move(50, 70);
+    Frames(1);
+    const int32_t tower = Buy(kind.name);
+    EXPECT_EQ(Global("gold").real(), 200 - kind.cost);
+    Frames(1);
+    Click(2);
+    EXPECT_EQ(Live(tower), nullptr);
+    EXPECT_EQ(Global("gold").real(), 200);
+    EXPECT_TRUE(Available());
+    EXPECT_EQ(Cell(0, 0), "<free>");
+  }
+}
+
+TEST_F(PlacingTest, AGhostNeitherBlocksNorFires) {
+  button_ = Create(kObjButton, 160, 20);
+  Move(300, 240);
+  Frames(1);
+  const int32_t tower = Buy("ballista");
+  const int32_t mule = Enemy("mule", 330, 240);
+  for (int frame = 0; frame < 60; ++frame) {
+    Frames(1);
+    EXPECT_EQ(State(tower), "placing");
+  }
+  // The mule walked on through it, and nothing was shot.
+  EXPECT_EQ(Num(mule, "x"), 270);
+  EXPECT_EQ(Num(tower, "hp"), 25);
+  EXPECT_TRUE(ShotsOn(240).empty());
 }
 
 }  // namespace

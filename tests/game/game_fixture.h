@@ -1,7 +1,9 @@
 #pragma once
 // The game as the runner starts it, for the game's tests: build/data.win loaded with the program's
-// compiled code tables on the fake window host and the null device, the global scripts run, the
-// first room started; with a mixing layer in memory when a test listens to the sounds.
+// compiled code tables on the fake window host and the null device in a 640 x 360 window, the
+// global scripts run, the first room started and the device layer's input started; with a mixing
+// layer in memory when a test listens to the sounds. Frame() delivers the window messages a test
+// queued on host_, updates the input and runs one frame of the runner.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -11,6 +13,7 @@
 #include "compiled_code.h"
 #include "core/script_api.h"
 #include "graphics/window.h"
+#include "input/io.h"
 #include "platform/fake/fake_audio.h"
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
@@ -24,11 +27,22 @@ class GameTest : public ::testing::Test {
     std::vector<uint8_t> image{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
     if (with_audio_) game_.audio = FakeAudio_Platform();
+    game_.window_width = 640;
+    game_.window_height = 360;
     ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
+    IO_Init(IoSettings{});
+    host_.input_focus = true;
   }
   void TearDown() override {
+    IO_End();
     game_.Stop();
     Window_UsePlatform(nullptr, nullptr);
+  }
+
+  void Frame() {
+    Window_PumpMessages();
+    IO_Update();
+    game_.Frame();
   }
 
   FakeWindowHost host_;
