@@ -14,24 +14,14 @@ namespace {
 
 #define ENEMY_VARIABLES(X)                                                                             \
   X(animation_end_trigger) X(draw_scale) X(damage_timer) X(alpha) X(target) X(attack_cooldown)          \
-  X(initialise) X(damage) X(data) X(name) X(maxhp) X(hp) X(attack_speed) X(attack_damage) X(move_speed) \
+  X(initialise) X(damage) X(name) X(hp) X(attack_speed) X(attack_damage) X(move_speed) \
   X(sprite) X(score_value) X(sprite_index) X(gold) X(curveAsset) X(curvePosition) X(curveSpeed)          \
   X(glow_intensity) X(curveValue) X(curveStruct) X(channel) X(image_angle) X(image_index) X(x) X(y)     \
   X(sprite_width) X(sprite_height) X(x_offset) X(id) X(step) X(draw) X(change) X(loss) X(score)
 #define ENEMY_BUILTINS(X)                                                                              \
   X(irandom_range) X(random_range) X(string) X(animcurve_get) X(animcurve_get_channel)                  \
-  X(animcurve_channel_evaluate) X(lerp) X(instance_destroy) X(audio_stop_sound)
+  X(animcurve_channel_evaluate) X(lerp) X(audio_stop_sound)
 GAME_CODE_ENTRIES(ENEMY_VARIABLES, ENEMY_BUILTINS)
-
-double real(CInstance* who, const KVVariableEntry& entry) { return tsl::get(who, entry).real(); }
-void set(CInstance* who, const KVVariableEntry& entry, double value) { tsl::set(who, entry, R(value)); }
-
-// who.name += amount, as the language adds.
-void add_to(CInstance* who, const KVVariableEntry& entry, const Value& amount) {
-  Value sum = tsl::get(who, entry);
-  RV_AddAssign(sum.get(), amount.get());
-  tsl::set(who, entry, *sum);
-}
 
 void die(CInstance* self, CInstance* other) { fsm(self, other, v_change, {*text("dead")}); }
 
@@ -43,10 +33,7 @@ RValue* tsl_Script_obj_enemy_initialise(CInstance* self, CInstance* other, RValu
   tsl::ScriptScope scope("tsl_Script_obj_enemy_initialise", self, result);
   const Value data = Value::Copy(tsl::arg(argc, argv, 0));
   scope.line(1);
-  tsl::set(self, v_data, *data);
-  tsl::set(self, v_name, *member(data, v_name));
-  tsl::set(self, v_maxhp, *member(data, v_hp));
-  tsl::set(self, v_hp, *tsl::get(self, v_maxhp));
+  take_record(self, data);
   tsl::set(self, v_attack_speed, *member(data, v_attack_speed));
   tsl::set(self, v_attack_damage, *member(data, v_damage));
   tsl::set(self, v_move_speed, *member(data, v_move_speed));
@@ -168,7 +155,7 @@ RValue* tsl_Script_obj_enemy_normal_draw(CInstance* self, CInstance* other, RVal
 RValue* tsl_Script_obj_enemy_dead_enter(CInstance* self, CInstance*, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_enemy_dead_enter", self, result);
   scope.line(1);
-  tsl::set(self, v_animation_end_trigger, RV_Bool(false));
+  set_flag(self, v_animation_end_trigger, false);
   return scope.result();
 }
 
@@ -176,9 +163,7 @@ RValue* tsl_Script_obj_enemy_dead_enter(CInstance* self, CInstance*, RValue* res
 RValue* tsl_Script_obj_enemy_dead_step(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_enemy_dead_step", self, result);
   scope.line(1);
-  set(self, v_alpha, real(self, v_alpha) - 0.05);
-  scope.line(2);
-  if (le(real(self, v_alpha), 0)) tsl::call(f_instance_destroy, self, other);
+  fade_out(self, other);
   return scope.result();
 }
 
@@ -195,7 +180,7 @@ RValue* tsl_Script_obj_enemy_dead_draw(CInstance* self, CInstance* other, RValue
 void tsl_Object_obj_enemy_Create_0(CInstance* self, CInstance*) {
   tsl::EventScope scope("tsl_Object_obj_enemy_Create_0", self);
   scope.line(1);
-  tsl::set(self, v_animation_end_trigger, RV_Bool(false));
+  set_flag(self, v_animation_end_trigger, false);
   set(self, v_draw_scale, 1);
   set(self, v_damage_timer, 0);
   set(self, v_alpha, 1);
@@ -224,5 +209,5 @@ void tsl_Object_obj_enemy_Draw_0(CInstance* self, CInstance* other) {
 void tsl_Object_obj_enemy_Other_7(CInstance* self, CInstance*) {
   tsl::EventScope scope("tsl_Object_obj_enemy_Other_7", self);
   scope.line(1);
-  tsl::set(self, v_animation_end_trigger, RV_Bool(true));
+  set_flag(self, v_animation_end_trigger, true);
 }

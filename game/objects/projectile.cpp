@@ -22,8 +22,6 @@ constexpr double kScreenHeight = 360;
 // The three impact sounds, one chosen at random for each hit.
 constexpr double kSoundImpacts[] = {2, 11, 3};
 
-double real(CInstance* who, const KVVariableEntry& entry) { return tsl::get(who, entry).real(); }
-
 }  // namespace
 
 // initialise(data) with the firing tower's record: its shot's look, damage, knockback and speed.
@@ -98,7 +96,7 @@ RValue* tsl_Script_obj_projectile_normal_step(CInstance* self, CInstance* other,
 RValue* tsl_Script_obj_projectile_dead_enter(CInstance* self, CInstance*, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_projectile_dead_enter", self, result);
   scope.line(1);
-  tsl::set(self, v_animation_end_trigger, RV_Bool(false));
+  set_flag(self, v_animation_end_trigger, false);
   return scope.result();
 }
 
@@ -131,7 +129,7 @@ void tsl_Object_obj_projectile_Create_0(CInstance* self, CInstance* other) {
   scope.line(1);
   tsl::set(self, v_future_x, *tsl::get(self, v_x));
   tsl::set(self, v_collision_list, *tsl::call(f_ds_list_create, self, other));
-  tsl::set(self, v_animation_end_trigger, RV_Bool(false));
+  set_flag(self, v_animation_end_trigger, false);
   scope.line(2);
   tsl::set(self, v_initialise, *method(tsl_Script_obj_projectile_initialise, self));
 }
@@ -151,7 +149,7 @@ void tsl_Object_obj_projectile_Draw_0(CInstance* self, CInstance* other) {
 void tsl_Object_obj_projectile_Other_7(CInstance* self, CInstance*) {
   tsl::EventScope scope("tsl_Object_obj_projectile_Other_7", self);
   scope.line(1);
-  tsl::set(self, v_animation_end_trigger, RV_Bool(true));
+  set_flag(self, v_animation_end_trigger, true);
 }
 
 void tsl_Object_obj_projectile_CleanUp_0(CInstance* self, CInstance* other) {

@@ -15,7 +15,7 @@ namespace {
 
 #define TOWER_VARIABLES(X)                                                                             \
   X(attack_cooldown) X(animation_end_trigger) X(attack_done_trigger) X(draw_scale) X(alpha)           \
-  X(damage_timer) X(valid) X(initialise) X(damage) X(data) X(name) X(maxhp) X(hp) X(attack_damage)    \
+  X(damage_timer) X(valid) X(initialise) X(damage) X(data) X(name) X(hp) X(attack_damage)               \
   X(sprite) X(sprite_index) X(base_attack_cooldown) X(attack_frame) X(range) X(x_offset) X(cost)      \
   X(x) X(y) X(image_index) X(sprite_width) X(sprite_height) X(step) X(draw) X(change) X(gold)          \
   X(towers) X(colour)
@@ -28,14 +28,22 @@ constexpr double kBoardLeft = 0;
 constexpr double kBoardRight = kBoardColumns * kCellSize;
 constexpr double kBoardBottom = kBoardTop + kBoardRows * kCellSize;
 
-double real(CInstance* who, const KVVariableEntry& entry) { return tsl::get(who, entry).real(); }
-void set(CInstance* who, const KVVariableEntry& entry, double value) { tsl::set(who, entry, R(value)); }
-void set_flag(CInstance* who, const KVVariableEntry& entry, bool value) { tsl::set(who, entry, RV_Bool(value)); }
-
 // sprite_index = the asset "spr_" + name + suffix.
 void show_sprite(CInstance* self, CInstance* other, const char* suffix) {
   const Value sprite = asset(self, other, RV_StringText(*join({*text("spr_"), *tsl::get(self, v_name), *text(suffix)})));
   tsl::set(self, v_sprite_index, *sprite);
+}
+
+// The firing animation (also the wreck), with both triggers down.
+void firing_pose(CInstance* self, CInstance* other) {
+  set_flag(self, v_animation_end_trigger, false);
+  set_flag(self, v_attack_done_trigger, false);
+  show_sprite(self, other, "");
+}
+
+// The asset "sound_" + name + "_fire".
+void play_fire_sound(CInstance* self, CInstance* other, const Value& name) {
+  play_sound(self, other, *asset(self, other, RV_StringText(*join({*text("sound_"), *name, *text("_fire")}))));
 }
 
 void change_state(CInstance* self, CInstance* other, const char* state) {
@@ -49,10 +57,7 @@ RValue* tsl_Script_obj_tower_initialise(CInstance* self, CInstance* other, RValu
   tsl::ScriptScope scope("tsl_Script_obj_tower_initialise", self, result);
   const Value data = Value::Copy(tsl::arg(argc, argv, 0));
   scope.line(1);
-  tsl::set(self, v_data, *data);
-  tsl::set(self, v_name, *member(data, v_name));
-  tsl::set(self, v_maxhp, *member(data, v_hp));
-  tsl::set(self, v_hp, *tsl::get(self, v_maxhp));
+  take_record(self, data);
   tsl::set(self, v_attack_damage, *member(data, v_damage));
   tsl::set(self, v_sprite, *member(data, v_sprite));
   show_sprite(self, other, "_idle");
@@ -130,14 +135,10 @@ RValue* tsl_Script_obj_tower_idle_step(CInstance* self, CInstance* other, RValue
 RValue* tsl_Script_obj_tower_attacking_enter(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_tower_attacking_enter", self, result);
   scope.line(1);
-  set_flag(self, v_animation_end_trigger, false);
-  set_flag(self, v_attack_done_trigger, false);
-  show_sprite(self, other, "");
+  firing_pose(self, other);
   scope.line(2);
   const Value name = tsl::get(self, v_name);
-  if (is_text(name, "onager")) {
-    play_sound(self, other, *asset(self, other, RV_StringText(*join({*text("sound_"), *name, *text("_fire")}))));
-  }
+  if (is_text(name, "onager")) play_fire_sound(self, other, name);
   return scope.result();
 }
 
@@ -162,7 +163,7 @@ RValue* tsl_Script_obj_tower_attacking_step(CInstance* self, CInstance* other, R
     scope.line(6);
     const Value name = tsl::get(self, v_name);
     if (is_text(name, "scorpion") || is_text(name, "ballista") || is_text(name, "catapault")) {
-      play_sound(self, other, *asset(self, other, RV_StringText(*join({*text("sound_"), *name, *text("_fire")}))));
+      play_fire_sound(self, other, name);
     }
   }
   scope.line(7);
@@ -177,9 +178,7 @@ RValue* tsl_Script_obj_tower_attacking_step(CInstance* self, CInstance* other, R
 RValue* tsl_Script_obj_tower_dead_enter(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_tower_dead_enter", self, result);
   scope.line(1);
-  set_flag(self, v_animation_end_trigger, false);
-  set_flag(self, v_attack_done_trigger, false);
-  show_sprite(self, other, "");
+  firing_pose(self, other);
   return scope.result();
 }
 
@@ -187,10 +186,9 @@ RValue* tsl_Script_obj_tower_dead_enter(CInstance* self, CInstance* other, RValu
 RValue* tsl_Script_obj_tower_dead_step(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_tower_dead_step", self, result);
   scope.line(1);
-  set(self, v_alpha, real(self, v_alpha) - 0.05);
   set(self, v_damage_timer, std::fmax(0, real(self, v_damage_timer) - 1));
   scope.line(2);
-  if (le(real(self, v_alpha), 0)) tsl::call(f_instance_destroy, self, other);
+  fade_out(self, other);
   return scope.result();
 }
 

@@ -12,9 +12,10 @@ namespace {
 const GameCodeRegistration* g_first = nullptr;
 
 #define GAME_SUPPORT_VARIABLES(X) \
-  X(fsm) X(add) X(get_current_state) X(x) X(hp) X(maxhp) X(damage_timer) X(available)
-#define GAME_SUPPORT_BUILTINS(X) \
-  X(SnowState) X(asset_get_index) X(audio_play_sound) X(draw_sprite_ext) X(shader_set) X(shader_reset)
+  X(fsm) X(add) X(get_current_state) X(x) X(hp) X(maxhp) X(damage_timer) X(available) X(data) X(name) X(alpha)
+#define GAME_SUPPORT_BUILTINS(X)                                                                      \
+  X(SnowState) X(asset_get_index) X(audio_play_sound) X(draw_sprite_ext) X(shader_set) X(shader_reset) \
+  X(instance_destroy)
 GAME_CODE_ENTRIES(GAME_SUPPORT_VARIABLES, GAME_SUPPORT_BUILTINS)
 KVFunctionEntry f_new_struct = {"@@NewTSLObject@@", -1};
 KVFunctionEntry* g_language_entries[] = {&f_new_struct, nullptr};
@@ -56,6 +57,12 @@ Value join(std::initializer_list<RValue> parts) {
 bool is_text(const Value& v, const char* s) { return RV_Kind(*v) == kRVString && std::strcmp(RV_StringText(*v), s) == 0; }
 
 bool eq(double a, double b) { return std::fabs(a - b) <= Math_GetEpsilon(); }
+
+void add_to(CInstance* who, const KVVariableEntry& entry, const Value& amount) {
+  Value sum = tsl::get(who, entry);
+  RV_AddAssign(sum.get(), amount.get());
+  tsl::set(who, entry, *sum);
+}
 
 Value get_if_set(CInstance* who, const KVVariableEntry& entry) {
   Value out;
@@ -147,9 +154,21 @@ void flash_end(CInstance* self, CInstance* other, bool set) {
   if (set) tsl::call(f_shader_reset, self, other);
 }
 
+void take_record(CInstance* self, const Value& data) {
+  tsl::set(self, v_data, *data);
+  tsl::set(self, v_name, *member(data, v_name));
+  tsl::set(self, v_maxhp, *member(data, v_hp));
+  tsl::set(self, v_hp, *tsl::get(self, v_maxhp));
+}
+
+void fade_out(CInstance* self, CInstance* other) {
+  set(self, v_alpha, real(self, v_alpha) - 0.05);
+  if (le(real(self, v_alpha), 0)) tsl::call(f_instance_destroy, self, other);
+}
+
 void draw_health_bar(CInstance* self, CInstance* other, double bar_y) {
-  const double x = tsl::get(self, v_x).real();
-  const double fill = tsl::get(self, v_hp).real() / tsl::get(self, v_maxhp).real() * 30;
+  const double x = real(self, v_x);
+  const double fill = real(self, v_hp) / real(self, v_maxhp) * 30;
   draw_sprite_ext(self, other, R(kSprHealthBack), R(0), x - 16, bar_y, 32, 1, 0, kColourWhite, 1);
   draw_sprite_ext(self, other, R(kSprHealthFill), R(0), x - 15, bar_y, fill, 1, 0, kColourWhite, 1);
   draw_sprite_ext(self, other, R(kSprHealthShine), R(0), x - 15, bar_y, 32, 1, 0, kColourWhite, 0);

@@ -77,6 +77,12 @@ inline bool ge(double a, double b) { return a > b || eq(a, b); }
 inline bool gt(double a, double b) { return !le(a, b); }
 inline bool lt(double a, double b) { return !ge(a, b); }
 
+// who.name as a real, who.name = value, who.name = true/false, who.name += amount.
+inline double real(CInstance* who, const KVVariableEntry& entry) { return tsl::get(who, entry).real(); }
+inline void set(CInstance* who, const KVVariableEntry& entry, double value) { tsl::set(who, entry, R(value)); }
+inline void set_flag(CInstance* who, const KVVariableEntry& entry, bool value) { tsl::set(who, entry, RV_Bool(value)); }
+void add_to(CInstance* who, const KVVariableEntry& entry, const Value& amount);
+
 // who.name, or undefined when who has no such variable (a read that may not raise).
 Value get_if_set(CInstance* who, const KVVariableEntry& entry);
 // who.name[row][column] = value, written in place through who's own variable as the language
@@ -116,6 +122,12 @@ void draw_sprite_ext(CInstance* self, CInstance* other, const RValue& sprite, co
 // flash_end resets the shader when it was set.
 [[nodiscard]] bool flash_begin(CInstance* self, CInstance* other);
 void flash_end(CInstance* self, CInstance* other, bool set);
+// What initialise does first with a record of tower_data or enemy_data: data, name, and hp with
+// maxhp from the record's hp.
+void take_record(CInstance* self, const Value& data);
+// The dying fade of towers and enemies, one step of 20: alpha falls by 0.05, and at 0 the instance
+// is destroyed.
+void fade_out(CInstance* self, CInstance* other);
 // The health bar of towers and enemies at bar_y: the back, the fill by hp / maxhp, the shine.
 void draw_health_bar(CInstance* self, CInstance* other, double bar_y);
 // with (every obj_button) available = true.

@@ -56,20 +56,17 @@ class CombatTest : public GameTest {
     EXPECT_NE(instance, nullptr);
     return instance != nullptr ? IdOf(instance) : -1;
   }
-  int32_t Tower(const char* kind, double x, double y) {
-    const int32_t id = Create(kObjTower, x, y);
-    Call(id, "initialise", {*Member(Global("tower_data"), kind)});
+  // An instance made and initialised with the record of a kind from a table of the game.
+  int32_t Made(int32_t object, double x, double y, const char* table, const char* kind) {
+    const int32_t id = Create(object, x, y);
+    Call(id, "initialise", {*Member(Global(table), kind)});
     return id;
   }
-  int32_t Enemy(const char* kind, double x, double y) {
-    const int32_t id = Create(kObjEnemy, x, y);
-    Call(id, "initialise", {*Member(Global("enemy_data"), kind)});
-    return id;
-  }
+  int32_t Tower(const char* kind, double x, double y) { return Made(kObjTower, x, y, "tower_data", kind); }
+  int32_t Enemy(const char* kind, double x, double y) { return Made(kObjEnemy, x, y, "enemy_data", kind); }
+  // A shot as the tower of that kind fires it.
   int32_t Shot(const char* tower_kind, double x, double y) {
-    const int32_t id = Create(kObjProjectile, x, y);
-    Call(id, "initialise", {*Member(Global("tower_data"), tower_kind)});
-    return id;
+    return Made(kObjProjectile, x, y, "tower_data", tower_kind);
   }
   void Frames(int n) {
     for (int i = 0; i < n; ++i) Frame();
