@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -132,12 +131,13 @@ class PrivateXServer {
       _exit(127);
     }
     close(fds[1]);
-    // The server writes its display number once it accepts clients.
+    // The server writes its display number, then a newline, once it accepts clients. The pipe
+    // stays open until the newline is in: a server whose second write fails ends itself.
+    std::string number;
     pollfd ready{fds[0], POLLIN, 0};
-    char number[16] = {};
-    if (pid_ > 0 && poll(&ready, 1, 10000) == 1 && read(fds[0], number, sizeof number - 1) > 0) {
-      display_ = ":" + std::string(number, std::strcspn(number, "\n"));
-    }
+    char c = 0;
+    while (pid_ > 0 && poll(&ready, 1, 10000) == 1 && read(fds[0], &c, 1) == 1 && c != '\n') number += c;
+    if (c == '\n' && !number.empty()) display_ = ":" + number;
     close(fds[0]);
   }
   ~PrivateXServer() { Kill(); }
@@ -226,6 +226,26 @@ TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
       run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")}, Interrupt{}, dir, extras);
   EXPECT_EQ(result.status, 1) << result.output;
   EXPECT_NE(result.output.find("Lost the connection to the display - the game ends\n"), std::string::npos)
+      << result.output;
+}
+
+TEST(RunnerProcess, ADisplayThatCannotBeReachedIsNoDisplayAndSaysSo) {
+  if (std::system("command -v Xvfb > /dev/null 2>&1") != 0) GTEST_SKIP() << "Xvfb is not installed";
+  std::string display;
+  {
+    PrivateXServer gone;  // a display number that names no server once this one has ended
+    display = gone.display();
+  }
+  ASSERT_FALSE(display.empty()) << "the private X server didn't start";
+  TempDir dir;
+  const std::string game = dir.file("game.win");
+  WriteFixtureTo(MakeMinimalGame(17, 2, 60.0f), game);
+  RunnerExtras extras;
+  extras.env = {"DISPLAY=" + display, "LIBGL_ALWAYS_SOFTWARE=1"};
+  const ProcessResult result = run_runner({"-game", game, "-debugoutput", dir.file("trace.txt")},
+                                          Interrupt{Interrupt::kAfterLine, "Entering main loop.\n"}, dir, extras);
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_NE(result.output.find("No display available - running without a window\n"), std::string::npos)
       << result.output;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <vector>
@@ -13,6 +14,9 @@
 namespace {
 
 constexpr int kVkShift = 16;
+// How long a named display may stay out of reach at start-up: 20 tries 50 ms apart.
+constexpr int kDisplayAttempts = 20;
+constexpr Uint32 kDisplayRetryMs = 50;
 constexpr int kVkControl = 17;
 constexpr int kVkAlt = 18;
 
@@ -503,10 +507,37 @@ class SdlWindowHost final : public IWindowHost {
   // pumped window sees, and keep them from a run without one.
   static void keep_signals() { SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); }
 
+  // Video on the display the environment names: DISPLAY an X server, else WAYLAND_DISPLAY a
+  // compositor. Left to itself, SDL falls back to an offscreen driver when there is none or it
+  // can't be reached, and the game then runs unseen, with no connection whose loss would end it.
+  // So the named display's driver is asked for by name and retried for a moment (a server with
+  // no client left resets, and refuses connections while it does); with no display named, or
+  // one that stays out of reach, there is no video and the window layer runs without a window
+  // and says so. A driver chosen through SDL_VIDEODRIVER stands as it is.
+  static bool init_video() {
+    const auto named = [](const char* variable) {
+      const char* value = std::getenv(variable);
+      return value != nullptr && *value != '\0';
+    };
+    if (named("SDL_VIDEODRIVER")) return SDL_InitSubSystem(SDL_INIT_VIDEO) == 0;
+    const char* driver = named("DISPLAY") ? "x11" : named("WAYLAND_DISPLAY") ? "wayland" : nullptr;
+    if (driver == nullptr) return false;
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, driver);
+    for (int attempt = 1;; ++attempt) {
+      if (SDL_InitSubSystem(SDL_INIT_VIDEO) == 0) return true;
+      if (attempt == kDisplayAttempts) return false;
+      SDL_Delay(kDisplayRetryMs);
+    }
+  }
+
   bool ensure_video() {
     if (video_) return true;
+    if (no_video_) return false;  // asked once: a display out of reach isn't waited for again
     keep_signals();
-    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) return false;
+    if (!init_video()) {
+      no_video_ = true;
+      return false;
+    }
     video_ = true;
     const char* driver = SDL_GetCurrentVideoDriver();
     if (driver != nullptr && std::strcmp(driver, "x11") == 0) X11Connection_Watch();
@@ -610,6 +641,7 @@ class SdlWindowHost final : public IWindowHost {
   SDL_Window* window_ = nullptr;
   SDL_GLContext context_ = nullptr;
   bool video_ = false;
+  bool no_video_ = false;
   int32_t swap_interval_ = -2;
   std::vector<SDL_Cursor*> cursors_;
   std::deque<WindowMessage> posted_;
