@@ -224,12 +224,13 @@ Value source_struct(const Source& source) {
   const Value made =
       tsl::call(f_new_struct, nullptr, nullptr,
                 {RV_Real(f_class_source.id), RV_Real(source.kind), source.kind == kSourceGamepad ? RV_Real(source.gamepad) : RV_Undefined()});
-  if (source.kind == kSourceGamepad) {
+  if (source.kind == kSourceGamepad && source.gamepad >= 0) {
+    // INPUT_GAMEPAD[n] is the one struct of pad n from now on.
     const Value pads = global_value("__input_source_gamepad");
-    if (is_array(*pads)) {
-      while (array_length(*pads) < source.gamepad) array_push(*pads, RV_Undefined());
-      if (array_length(*pads) == source.gamepad) array_push(*pads, *made);
-    }
+    std::vector<Value> items;
+    const int32_t length = std::max(array_length(*pads), source.gamepad + 1);
+    for (int32_t i = 0; i < length; ++i) items.push_back(i == source.gamepad ? made : array_get(*pads, i));
+    tsl::set(tsl::global(), v___input_source_gamepad, *make_array(items));
   }
   return made;
 }

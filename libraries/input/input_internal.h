@@ -134,12 +134,17 @@ Value new_struct();
 Value new_array(std::initializer_list<RValue> items = {});
 Value member(const RValue& s, const char* name);
 bool has_member(const RValue& s, const char* name);
+// Keeps an object the library holds natively reachable for the collector, under a key of the
+// library's own struct of held values (a later hold of the key replaces it).
+void hold(const std::string& key, const RValue& value);
 // A global variable, undefined when it was never set.
 Value global_value(const char* name);
 void set_member(const RValue& s, const char* name, const RValue& value);
 int32_t array_length(const RValue& a);
 Value array_get(const RValue& a, int32_t i);
 void array_push(const RValue& a, const RValue& value);
+// A new array of the items.
+Value make_array(const std::vector<Value>& items);
 std::vector<std::string> struct_names(const RValue& s);
 
 // ---- The library's own messages -----------------------------------------------------------------
@@ -324,6 +329,7 @@ struct Player {
   std::vector<VibrationEvent> vibration_events;
   bool trigger_effect_paused = false;
   double trigger_effect_strength = 1;
+  Value trigger_effect_left, trigger_effect_right;
   Value color;
   int32_t rebind_state = 0;
   double rebind_start_time = 0;
@@ -412,7 +418,7 @@ struct Gamepad {
   std::string raw_type = "unknown", simple_type = "unknown";
   bool guessed_type = false, blacklisted = false;
   std::string vendor, product;
-  std::optional<std::vector<std::string>> sdl2_definition;
+  std::optional<std::vector<std::string>> sdl2_definition;  // the database row that matched
   bool custom_mapping = false;
   std::map<double, GamepadMapping> mapping;  // standard constant -> mapping
   int32_t button_count = 0, axis_count = 0, hat_count = 0;
@@ -435,6 +441,17 @@ struct Gamepad {
   bool is_axis(double tv) const;
 };
 
+// The platform whose rows of the controller database apply: the pads' GUIDs are those of the
+// system the program runs on.
+constexpr const char* kSdl2Platform = "Linux";
+
+struct GuidParts {
+  std::string vendor, product;
+  bool valid = false;
+};
+// __input_gamepad_guid_parse: the vendor and product of a pad's GUID.
+GuidParts guid_parse(const std::string& guid, bool legacy, bool suppress);
+
 struct Sdl2Database {
   std::vector<std::vector<std::string>> rows;
   std::map<std::string, std::vector<size_t>> by_guid, by_vendor_product, by_description;
@@ -443,9 +460,11 @@ struct Sdl2Database {
 // ---- The library ---------------------------------------------------------------------------------
 enum SourceMode { kModeFixed = 0, kModeJoin = 1, kModeHotswap = 2, kModeMixed = 3, kModeMultidevice = 4 };
 
+// The connection report of players or gamepads for the frame: who connected, who left, and each
+// one's state (-2 newly disconnected, -1 disconnected, 1 newly connected, 2 connected).
 struct Status {
   std::vector<int32_t> new_connections, new_disconnections;
-  std::vector<std::string> states;
+  std::vector<int32_t> states;
 };
 
 struct System {
@@ -487,7 +506,9 @@ struct System {
   std::map<std::string, std::string> raw_type_dictionary;
 
   Status players_status, gamepads_status;
-  bool players_any_changed = false, gamepads_any_changed = false;
+  std::array<bool, INPUT_MAX_PLAYERS> players_were_connected{};
+  std::vector<bool> gamepads_were_connected;
+  int64_t held_serial = 0;
 
   // Join mode.
   int32_t multiplayer_min = 1, multiplayer_max = INPUT_MAX_PLAYERS;

@@ -491,15 +491,37 @@ void multiplayer_assignment_tick() {
   }
 }
 
+namespace {
+
+int32_t status_of(bool was, bool is) {
+  if (is) return was ? 2 : 1;
+  return was ? -2 : -1;
+}
+
+}  // namespace
+
 void build_status() {
   System& s = sys();
-  s.players_status.states.clear();
-  s.players_any_changed = false;
-  for (Player& p : s.players) {
-    const bool was = p.connected;
-    (void)was;
-    s.players_status.states.push_back(p.connected ? "connected" : "disconnected");
+  s.players_status = Status{};
+  for (size_t i = 0; i < s.players.size(); ++i) {
+    const bool is = s.players[i].connected;
+    const bool was = s.players_were_connected[i];
+    if (is && !was) s.players_status.new_connections.push_back(static_cast<int32_t>(i));
+    if (!is && was) s.players_status.new_disconnections.push_back(static_cast<int32_t>(i));
+    s.players_status.states.push_back(status_of(was, is));
+    s.players_were_connected[i] = is;
   }
+  Status pads;
+  s.gamepads_were_connected.resize(s.gamepads.size(), false);
+  for (size_t i = 0; i < s.gamepads.size(); ++i) {
+    const bool is = s.gamepads[i] != nullptr;
+    const bool was = s.gamepads_were_connected[i];
+    if (is && !was) pads.new_connections.push_back(static_cast<int32_t>(i));
+    if (!is && was) pads.new_disconnections.push_back(static_cast<int32_t>(i));
+    pads.states.push_back(status_of(was, is));
+    s.gamepads_were_connected[i] = is;
+  }
+  s.gamepads_status = pads;
 }
 
 }  // namespace input

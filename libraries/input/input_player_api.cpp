@@ -112,9 +112,9 @@ INPUT_SCRIPT(input_profile_set) {
 INPUT_SCRIPT(input_profile_get_array) {
   tsl::ScriptScope scope("tsl_Script_input_profile_get_array", self, result);
   const Player& p = player_at(argc, argv, 0);
-  const Value out = new_array();
-  for (const auto& [name, profile] : p.profiles) array_push(*out, *text(name));
-  return scope.give(out);
+  std::vector<Value> names;
+  for (const auto& [name, profile] : p.profiles) names.push_back(text(name));
+  return scope.give(make_array(names));
 }
 
 INPUT_SCRIPT(input_profile_auto) {
@@ -252,9 +252,9 @@ INPUT_SCRIPT(input_source_is_available) {
 INPUT_SCRIPT(input_source_get_array) {
   tsl::ScriptScope scope("tsl_Script_input_source_get_array", self, result);
   const Player& p = player_at(argc, argv, 0);
-  const Value out = new_array();
-  for (const Source& source : p.sources) array_push(*out, *source_struct(source));
-  return scope.give(out);
+  std::vector<Value> sources;
+  for (const Source& source : p.sources) sources.push_back(source_struct(source));
+  return scope.give(make_array(sources));
 }
 
 INPUT_SCRIPT(input_source_detect_input) {
@@ -301,11 +301,11 @@ INPUT_SCRIPT(input_player_connected_count) {
 
 INPUT_SCRIPT(input_players_connected) {
   tsl::ScriptScope scope("tsl_Script_input_players_connected", self, result);
-  const Value out = new_array();
+  std::vector<Value> indexes;
   for (const Player& p : sys().players) {
-    if (p.connected) array_push(*out, RV_Real(p.index));
+    if (p.connected) indexes.push_back(real(p.index));
   }
-  return scope.give(out);
+  return scope.give(make_array(indexes));
 }
 
 INPUT_SCRIPT(input_player_ghost_set) {
@@ -518,16 +518,16 @@ INPUT_SCRIPT(input_binding_test_collisions) {
   const std::optional<Binding> binding = binding_from_struct(input::arg(argc, argv, 1));
   Player& p = player_at(argc, argv, 2);
   const std::string profile = p.profile_resolve(input::arg(argc, argv, 3));
-  const Value out = new_array();
+  std::vector<Value> out;
   if (binding) {
     for (const Collision& c : collisions(p, profile, *binding)) {
       const Value entry = new_struct();
       set_member(*entry, "verb", *text(c.verb));
       set_member(*entry, "alternate", RV_Real(c.alternate));
-      array_push(*out, *entry);
+      out.push_back(entry);
     }
   }
-  return scope.give(out);
+  return scope.give(make_array(out));
 }
 
 // input_binding_is_valid(binding, player_index = 0): a binding the player's devices can read.
@@ -612,4 +612,37 @@ INPUT_SCRIPT(input_binding_get_icon) {
   const std::optional<Binding> b = binding_from_struct(input::arg(argc, argv, 0));
   if (!b) return scope.give(text("not a binding"));
   return scope.give(text(b->label));
+}
+
+// ---- Connection reports -------------------------------------------------------------------------
+
+namespace {
+
+Value status_struct(const Status& status, const char* list_name) {
+  const Value out = new_struct();
+  set_member(*out, "any_changed", RV_Bool(!status.new_connections.empty() || !status.new_disconnections.empty()));
+  auto numbers = [](const std::vector<int32_t>& list) {
+    std::vector<Value> items;
+    for (int32_t i : list) items.push_back(real(i));
+    return make_array(items);
+  };
+  const Value connected = numbers(status.new_connections);
+  const Value disconnected = numbers(status.new_disconnections);
+  const Value states = numbers(status.states);
+  set_member(*out, "new_connections", *connected);
+  set_member(*out, "new_disconnections", *disconnected);
+  set_member(*out, list_name, *states);
+  return out;
+}
+
+}  // namespace
+
+INPUT_SCRIPT(input_players_get_status) {
+  tsl::ScriptScope scope("tsl_Script_input_players_get_status", self, result);
+  return scope.give(status_struct(sys().players_status, "players"));
+}
+
+INPUT_SCRIPT(input_gamepads_get_status) {
+  tsl::ScriptScope scope("tsl_Script_input_gamepads_get_status", self, result);
+  return scope.give(status_struct(sys().gamepads_status, "gamepads"));
 }

@@ -90,6 +90,15 @@ Value global_value(const char* name) {
   return out;
 }
 
+void hold(const std::string& key, const RValue& value) {
+  Value held = global_value("__input_held");
+  if (!is_struct(*held)) {
+    held = new_struct();
+    tsl::set(tsl::global(), "__input_held", *held);
+  }
+  set_member(*held, key.c_str(), value);
+}
+
 bool has_member(const RValue& s, const char* name) {
   if (!is_struct(s)) return false;
   const int32_t slot = Variable_GetSlot(name);
@@ -112,6 +121,15 @@ Value array_get(const RValue& a, int32_t i) {
 }
 
 void array_push(const RValue& a, const RValue& value) { builtin(f_array_push, {a, value}); }
+
+Value make_array(const std::vector<Value>& items) {
+  RValue made = RV_Undefined();
+  made.pArray = RV_NewArray(static_cast<int32_t>(items.size()));
+  made.flags = 0;
+  made.kind = kRVArray;
+  for (size_t i = 0; i < items.size(); ++i) RV_CopyRef(&made.pArray->pArray[i], items[i].get());
+  return Value::Adopt(made);
+}
 
 std::vector<std::string> struct_names(const RValue& s) {
   std::vector<std::string> names;
@@ -162,6 +180,8 @@ void system_forget() {
     p.rebind_ignore_struct.release();
     p.rebind_allow_struct.release();
     for (VibrationEvent& event : p.vibration_events) event.curve.release();
+    p.trigger_effect_left.release();
+    p.trigger_effect_right.release();
   };
   forget_player(g_system->default_player);
   for (Player& p : g_system->players) forget_player(p);
@@ -400,13 +420,12 @@ void tick_gamepads() {
     std::unique_ptr<Gamepad>& pad = s.gamepads[static_cast<size_t>(i)];
     if (connected && pad == nullptr) {
       trace("Gamepad " + std::to_string(i) + " connected");
-      s.gamepads_status.new_connections.push_back(i);
       pad = std::make_unique<Gamepad>();
       pad->index = i;
       pad->discover();
+      source_struct(Source{kSourceGamepad, i});
     } else if (!connected && pad != nullptr) {
       trace("Gamepad " + std::to_string(i) + " disconnected");
-      s.gamepads_status.new_disconnections.push_back(i);
       builtin(f_gamepad_set_vibration, {RV_Real(i), RV_Real(0), RV_Real(0)});
       pad->color.release();
       pad.reset();
@@ -424,9 +443,6 @@ void system_tick() {
   tsl::set(tsl::global(), v___input_frame, RV_Real(s.frame));
   s.previous_current_time = s.current_time;
   s.current_time = tsl::get(tsl::global(), v_current_time).real();
-  s.players_status = Status{};
-  s.gamepads_status = Status{};
-
   tick_focus();
   tick_mouse();
   tick_gamepads();

@@ -7,8 +7,10 @@
 #include "compiled_code.h"
 #include "core/error.h"
 #include "core/function_table.h"
+#include "core/object.h"
 #include "graphics/window.h"
 #include "input/io.h"
+#include "platform/clock.h"
 
 namespace {
 
@@ -20,6 +22,7 @@ std::vector<uint8_t> read_bytes(const std::string& path) {
 }  // namespace
 
 void InputLibraryTest::SetUp() {
+  Platform_SetClock(&clock_);
   Window_UsePlatform(&host_, &device_);
   std::vector<uint8_t> image = read_bytes(std::string(KOVA_BINARY_DIR) + "/data.win");
   ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
@@ -40,6 +43,39 @@ void InputLibraryTest::TearDown() {
   IO_End();
   game_.Stop();
   Window_UsePlatform(nullptr, nullptr);
+  Platform_SetClock(nullptr);
+}
+
+FakeWindowHost::FakePad& InputLibraryTest::attach_controller(int32_t id, const std::string& name) {
+  FakeWindowHost::FakePad pad;
+  pad.info.id = id;
+  pad.info.controller = true;
+  pad.info.rumble = true;
+  pad.info.name = name;
+  pad.info.guid = "03000000de2800000112000001000000";
+  pad.info.buttons = 11;
+  pad.info.axes = 6;
+  host_.pads.push_back(pad);
+  host_.Push(WindowMessageKind::kDevicesChanged);
+  return host_.pads.back();
+}
+
+FakeWindowHost::FakePad& InputLibraryTest::attach_joystick(int32_t id, const std::string& guid, const std::string& name) {
+  FakeWindowHost::FakePad pad;
+  pad.info.id = id;
+  pad.info.name = name;
+  pad.info.guid = guid;
+  pad.info.buttons = 8;
+  pad.info.axes = 4;
+  pad.info.hats = 1;
+  host_.pads.push_back(pad);
+  host_.Push(WindowMessageKind::kDevicesChanged);
+  return host_.pads.back();
+}
+
+void InputLibraryTest::detach_pads() {
+  host_.pads.clear();
+  host_.Push(WindowMessageKind::kDevicesChanged);
 }
 
 void InputLibraryTest::key_down(int32_t key) { host_.Push(WindowMessageKind::kKeyDown, key); }
@@ -49,6 +85,7 @@ void InputLibraryTest::mouse_down(int32_t button) { host_.Push(WindowMessageKind
 void InputLibraryTest::mouse_up(int32_t button) { host_.Push(WindowMessageKind::kMouseUp, button); }
 
 void InputLibraryTest::frame() {
+  clock_.Advance(16667);
   Window_PumpMessages();
   IO_Update();
   game_.Frame();
@@ -58,6 +95,20 @@ tsl::Value InputLibraryTest::call(const char* name, std::initializer_list<RValue
   int32_t index = -1;
   EXPECT_TRUE(Function_Find(name, &index)) << name;
   return tsl::call(index, tsl::global(), tsl::global(), args);
+}
+
+tsl::Value InputLibraryTest::call_with(const char* name, std::vector<RValue> args) {
+  int32_t index = -1;
+  EXPECT_TRUE(Function_Find(name, &index)) << name;
+  std::vector<RValue*> pointers;
+  for (RValue& a : args) pointers.push_back(&a);
+  tsl::Value out;
+  const KVScriptRow* row = KVGetScriptRow(index);
+  if (row != nullptr && row->function != nullptr) {
+    reinterpret_cast<KVScriptFunction>(row->function)(tsl::global(), tsl::global(), out.get(),
+                                                      static_cast<int>(pointers.size()), pointers.data());
+  }
+  return out;
 }
 
 bool InputLibraryTest::check(const char* function, const char* verb, double player) {

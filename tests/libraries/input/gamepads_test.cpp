@@ -1,0 +1,125 @@
+// Gamepads through the library: a plain joystick remapped by a controller database line from
+// SDL_GAMECONTROLLERCONFIG (buttons, axes, hats, a trigger on a whole axis, and the warnings of bad
+// entries), a pad with no line, vibration summed into the motors, and the status reports.
+#include <cstdlib>
+#include <string>
+
+#include "input_fixture.h"
+
+namespace {
+
+constexpr double kFaceSouth = 32769, kFaceEast = 32770, kTriggerL = 32775, kDpadUp = 32781, kAxisLH = 32785;
+constexpr const char* kGuid = "0300000034120000cdab000000000000";
+
+class InputGamepadsTest : public InputLibraryTest {
+ protected:
+  void SetUp() override {
+    setenv("SDL_GAMECONTROLLERCONFIG",
+           "# a comment line\n"
+           "0300000034120000cdab000000000000,Plain Stick Db,a:b2,b:b1,leftx:a0,lefty:a1,dpup:h0.1,"
+           "lefttrigger:a2,bogus:b3,x:q7,platform:Linux,\n"
+           "0300000034120000cdab000000000000,Windows Twin,a:b0,platform:Windows,\n",
+           1);
+    InputLibraryTest::SetUp();
+  }
+  void TearDown() override {
+    InputLibraryTest::TearDown();
+    unsetenv("SDL_GAMECONTROLLERCONFIG");
+  }
+  bool pad_check(double index, double constant) {
+    return RV_ToBool(*call("input_gamepad_check", {RV_Real(index), RV_Real(constant)}));
+  }
+  double pad_value(double index, double constant) {
+    return call("input_gamepad_value", {RV_Real(index), RV_Real(constant)}).real();
+  }
+};
+
+TEST_F(InputGamepadsTest, ADatabaseLineRemapsAPlainJoystick) {
+  EXPECT_NE(start_output_.find("Input: External SDL2 string found"), std::string::npos) << start_output_;
+  ConsoleCapture capture;
+  attach_joystick(3, kGuid);
+  frame();
+  const std::string said = capture.text();
+  EXPECT_NE(said.find("Input: Gamepad 4 discovered"), std::string::npos) << said;
+  EXPECT_NE(said.find("description = \"Plain Stick Db\" (vendor=3412, product=cdab)"), std::string::npos) << said;
+  EXPECT_NE(said.find("Input: Warning! Entry name \"bogus\" not recognised"), std::string::npos) << said;
+  EXPECT_NE(said.find("Input: Warning! Mapping entry could not be parsed (full string was \"x:q7\")"), std::string::npos)
+      << said;
+  EXPECT_STREQ(RV_StringText(*call("input_gamepad_get_description", {RV_Real(4)})), "Plain Stick Db");
+
+  pad(3).reading.raw_button[2] = 1;
+  pad(3).reading.raw_axis[0] = 16384;
+  pad(3).reading.raw_axis[2] = -32768;  // a trigger at rest
+  pad(3).reading.raw_hat[0] = 1;
+  frame();
+  EXPECT_TRUE(pad_check(4, kFaceSouth)) << "raw button 2 is A";
+  EXPECT_TRUE(RV_ToBool(*call("input_gamepad_check_pressed", {RV_Real(4), RV_Real(kFaceSouth)})));
+  EXPECT_FALSE(pad_check(4, kFaceEast));
+  EXPECT_NEAR(pad_value(4, kAxisLH), 0.5, 0.01);
+  EXPECT_TRUE(RV_ToBool(*call("input_gamepad_is_axis", {RV_Real(4), RV_Real(kAxisLH)})));
+  EXPECT_TRUE(pad_check(4, kDpadUp)) << "hat 0 bit 1 is the cross's up";
+  EXPECT_NEAR(pad_value(4, kTriggerL), 0, 0.01) << "a trigger on a whole axis rests at 0";
+  pad(3).reading.raw_axis[2] = 32767;
+  pad(3).reading.raw_button[2] = 0;
+  frame();
+  EXPECT_NEAR(pad_value(4, kTriggerL), 1, 0.01);
+  EXPECT_TRUE(RV_ToBool(*call("input_gamepad_check_released", {RV_Real(4), RV_Real(kFaceSouth)})));
+  EXPECT_NEAR(call("input_gamepad_delta", {RV_Real(4), RV_Real(kTriggerL)}).real(), 1, 0.01);
+}
+
+TEST_F(InputGamepadsTest, APadWithoutALineKeepsTheDeviceLayersMapping) {
+  ConsoleCapture capture;
+  attach_joystick(3, "03000000aaaa0000bbbb000000000000", "Other Stick");
+  frame();
+  EXPECT_NE(capture.text().find("Input: Warning! No SDL definition found for 03000000aaaa0000bbbb000000000000 "
+                                "(vendor=aaaa, product=bbbb)"),
+            std::string::npos)
+      << capture.text();
+  EXPECT_NE(capture.text().find("No SDL2 remapping available, falling back to"), std::string::npos);
+  EXPECT_STREQ(RV_StringText(*call("input_gamepad_get_type", {RV_Real(4)})), "unknown");
+}
+
+TEST_F(InputGamepadsTest, ConnectionsShowInTheStatusReports) {
+  attach_controller(7);
+  frame();
+  const tsl::Value status = call("input_gamepads_get_status");
+  EXPECT_TRUE(RV_ToBool(*tsl::get(KV_AsInstance(status.object()), "any_changed")));
+  const tsl::Value connections = tsl::get(KV_AsInstance(status.object()), "new_connections");
+  ASSERT_EQ(connections.get()->pArray->length, 1);
+  EXPECT_EQ(RV_ToDouble(connections.get()->pArray->pArray[0]), 0);
+  frame();
+  EXPECT_FALSE(RV_ToBool(*tsl::get(KV_AsInstance(call("input_gamepads_get_status").object()), "any_changed")));
+  detach_pads();
+  frame();
+  const tsl::Value gone = tsl::get(KV_AsInstance(call("input_gamepads_get_status").object()), "new_disconnections");
+  ASSERT_EQ(gone.get()->pArray->length, 1);
+}
+
+TEST_F(InputGamepadsTest, VibrationReachesThePlayersPadAndEnds) {
+  const tsl::Value b = call("input_binding_gamepad_button", {RV_Real(kFaceSouth)});
+  call("input_binding_set", {*tsl::Value::String("select"), *b, RV_Real(0), RV_Real(0), *tsl::Value::String("gamepad")});
+  attach_controller(7);
+  frames(4);
+  pad(7).reading.button[0] = 1;
+  frame();
+  ASSERT_EQ(call("input_player_get_gamepad").real(), 0);
+  // Full strength panned right for 100 ms.
+  call("input_vibrate_constant", {RV_Real(1), RV_Real(1), RV_Real(100)});
+  frames(3);
+  EXPECT_NEAR(pad(7).rumble_low, 0.0f, 1e-4);
+  EXPECT_NEAR(pad(7).rumble_high, 1.0f, 1e-4);
+  call("input_vibrate_set_strength", {RV_Real(0.5)});
+  frames(3);  // the motors hear of it at the device layer's next poll
+  EXPECT_NEAR(pad(7).rumble_high, 0.5f, 1e-4);
+  frames(8);
+  EXPECT_NEAR(pad(7).rumble_high, 0.0f, 1e-4) << "the event ended";
+  call("input_vibrate_set_pause", {RV_Bool(true)});
+  ConsoleCapture capture;
+  call("input_vibrate_constant", {RV_Real(1), RV_Real(0), RV_Real(100)});
+  EXPECT_NE(capture.text().find("Input: Warning! New vibration event ignored, player 0 vibration is paused"),
+            std::string::npos);
+  EXPECT_NE(error_of("input_trigger_effect_off", {RV_Real(32769)}).find("Value 32769 not a gamepad trigger"),
+            std::string::npos);
+}
+
+}  // namespace
