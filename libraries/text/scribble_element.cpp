@@ -15,17 +15,8 @@ namespace scribble {
 
 namespace {
 
-template <KVScriptFunction F>
-void method_getter(RValue* result, CInstance* self, CInstance*, int, RValue*, int32_t) {
-  KVCreateMethod(result, F, self);
-}
-
-struct MethodRow {
-  const char* name;
-  KVPropertyFn getter;
-};
 const MethodRow kElementMethods[] = {
-#define SCRIBBLE_ELEMENT_ROW(name) {#name, method_getter<tsl_Script___scribble_class_element_##name>},
+#define SCRIBBLE_ELEMENT_ROW(name) {#name, bound_method_getter<tsl_Script___scribble_class_element_##name>},
     SCRIBBLE_ELEMENT_METHODS(SCRIBBLE_ELEMENT_ROW)
 #undef SCRIBBLE_ELEMENT_ROW
 };
@@ -33,25 +24,11 @@ const MethodRow kElementMethods[] = {
 // The prototype of every element: its methods as properties that bind the element they are read from.
 KVObjectBase* element_prototype() {
   LibraryState& s = initialize();
-  if (s.element_prototype != nullptr) return s.element_prototype;
-  KVObjectBase* proto = Object_NewStruct();
-  GCAddRoot(proto);
-  for (const MethodRow& row : kElementMethods) {
-    const RValue property = RV_Object(Object_NewProperty(nullptr, row.getter, nullptr));
-    Object_SetRValue(proto, row.name, &property);
-  }
-  s.element_prototype = proto;
-  return proto;
+  if (s.element_prototype == nullptr) s.element_prototype = make_method_prototype(kElementMethods, std::size(kElementMethods));
+  return s.element_prototype;
 }
 
-void adopt(Element* element) {
-  KVObjectBase* proto = element_prototype();
-  GC_AddObject(element);
-  element->flags = kObjFlagExtensible;
-  element->className = "__scribble_class_element";
-  Object_SetStandardProperties(element);
-  KVSetPrototype(element, proto);
-}
+void adopt(Element* element) { adopt_object(element, "__scribble_class_element", element_prototype()); }
 
 std::string key_text(double v) { return number_text(v); }
 
@@ -324,10 +301,6 @@ void Element::draw(double x, double y, Typist* typist) {
 
 using namespace scribble;
 
-#define SCRIBBLE_SCRIPT(name)                                                                        \
-  RValue* tsl_Script_##name([[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-                            RValue* result, [[maybe_unused]] int argc, [[maybe_unused]] RValue** argv)
-#define ARG(n) tsl::arg(argc, argv, n)
 
 namespace {
 

@@ -15,7 +15,6 @@ using namespace scribble;
   RValue* tsl_Script___scribble_class_element_##name(CInstance* self, [[maybe_unused]] CInstance* other, \
                                                      RValue* result, [[maybe_unused]] int argc,          \
                                                      [[maybe_unused]] RValue** argv)
-#define ARG(n) tsl::arg(argc, argv, n)
 // The element, or the null element's answer (itself) at once.
 #define ELEMENT_ENTRY(name)                                                  \
   tsl::ScriptScope scope("__scribble_class_element_" #name, self, result); \

@@ -207,10 +207,6 @@ void scale_font(Font& font, double factor) {
   font.calculate_height();
 }
 
-#define SCRIBBLE_SCRIPT(name)                                                                        \
-  RValue* tsl_Script_##name([[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-                            RValue* result, [[maybe_unused]] int argc, [[maybe_unused]] RValue** argv)
-#define ARG(n) tsl::arg(argc, argv, n)
 
 }  // namespace
 

@@ -464,6 +464,22 @@ class Typist final : public KVObjectBase {
 Typist* typist_of(const RValue& value);
 Value typist_value(Typist* typist);
 
+// ---- Script-visible objects ---------------------------------------------------------------------------
+// A method of an element or typist: a property of the shared prototype whose getter binds the
+// object it is read from.
+template <KVScriptFunction F>
+void bound_method_getter(RValue* result, CInstance* self, CInstance*, int, RValue*, int32_t) {
+  KVCreateMethod(result, F, self);
+}
+struct MethodRow {
+  const char* name;
+  KVPropertyFn getter;
+};
+// A rooted prototype holding the rows' methods.
+KVObjectBase* make_method_prototype(const MethodRow* rows, size_t count);
+// Registers a new object with the collector as a struct of the class, on the prototype.
+void adopt_object(KVObjectBase* object, const char* class_name, KVObjectBase* prototype);
+
 // ---- Shader uniforms -------------------------------------------------------------------------------
 // Uniform handles of a shader by name, fetched once per compiled program.
 int32_t uniform(int32_t shader, const char* name);
@@ -474,3 +490,9 @@ double current_time_ms();
 double delta_time_us();
 
 }  // namespace scribble
+
+// The library's public scripts and their arguments.
+#define SCRIBBLE_SCRIPT(name)                                                                        \
+  RValue* tsl_Script_##name([[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
+                            RValue* result, [[maybe_unused]] int argc, [[maybe_unused]] RValue** argv)
+#define ARG(n) tsl::arg(argc, argv, n)

@@ -90,24 +90,16 @@ void generator_build_words(Generator& gen) {
         start_word(i, cls);
         after_space = true;
         break;
-      case kClassIdeographic:
-        if (after_space) {
-          start_word(i, cls);
-          after_space = false;
-        } else if (word.cls == kClassSymbol) {
-          word.cls = cls;
-          word.resolved = resolved_of(cls);
-        } else {
-          start_word(i, cls);
-        }
-        break;
       default:
+        // Ideographs and letters: a symbol run before them joins them; each ideograph is a word.
         if (after_space) {
           start_word(i, cls);
           after_space = false;
         } else if (word.cls == kClassSymbol) {
           word.cls = cls;
           word.resolved = resolved_of(cls);
+        } else if (cls == kClassIdeographic) {
+          start_word(i, cls);
         } else if (cls >= kClassR2L && word.cls == cls) {
           // joins
         } else if (per_char || cls != word.cls) {

@@ -158,6 +158,18 @@ void anim_reset() {
 double current_time_ms() { return static_cast<double>(Timing_Time() / 1000); }
 double delta_time_us() { return static_cast<double>(Run_DeltaTime); }
 
+// Visits up to max(3, ceil(sqrt(n))) entries of a list per call, walking backwards from where the
+// last call stopped and wrapping round, and removes those `drop` says are done.
+template <class T, class Drop>
+void sweep(std::vector<T>& list, size_t& index, Drop drop) {
+  size_t batch = std::max<size_t>(3, static_cast<size_t>(std::ceil(std::sqrt(static_cast<double>(list.size())))));
+  while (batch-- > 0 && !list.empty()) {
+    index = (index == 0 ? list.size() : index) - 1;
+    if (drop(list[index])) list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
+  }
+  index = std::min(index, list.size());
+}
+
 // ---- The tick -----------------------------------------------------------------------------------------
 
 void tick() {
@@ -173,52 +185,22 @@ void tick() {
   }
 
   // Elements not drawn for a while leave the list; the collector frees those the game doesn't hold.
-  {
-    const size_t n = s->ecache_array.size();
-    size_t batch = std::max<size_t>(3, static_cast<size_t>(std::ceil(std::sqrt(static_cast<double>(n)))));
-    size_t& index = s->ecache_list_index;
-    while (batch-- > 0 && !s->ecache_array.empty()) {
-      index = (index == 0 ? s->ecache_array.size() : index) - 1;
-      Element* element = s->ecache_array[index];
-      if (element->last_drawn_ + SCRIBBLE_CACHE_TIMEOUT < s->frames) {
-        s->ecache_array.erase(s->ecache_array.begin() + static_cast<std::ptrdiff_t>(index));
-        const auto it = s->ecache_dict.find(element->cache_name_);
-        if (it != s->ecache_dict.end() && it->second == element) s->ecache_dict.erase(it);
-        GCRemoveRoot(element);
-      }
-    }
-    if (index > s->ecache_array.size()) index = s->ecache_array.size();
-  }
-  // Element names whose element is gone.
-  {
-    const size_t n = s->ecache_name_array.size();
-    size_t batch = std::max<size_t>(3, static_cast<size_t>(std::ceil(std::sqrt(static_cast<double>(n)))));
-    size_t& index = s->ecache_name_index;
-    while (batch-- > 0 && !s->ecache_name_array.empty()) {
-      index = (index == 0 ? s->ecache_name_array.size() : index) - 1;
-      const std::string& name = s->ecache_name_array[index];
-      if (s->ecache_dict.count(name) == 0) {
-        s->ecache_name_array.erase(s->ecache_name_array.begin() + static_cast<std::ptrdiff_t>(index));
-      }
-    }
-    if (index > s->ecache_name_array.size()) index = s->ecache_name_array.size();
-  }
-  // Model names whose model is gone.
-  {
-    const size_t n = s->mcache_name_array.size();
-    size_t batch = std::max<size_t>(3, static_cast<size_t>(std::ceil(std::sqrt(static_cast<double>(n)))));
-    size_t& index = s->mcache_name_index;
-    while (batch-- > 0 && !s->mcache_name_array.empty()) {
-      index = (index == 0 ? s->mcache_name_array.size() : index) - 1;
-      const std::string& name = s->mcache_name_array[index];
-      const auto it = s->mcache_dict.find(name);
-      if (it == s->mcache_dict.end() || it->second.expired()) {
-        if (it != s->mcache_dict.end()) s->mcache_dict.erase(it);
-        s->mcache_name_array.erase(s->mcache_name_array.begin() + static_cast<std::ptrdiff_t>(index));
-      }
-    }
-    if (index > s->mcache_name_array.size()) index = s->mcache_name_array.size();
-  }
+  sweep(s->ecache_array, s->ecache_list_index, [s](Element* element) {
+    if (element->last_drawn_ + SCRIBBLE_CACHE_TIMEOUT >= s->frames) return false;
+    const auto it = s->ecache_dict.find(element->cache_name_);
+    if (it != s->ecache_dict.end() && it->second == element) s->ecache_dict.erase(it);
+    GCRemoveRoot(element);
+    return true;
+  });
+  // Names whose element or model is gone.
+  sweep(s->ecache_name_array, s->ecache_name_index,
+        [s](const std::string& name) { return s->ecache_dict.count(name) == 0; });
+  sweep(s->mcache_name_array, s->mcache_name_index, [s](const std::string& name) {
+    const auto it = s->mcache_dict.find(name);
+    if (it != s->mcache_dict.end() && !it->second.expired()) return false;
+    if (it != s->mcache_dict.end()) s->mcache_dict.erase(it);
+    return true;
+  });
   // Vertex buffers belong to their pages and go when the page does (Page::flush).
 }
 
@@ -233,6 +215,26 @@ int32_t vertex_format() {
   VertexFormat_Add(kVertexTypeFloat2, kVertexUsageTexcoord);
   s.vertex_format = VertexFormat_End();
   return s.vertex_format;
+}
+
+// ---- Script-visible objects ---------------------------------------------------------------------------
+
+KVObjectBase* make_method_prototype(const MethodRow* rows, size_t count) {
+  KVObjectBase* proto = Object_NewStruct();
+  GCAddRoot(proto);
+  for (size_t i = 0; i < count; ++i) {
+    const RValue property = RV_Object(Object_NewProperty(nullptr, rows[i].getter, nullptr));
+    Object_SetRValue(proto, rows[i].name, &property);
+  }
+  return proto;
+}
+
+void adopt_object(KVObjectBase* object, const char* class_name, KVObjectBase* prototype) {
+  GC_AddObject(object);
+  object->flags = kObjFlagExtensible;
+  object->className = class_name;
+  Object_SetStandardProperties(object);
+  KVSetPrototype(object, prototype);
 }
 
 // ---- Uniforms ----------------------------------------------------------------------------------------
@@ -258,10 +260,6 @@ void set_uniform_i(int32_t shader, const char* name, int32_t value) {
 
 using namespace scribble;
 
-#define SCRIBBLE_SCRIPT(name)                                                                        \
-  RValue* tsl_Script_##name([[maybe_unused]] CInstance* self, [[maybe_unused]] CInstance* other, \
-                            RValue* result, [[maybe_unused]] int argc, [[maybe_unused]] RValue** argv)
-#define ARG(n) tsl::arg(argc, argv, n)
 
 SCRIBBLE_SCRIPT(__scribble_initialize) {
   tsl::ScriptScope scope("__scribble_initialize", self, result);

@@ -12,32 +12,16 @@ namespace scribble {
 
 namespace {
 
-template <KVScriptFunction F>
-void method_getter(RValue* result, CInstance* self, CInstance*, int, RValue*, int32_t) {
-  KVCreateMethod(result, F, self);
-}
-
-struct MethodRow {
-  const char* name;
-  KVPropertyFn getter;
-};
 const MethodRow kTypistMethods[] = {
-#define SCRIBBLE_TYPIST_ROW(name) {#name, method_getter<tsl_Script___scribble_class_typist_##name>},
+#define SCRIBBLE_TYPIST_ROW(name) {#name, bound_method_getter<tsl_Script___scribble_class_typist_##name>},
     SCRIBBLE_TYPIST_METHODS(SCRIBBLE_TYPIST_ROW)
 #undef SCRIBBLE_TYPIST_ROW
 };
 
 KVObjectBase* typist_prototype() {
   LibraryState& s = initialize();
-  if (s.typist_prototype != nullptr) return s.typist_prototype;
-  KVObjectBase* proto = Object_NewStruct();
-  GCAddRoot(proto);
-  for (const MethodRow& row : kTypistMethods) {
-    const RValue property = RV_Object(Object_NewProperty(nullptr, row.getter, nullptr));
-    Object_SetRValue(proto, row.name, &property);
-  }
-  s.typist_prototype = proto;
-  return proto;
+  if (s.typist_prototype == nullptr) s.typist_prototype = make_method_prototype(kTypistMethods, std::size(kTypistMethods));
+  return s.typist_prototype;
 }
 
 bool defined(const RValue& v) { return RV_Kind(v) != kRVUndefined && RV_Kind(v) != kRVUnset; }
@@ -366,7 +350,6 @@ using namespace scribble;
   RValue* tsl_Script___scribble_class_typist_##name(CInstance* self, [[maybe_unused]] CInstance* other, \
                                                     RValue* result, [[maybe_unused]] int argc,          \
                                                     [[maybe_unused]] RValue** argv)
-#define ARG(n) tsl::arg(argc, argv, n)
 #define TYPIST_ENTRY(name)                                                  \
   tsl::ScriptScope scope("__scribble_class_typist_" #name, self, result); \
   Typist* t = dynamic_cast<Typist*>(KV_AsObject(self));                     \
@@ -408,11 +391,7 @@ RValue* tsl_Script_scribble_typist(CInstance* self, CInstance*, RValue* result, 
   tsl::ScriptScope scope("scribble_typist", self, result);
   initialize();
   auto* typist = new Typist();
-  GC_AddObject(typist);
-  typist->flags = kObjFlagExtensible;
-  typist->className = "__scribble_class_typist";
-  Object_SetStandardProperties(typist);
-  KVSetPrototype(typist, typist_prototype());
+  adopt_object(typist, "__scribble_class_typist", typist_prototype());
   typist->sound_finish_time_ = current_time_ms();
   typist->reset();
   typist->reset_done_ = false;
