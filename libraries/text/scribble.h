@@ -19,7 +19,7 @@
 
 // Fonts and glyph data.
 #define SCRIBBLE_FONT_SCRIPTS(X)                                                                        \
-  X(scribble_font_add) X(scribble_font_add_all) X(scribble_font_delete) X(scribble_font_duplicate)      \
+  X(scribble_font_add) X(scribble_font_add_all) X(scribble_font_add_from_sprite) X(scribble_font_delete) X(scribble_font_duplicate)      \
   X(scribble_font_exists) X(scribble_font_force_bilinear_filtering) X(scribble_font_get_default)        \
   X(scribble_font_get_glyph_ranges) X(scribble_font_has_character) X(scribble_font_rename)              \
   X(scribble_font_scale) X(scribble_font_set_default) X(scribble_font_set_style_family)                 \

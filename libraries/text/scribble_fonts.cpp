@@ -178,14 +178,8 @@ std::string font_name_arg(const RValue& value) {
 // A character argument: a number as it stands, or the code of the first character of a string.
 uint32_t character_arg(const RValue& value) {
   if (RV_Kind(value) == kRVString) {
-    const char* text = RV_StringText(value);
-    uint32_t code = 0;
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(text);
-    if (*p < 0x80) return *p;
-    int extra = (*p >= 0xF0) ? 3 : (*p >= 0xE0) ? 2 : 1;
-    code = *p & (0x3F >> extra);
-    for (int i = 1; i <= extra && p[i] != 0; ++i) code = (code << 6) | (p[i] & 0x3F);
-    return code;
+    const std::u32string codes = decode_utf8(RV_StringText(value));
+    return codes.empty() ? 0 : static_cast<uint32_t>(codes[0]);
   }
   return static_cast<uint32_t>(RV_ToDouble(value));
 }
@@ -255,6 +249,93 @@ SCRIBBLE_SCRIPT(scribble_font_add_all) {
   tsl::ScriptScope scope("scribble_font_add_all", self, result);
   initialize();
   font_add_all_from_project();
+  return result;
+}
+
+// scribble_font_add_from_sprite(name, sprite, mapstring, separation, space_width = undefined,
+// proportional = true): frame i of the sprite is the i-th character of the mapping string. A
+// proportional glyph is as wide as its frame's visible pixels; otherwise every glyph advances by
+// the sprite's width. Glyph rows stand on the frame's cell: the visible rectangle is offset by its
+// trim, and the font height is the sprite's height.
+SCRIBBLE_SCRIPT(scribble_font_add_from_sprite) {
+  tsl::ScriptScope scope("scribble_font_add_from_sprite", self, result);
+  LibraryState& s = initialize();
+  const std::string name = font_name_arg(ARG(0));
+  const RValue& sprite = ARG(1);
+  if (!RV_ToBool(*tsl::call("sprite_exists", nullptr, nullptr, {sprite}))) {
+    error("Sprite \"" + value_text(sprite) + "\" doesn't exist");
+  }
+  if (RV_Kind(ARG(2)) != kRVString) error("The mapping string should be a string");
+  std::vector<uint32_t> codes;
+  for (const std::string text = RV_StringText(ARG(2)); const char32_t c : decode_utf8(text)) codes.push_back(c);
+  const auto frames = static_cast<size_t>(RV_ToDouble(*tsl::call("sprite_get_number", nullptr, nullptr, {sprite})));
+  if (codes.size() > frames) {
+    error("Sprite \"" + value_text(*tsl::call("sprite_get_name", nullptr, nullptr, {sprite})) + "\" has " +
+          number_text(static_cast<double>(frames)) + " frames, fewer than the " + number_text(static_cast<double>(codes.size())) +
+          " characters of the mapping string");
+  }
+  const double separation = RV_ToDouble(ARG(3));
+  const bool proportional = RV_Kind(ARG(5)) == kRVUndefined || RV_Kind(ARG(5)) == kRVUnset || RV_ToBool(ARG(5));
+  const double sprite_w = RV_ToDouble(*tsl::call("sprite_get_width", nullptr, nullptr, {sprite}));
+  const double sprite_h = RV_ToDouble(*tsl::call("sprite_get_height", nullptr, nullptr, {sprite}));
+  if (find_font(name) != nullptr) {
+    trace("Warning! A font for \"" + name + "\" has already been added. Destroying the old font and creating a new one");
+    destroy_font(name);
+  }
+  auto font = std::make_unique<Font>();
+  font->name = name;
+  for (size_t i = 0; i < codes.size(); ++i) {
+    const RValue frame = RV_Real(static_cast<double>(i));
+    const Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {sprite, frame});
+    const Value texture = tsl::call("sprite_get_texture", nullptr, nullptr, {sprite, frame});
+    double uv[8] = {0, 0, 1, 1, 0, 0, 1, 1};
+    if (RV_Kind(*uvs) == kRVArray && uvs.get()->pArray->length >= 8) {
+      for (int k = 0; k < 8; ++k) uv[k] = RV_ToDouble(uvs.get()->pArray->pArray[k]);
+    }
+    const double w = sprite_w * uv[6], h = sprite_h * uv[7];
+    const uint32_t code = codes[i];
+    GlyphRow row{};
+    row[kGlyphCharacter] = code;
+    row[kGlyphUnicode] = code;
+    row[kGlyphBidi] = bidi_class(code);
+    row[kGlyphXOffset] = proportional ? 0 : uv[4];
+    row[kGlyphYOffset] = uv[5];
+    row[kGlyphWidth] = w;
+    row[kGlyphHeight] = h;
+    row[kGlyphFontHeight] = sprite_h;
+    row[kGlyphSeparation] = (proportional ? w : sprite_w) + separation;
+    row[kGlyphFontScale] = 1;
+    row[kGlyphU0] = uv[0];
+    row[kGlyphV0] = uv[1];
+    row[kGlyphU1] = uv[2];
+    row[kGlyphV1] = uv[3];
+    row[kGlyphMsdfPxRange] = row[kGlyphMsdfThickness] = row[kGlyphBilinear] = std::nan("");
+    const int64_t handle = RV_Kind(*texture) == kRVPtr ? static_cast<int64_t>(reinterpret_cast<intptr_t>(texture.get()->ptr))
+                                                       : static_cast<int64_t>(RV_ToDouble(*texture));
+    row[kGlyphTexture] = static_cast<double>(handle);
+    font->glyphs[code] = static_cast<int32_t>(font->rows.size());
+    font->rows.push_back(row);
+    font->textures.push_back(w > 0 && h > 0 ? handle : -1);
+  }
+  // A space, unless the mapping string brought one: as wide as asked, else as the sprite.
+  if (font->find(32) == nullptr) {
+    GlyphRow space{};
+    space[kGlyphCharacter] = space[kGlyphUnicode] = 32;
+    space[kGlyphBidi] = kClassWhitespace;
+    const double space_w = RV_Kind(ARG(4)) == kRVUndefined || RV_Kind(ARG(4)) == kRVUnset ? sprite_w : RV_ToDouble(ARG(4));
+    space[kGlyphWidth] = space_w;
+    space[kGlyphHeight] = space[kGlyphFontHeight] = sprite_h;
+    space[kGlyphSeparation] = space_w + separation;
+    space[kGlyphFontScale] = 1;
+    space[kGlyphTexture] = -1;
+    space[kGlyphMsdfPxRange] = space[kGlyphMsdfThickness] = space[kGlyphBilinear] = std::nan("");
+    font->glyphs[32] = static_cast<int32_t>(font->rows.size());
+    font->rows.push_back(space);
+    font->textures.push_back(-1);
+  }
+  font->calculate_height();
+  add_font(std::move(font));
+  if (s.default_font.empty()) s.default_font = name;
   return result;
 }
 
@@ -498,14 +579,7 @@ std::vector<uint32_t> gather_codes(const Font& source, int argc, RValue** argv, 
     } else if (all_characters(range)) {
       for (const auto& [code, row] : source.glyphs) codes.push_back(code);
     } else if (RV_Kind(range) == kRVString) {
-      const std::string text = RV_StringText(range);
-      for (size_t p = 0; p < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[p]);
-        const size_t n = c < 0x80 ? 1 : c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
-        const Value one = Value::String(text.substr(p, n).c_str());
-        codes.push_back(character_arg(*one));
-        p += n;
-      }
+      for (const char32_t c : decode_utf8(RV_StringText(range))) codes.push_back(static_cast<uint32_t>(c));
     } else {
       codes.push_back(character_arg(range));
     }

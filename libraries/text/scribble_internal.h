@@ -131,6 +131,8 @@ const std::string& default_font();
 // __scribble_trace: "Scribble: " and the message to the debug output.
 void trace(const std::string& message);
 std::string number_text(double value);
+// The code points of UTF-8 text.
+std::u32string decode_utf8(const std::string& text);
 // The text of a value as string() gives it.
 std::string value_text(const RValue& value);
 

@@ -14,7 +14,7 @@ bool is_whitespace_word(const Word& w) { return w.cls == kClassWhitespace; }
 
 double glyph_range_max_height(const Generator& gen, int32_t first, int32_t last) {
   double h = 0;
-  for (int32_t i = first; i <= last; ++i) h = std::max(h, gen.glyphs[static_cast<size_t>(i)].height);
+  for (int32_t i = first; i <= last; ++i) h = std::max(h, gen.glyphs[static_cast<size_t>(i)].font_height);
   return h;
 }
 
@@ -402,7 +402,7 @@ void generator_position_glyphs(Generator& gen) {
       for (int32_t g = first_glyph; g <= last_glyph; ++g) {
         Glyph& glyph = gen.glyphs[static_cast<size_t>(g)];
         glyph.animation_index = 1000 * (glyph.animation_index - page.glyph_start) + line_index;
-        glyph.y = line.y + 0.5 * line.height - 0.5 * glyph.height + page.min_y;
+        glyph.y = line.y + 0.5 * line.height - 0.5 * glyph.font_height + page.min_y;
       }
 
       int32_t halign = line.halign;

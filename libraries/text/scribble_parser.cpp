@@ -13,9 +13,7 @@
 
 namespace scribble {
 
-namespace {
-
-std::u32string decode(const std::string& text) {
+std::u32string decode_utf8(const std::string& text) {
   std::u32string out;
   out.reserve(text.size());
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
@@ -40,6 +38,8 @@ std::u32string decode(const std::string& text) {
   }
   return out;
 }
+
+namespace {
 
 std::string encode(const std::u32string& codes) {
   std::string out;
@@ -499,7 +499,7 @@ bool Parser::tag(std::vector<std::string>& params, size_t* at) {
     Value returned;
     RValue callee = *it->second.function.get();
     CallMethod(nullptr, nullptr, returned.get(), static_cast<int>(pointers.size()), &callee, pointers.data());
-    const std::u32string inserted = decode(value_text(*returned));
+    const std::u32string inserted = decode_utf8(value_text(*returned));
     // The macro's text takes the tag's place and is read next, so it may hold tags of its own.
     text_.insert(*at, inserted);
     return false;
@@ -647,7 +647,7 @@ void Parser::run() {
     error("The default font has not been set\nCheck that you've added fonts to Scribble (scribble_font_add() / "
           "scribble_font_add_from_sprite() etc.)");
   }
-  text_ = decode(element_.text_);
+  text_ = decode_utf8(element_.text_);
   const bool ignore_tags = element_.ignore_command_tags_;
 
   // The text's direction: the first strong character outside the tags.

@@ -370,16 +370,7 @@ std::vector<Value> sounds_of(const RValue& v) {
 
 uint64_t delay_key(const RValue& character) {
   if (RV_Kind(character) != kRVString) return static_cast<uint64_t>(RV_ToDouble(character));
-  const std::string text = RV_StringText(character);
-  std::vector<uint32_t> codes;
-  for (size_t p = 0; p < text.size();) {
-    const auto c = static_cast<unsigned char>(text[p]);
-    const size_t n = c < 0x80 ? 1 : c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
-    uint32_t code = n == 1 ? c : c & (0xFFu >> (n + 1));
-    for (size_t k = 1; k < n && p + k < text.size(); ++k) code = (code << 6) | (static_cast<unsigned char>(text[p + k]) & 0x3Fu);
-    codes.push_back(code);
-    p += n;
-  }
+  const std::u32string codes = decode_utf8(RV_StringText(character));
   if (codes.empty()) return 0;
   if (codes.size() == 1) return codes[0];
   return static_cast<uint64_t>(codes[0]) | (static_cast<uint64_t>(codes[1]) << 32);

@@ -182,3 +182,37 @@ TEST_F(FontsTest, DuplicateRenameAndDelete) {
 }
 
 }  // namespace
+
+namespace {
+
+// The first sprite of the game with at least three frames.
+double sprite_with_frames() {
+  for (double index = 0; index < 200; ++index) {
+    if (!RV_ToBool(*tsl::call("sprite_exists", nullptr, nullptr, {RV_Real(index)}))) continue;
+    if (tsl::call("sprite_get_number", nullptr, nullptr, {RV_Real(index)}).real() >= 3) return index;
+  }
+  return -1;
+}
+
+TEST_F(FontsTest, SpriteFontsMapFramesToCharacters) {
+  const double sprite = sprite_with_frames();
+  ASSERT_GE(sprite, 0);
+  const double width = tsl::call("sprite_get_width", nullptr, nullptr, {RV_Real(sprite)}).real();
+  const double height = tsl::call("sprite_get_height", nullptr, nullptr, {RV_Real(sprite)}).real();
+  call(tsl_Script_scribble_font_add_from_sprite, {*str("fnt_sprite"), RV_Real(sprite), *str("xyz"), RV_Real(2), RV_Undefined(), RV_Bool(false)});
+  EXPECT_TRUE(exists("fnt_sprite"));
+  for (const char* ch : {"x", "y", "z", " "}) {
+    SCOPED_TRACE(ch);
+    EXPECT_EQ(glyph("fnt_sprite", ch, kSeparation), width + 2);
+    EXPECT_EQ(glyph("fnt_sprite", ch, kFontHeight), height);
+  }
+  const tsl::Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {RV_Real(sprite), RV_Real(1)});
+  EXPECT_EQ(glyph("fnt_sprite", "y", kU0), RV_ToDouble(uvs.get()->pArray->pArray[0]));
+  EXPECT_EQ(glyph("fnt_sprite", "y", kV1), RV_ToDouble(uvs.get()->pArray->pArray[3]));
+  EXPECT_FALSE(RV_ToBool(*call(tsl_Script_scribble_font_has_character, {*str("fnt_sprite"), *str("w")})));
+  EXPECT_NE(error_of(tsl_Script_scribble_font_add_from_sprite, {*str("fnt_more"), RV_Real(sprite), *str("abcdefghijklmnopqrstuvwxyz0123456789"), RV_Real(0)})
+                .find("frames, fewer than the 36 characters of the mapping string"),
+            std::string::npos);
+}
+
+}  // namespace
