@@ -15,6 +15,7 @@
 #include "graphics/gpu_state.h"
 #include "graphics/gr_texture.h"
 #include "graphics/render_state.h"
+#include "graphics/view.h"
 #include "graphics/window.h"
 #include "platform/process.h"
 #include "gl/gl_window_fixture.h"
@@ -160,6 +161,34 @@ TEST_F(GlDrawTest, ClearsIgnoreTheWriteMaskAndTheScissor) {
   ExpectNear(Pixel(2, 2), {0, 255, 0}, "the masked draw wrote nothing");
   RenderState_Set(kRSColourWriteEnable, 15);
   Graphics_Device()->SetScissor(DeviceRect{0, 0, kSize, kSize});
+}
+
+// Shapes that cross the edges of a smaller viewport, or reach far past them, cover exactly the
+// pixels inside it: even and odd port sizes, since the device widens even ones for clipping.
+TEST_F(GlDrawTest, ShapesCrossingAPortsEdgesCoverOnlyThePort) {
+  struct Case {
+    int x, y, w, h;
+  };
+  for (const Case& c : {Case{16, 8, 32, 40}, Case{7, 9, 31, 33}}) {
+    const std::string what = std::to_string(c.w) + " x " + std::to_string(c.h);
+    Draw_Clear(0xFF000000u);
+    GR_SetViewport(c.x, c.y, c.w, c.h);
+    Graphics_Device()->SetScissor(DeviceRect{0, 0, kSize, kSize});  // wider than the port
+    GR_Set_View(0, 0, static_cast<float>(c.w), static_cast<float>(c.h), 0);
+    Fill(-10, -10, 4, static_cast<float>(c.h) + 10, 0xFF0000FFu);                  // red over the left edge
+    Fill(static_cast<float>(c.w) - 3, 5, static_cast<float>(c.w) + 3000, 6, 0xFF00FF00u);  // green far right
+    ExpectNear(Pixel(c.x, c.y), {255, 0, 0}, what + ": the port's corner");
+    ExpectNear(Pixel(c.x + 4, c.y + c.h - 1), {255, 0, 0}, what + ": red's last column, bottom row");
+    ExpectNear(Pixel(c.x + 5, c.y + 10), {0, 0, 0}, what + ": right of red");
+    ExpectNear(Pixel(c.x - 1, c.y + 10), {0, 0, 0}, what + ": left of the port");
+    ExpectNear(Pixel(c.x + 2, c.y - 1), {0, 0, 0}, what + ": above the port");
+    ExpectNear(Pixel(c.x + 2, c.y + c.h), {0, 0, 0}, what + ": below the port");
+    ExpectNear(Pixel(c.x + c.w - 3, c.y + 5), {0, 255, 0}, what + ": green's first column");
+    ExpectNear(Pixel(c.x + c.w - 1, c.y + 6), {0, 255, 0}, what + ": green at the port's edge");
+    ExpectNear(Pixel(c.x + c.w, c.y + 5), {0, 0, 0}, what + ": right of the port");
+    ExpectNear(Pixel(c.x + c.w - 1, c.y + 7), {0, 0, 0}, what + ": under green");
+  }
+  GR_SetViewport(0, 0, kSize, kSize);
 }
 
 TEST_F(GlDrawTest, AlphaTestWithReferenceZeroDropsOnlyTransparentPixels) {

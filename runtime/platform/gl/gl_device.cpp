@@ -29,8 +29,8 @@ struct GlBuffer {
 struct Program {
   GLuint program = 0;
   uint64_t constants_sent = 0;  // the constants version this program last received
-  float flip_sent = 0.0f;
-  GLint world = -1, world_view = -1, wvp = -1, flip_y = -1;
+  float clip_scale_sent[2] = {0.0f, 0.0f};
+  GLint world = -1, world_view = -1, wvp = -1, clip_scale = -1;
   GLint fog_enable_v = -1, fog_start = -1, rcp_fog_range = -1, lighting = -1, ambient = -1;
   GLint dir_dir = -1, dir_colour = -1, point_pos = -1, point_colour = -1;
   GLint texture = -1, fog_enable_p = -1, fog_colour = -1, alpha_test = -1, alpha_ref = -1;
@@ -154,6 +154,7 @@ class GlDevice final : public IDevice {
     anisotropy_ = epoxy_has_gl_extension("GL_EXT_texture_filter_anisotropic") ||
                   epoxy_has_gl_extension("GL_ARB_texture_filter_anisotropic");
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_texture_size_);
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, max_viewport_);
     GLint samples = 0;
     glGetIntegerv(GL_MAX_SAMPLES, &samples);
     for (uint32_t count : {2u, 4u, 8u, 16u}) {
@@ -287,6 +288,7 @@ class GlDevice final : public IDevice {
   void SetViewport(const DeviceRect& rect) override {
     viewport_ = rect;
     apply_viewport();
+    apply_scissor();
   }
 
   void SetScissor(const DeviceRect& rect) override {
@@ -427,7 +429,12 @@ class GlDevice final : public IDevice {
     GlBuffer* b = buffer(id);
     const int set = static_cast<int>(shader);
     if (b == nullptr || vertex_count <= 0 || set < 0 || set >= static_cast<int>(ShaderSet::kCount)) return;
-    if (UserProgram* user = user_program(user_program_)) {
+    UserProgram* user = user_program(user_program_);
+    if (guard_on_ != (user == nullptr)) {
+      guard_on_ = user == nullptr;
+      apply_viewport();
+    }
+    if (user != nullptr) {
       if (program_ != user->program) {
         glUseProgram(user->program);
         program_ = user->program;
@@ -619,6 +626,7 @@ class GlDevice final : public IDevice {
 
  private:
   static constexpr int kScratchUnit = kTextureStages;  // uploads never disturb a stage's binding
+  static constexpr int32_t kMaxGuardFactor = 8;
 
   GlTexture* texture(DeviceTextureId id) {
     if (id == 0 || id > textures_.size() || !textures_[id - 1].live) return nullptr;
@@ -661,14 +669,34 @@ class GlDevice final : public IDevice {
     return DeviceRect{r.x, h - r.y - r.h, r.w, r.h};
   }
 
+  // The guard band: the built-in shader sets draw through a viewport k times the requested one about
+  // the same centre, with clip x and y divided by k in the vertex shader. k is a power of two, so
+  // both steps are exact and every vertex lands where it would without the band, but a triangle
+  // that crosses the edge of the viewport stays inside the clip volume: rasterisers without a
+  // guard band of their own (software ones) send every such triangle through their slow clipping
+  // path. The scissor, always within the requested viewport, keeps the pixels inside it. User
+  // programs may write clip coordinates of their own and keep the plain viewport.
+  static int32_t guard_factor(int32_t size, int32_t max_size) {
+    if (size <= 0 || size % 2 != 0) return 1;  // the widened viewport's corner must stay whole
+    int32_t k = 1;
+    while (k < kMaxGuardFactor && 2 * k * size <= max_size) k *= 2;
+    return k;
+  }
+
   void apply_viewport() {
     const DeviceRect r = to_gl(viewport_);
-    glViewport(r.x, r.y, std::max(r.w, 0), std::max(r.h, 0));
+    const int32_t w = std::max(r.w, 0), h = std::max(r.h, 0);
+    guard_x_ = guard_on_ ? guard_factor(w, max_viewport_[0]) : 1;
+    guard_y_ = guard_on_ ? guard_factor(h, max_viewport_[1]) : 1;
+    glViewport(r.x - (guard_x_ - 1) * w / 2, r.y - (guard_y_ - 1) * h / 2, guard_x_ * w, guard_y_ * h);
   }
 
   void apply_scissor() {
-    const DeviceRect r = to_gl(scissor_);
-    glScissor(r.x, r.y, std::max(r.w, 0), std::max(r.h, 0));
+    const int32_t left = std::max(scissor_.x, viewport_.x), top = std::max(scissor_.y, viewport_.y);
+    const int32_t right = std::min(scissor_.x + scissor_.w, viewport_.x + viewport_.w);
+    const int32_t bottom = std::min(scissor_.y + scissor_.h, viewport_.y + viewport_.h);
+    const DeviceRect r = to_gl(DeviceRect{left, top, std::max(right - left, 0), std::max(bottom - top, 0)});
+    glScissor(r.x, r.y, r.w, r.h);
   }
 
   void apply_write_masks() {
@@ -716,7 +744,7 @@ class GlDevice final : public IDevice {
     p.world = glGetUniformLocation(g, "u_world");
     p.world_view = glGetUniformLocation(g, "u_worldView");
     p.wvp = glGetUniformLocation(g, "u_worldViewProj");
-    p.flip_y = glGetUniformLocation(g, "u_flipY");
+    p.clip_scale = glGetUniformLocation(g, "u_clipScale");
     p.fog_enable_v = glGetUniformLocation(g, "u_fogEnable");
     p.fog_start = glGetUniformLocation(g, "u_fogStart");
     p.rcp_fog_range = glGetUniformLocation(g, "u_rcpFogRange");
@@ -767,12 +795,17 @@ class GlDevice final : public IDevice {
 
   void send_constants(Program* p) {
     const float flip = target_ != 0 ? -1.0f : 1.0f;
-    if (p->constants_sent == constants_version_ && p->flip_sent == flip) return;
+    const float scale[2] = {1.0f / static_cast<float>(guard_x_), flip / static_cast<float>(guard_y_)};
+    if (scale[0] != p->clip_scale_sent[0] || scale[1] != p->clip_scale_sent[1]) {
+      glUniform2f(p->clip_scale, scale[0], scale[1]);
+      p->clip_scale_sent[0] = scale[0];
+      p->clip_scale_sent[1] = scale[1];
+    }
+    if (p->constants_sent == constants_version_) return;
     const ShaderConstants& c = constants_;
     glUniformMatrix4fv(p->world, 1, GL_FALSE, c.world);
     glUniformMatrix4fv(p->world_view, 1, GL_FALSE, c.world_view);
     glUniformMatrix4fv(p->wvp, 1, GL_FALSE, c.world_view_projection);
-    glUniform1f(p->flip_y, flip);
     glUniform1i(p->fog_enable_v, c.fog ? 1 : 0);
     glUniform1f(p->fog_start, c.fog_start);
     glUniform1f(p->rcp_fog_range, c.rcp_fog_range);
@@ -788,7 +821,6 @@ class GlDevice final : public IDevice {
       glUniform4fv(p->point_colour, kMaxLights, &c.point_light_colour[0][0]);
     }
     p->constants_sent = constants_version_;
-    p->flip_sent = flip;
   }
 
   void bind_layout(const VertexLayout& layout, GLuint gl_buffer, size_t first_byte) {
@@ -845,6 +877,9 @@ class GlDevice final : public IDevice {
   GLuint bound_layout_buffer_ = 0;
   size_t bound_first_byte_ = 0;
   GLint max_texture_size_ = 2048;
+  GLint max_viewport_[2] = {4096, 4096};
+  bool guard_on_ = true;
+  int32_t guard_x_ = 1, guard_y_ = 1;
   uint32_t msaa_levels_ = 0;
   bool anisotropy_ = false;
 };

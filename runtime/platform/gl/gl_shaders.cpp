@@ -15,7 +15,7 @@ in vec3 in_Normal;
 uniform mat4 u_world;
 uniform mat4 u_worldView;
 uniform mat4 u_worldViewProj;
-uniform float u_flipY;
+uniform vec2 u_clipScale;  // y flip and guard band: exact powers of two
 uniform bool u_fogEnable;
 uniform float u_fogStart;
 uniform float u_rcpFogRange;
@@ -59,7 +59,7 @@ void main() {
 #else
   v_uv = vec2(0.0);
 #endif
-  position.y *= u_flipY;
+  position.xy *= u_clipScale;
   position.z = position.z * 2.0 - position.w;
   gl_Position = position;
 }
