@@ -40,8 +40,13 @@ KVObjectBase* instance_prototype() {
   return g_prototype;
 }
 
-void append_node(ObjectInstanceList* list, CInstance* instance) {
-  ObjectInstanceNode* node = KV_NEW(ObjectInstanceNode);
+// Appends the instance to a list with the given node, or an allocated one.
+void append_node(ObjectInstanceList* list, CInstance* instance, ObjectInstanceNode* node = nullptr) {
+  if (node != nullptr) {
+    *node = ObjectInstanceNode{};
+  } else {
+    node = KV_NEW(ObjectInstanceNode);
+  }
   node->instance = instance;
   node->list = list;
   node->previous = list->tail;
@@ -172,10 +177,10 @@ void Instance_SetImageIndex(CInstance* instance, float index) {
 void Instance_EnterObjectLists(CInstance* instance) {
   CObjectTV* object = instance->object;
   if (object == nullptr || instance->objectNodes != nullptr) return;
-  append_node(&object->instances, instance);
+  append_node(&object->instances, instance, &instance->ownNodes[0]);
   int32_t steps = 0;
   for (CObjectTV* at = object; at != nullptr && steps < kMaxAncestry; at = at->parent, ++steps) {
-    append_node(&at->instancesRecursive, instance);
+    append_node(&at->instancesRecursive, instance, at == object ? &instance->ownNodes[1] : nullptr);
   }
 }
 
@@ -185,7 +190,7 @@ void Instance_LeaveObjectLists(CInstance* instance) {
   while (node != nullptr) {
     ObjectInstanceNode* next = node->nextOfInstance;
     unlink_node(node);
-    KV_Delete(node);
+    if (node != &instance->ownNodes[0] && node != &instance->ownNodes[1]) KV_Delete(node);
     node = next;
   }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/object.h"
+#include "world/object_type.h"
 
 class CObjectTV;
 class CCode;
@@ -123,8 +124,11 @@ class CInstance final : public KVObjectBase {
   int32_t collisionStamp = -1;
 
   // The nodes of this instance in its object's lists (exact and recursive), chained through
-  // ObjectInstanceNode::nextOfInstance, so leaving them costs the depth of the parent chain.
+  // ObjectInstanceNode::nextOfInstance, so leaving them costs the depth of the parent chain. The
+  // two of its own object live here, so that the event passes walking those lists touch the
+  // instances they dispatch to and no separate nodes; those of the ancestors are allocated.
   ObjectInstanceNode* objectNodes = nullptr;
+  ObjectInstanceNode ownNodes[2];
   // Where it stands on the pending lists, so that each holds it at most once.
   bool onDepthChangeList = false;
   bool onDeactivationList = false;
