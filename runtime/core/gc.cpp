@@ -134,8 +134,9 @@ GCObjectContainer* container() {
 
 bool is_marked(int32_t id) { return (g_bitmap[static_cast<size_t>(id) >> 5] & (1u << (id & 31))) != 0; }
 
-// Counts, per array, the references that collected objects hold.
-std::vector<int32_t> inner_array_counts() {
+// Counts, per array, the references that collected objects hold; marks every instance as a root
+// and gathers the arrays on the way, so that the objects are walked once.
+std::vector<int32_t> inner_array_counts(std::vector<KVObjectBase*>* arrays) {
   std::vector<int32_t> counts(g_objects.size(), 0);
   auto count = [&counts](const RValue& value) {
     if (RV_Kind(value) != kRVArray || value.pArray == nullptr) return;
@@ -144,6 +145,8 @@ std::vector<int32_t> inner_array_counts() {
   };
   for (KVObjectBase* object : g_objects) {
     if (object == nullptr) continue;
+    if (object->kind == kObjInstance) GCMarkObject(object, true);
+    if (object->kind == kObjArray) arrays->push_back(object);
     if (object->slotMap != nullptr) {
       object->slotMap->ForEach([&count](const int32_t&, RValue* const& value) { count(*value); });
     }
@@ -164,13 +167,10 @@ void mark_roots() {
   for (KVObjectBase* object : g_self_stack) {
     if (object != nullptr) GCMarkObject(object, true);
   }
-  const std::vector<int32_t> inner = inner_array_counts();
-  for (KVObjectBase* object : g_objects) {
-    if (object == nullptr) continue;
-    if (object->kind == kObjInstance) {
-      GCMarkObject(object, true);
-    } else if (object->kind == kObjArray &&
-               static_cast<RefDynamicArrayOfRValue*>(object)->refCount > inner[static_cast<size_t>(object->slotId)]) {
+  std::vector<KVObjectBase*> arrays;
+  const std::vector<int32_t> inner = inner_array_counts(&arrays);
+  for (KVObjectBase* object : arrays) {
+    if (static_cast<RefDynamicArrayOfRValue*>(object)->refCount > inner[static_cast<size_t>(object->slotId)]) {
       GCMarkObject(object, true);
     }
   }
