@@ -30,7 +30,7 @@ class ArgPointers {
   int size() const { return static_cast<int>(count_); }
 
  private:
-  static constexpr size_t kInline = 8;
+  static constexpr size_t kInline = 16;  // as many as CallBuiltin copies on its stack
   size_t count_;
   RValue* inline_[kInline] = {};
   std::vector<RValue*> heap_;
