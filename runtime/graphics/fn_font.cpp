@@ -310,6 +310,7 @@ bool Font_AddEnableAA() { return g_enable_aa; }
 
 void Font_RegisterBuiltins() {
   Font_RegisterFreeTypeBuiltins();
+  Font_RegisterSpriteBuiltins();
   for (const Row& row : kRows) {
     int32_t id = 0;
     if (!Function_Find(row.name, &id)) Function_Add(row.name, row.handler, row.argc, 0);

@@ -11,6 +11,8 @@
 #include "graphics/batcher.h"
 #include "graphics/draw.h"
 #include "graphics/gr_texture.h"
+#include "graphics/sprite.h"
+#include "graphics/sprite_draw.h"
 #include "graphics/texture_table.h"
 
 namespace {
@@ -140,7 +142,30 @@ void glyph_uv(const TextFont& f, const FontGlyph& g, float pad, float tw, float 
 
 // ---- The draw forms of one line ---------------------------------------------------------------------
 
+// A sprite font's line: each glyph's frame whole, its corner at (pen + offset x scale, row), where
+// the pen starts at x and the row at y, both moved by the sprite's origin. A space only moves the
+// pen.
+void draw_sprite_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, const uint32_t (&corners)[4]) {
+  const CSprite* sprite = Sprite_Data(f.spriteIndex);
+  if (sprite == nullptr) return;
+  float pen = x + static_cast<float>(sprite->xOrigin) * f.scaleX;
+  const float row = y - static_cast<float>(f.ascenderOffset) * f.scaleY + static_cast<float>(sprite->yOrigin) * f.scaleY;
+  for (size_t i = 0; i < n; ++i) {
+    if (codes[i] == 0) continue;
+    const FontGlyph* g = f.GetGlyph(codes[i]);
+    if (g == nullptr) continue;
+    if (codes[i] != 32) {
+      Sprite_DrawPart(*sprite, static_cast<float>(g->w), 0.0f, 0.0f, static_cast<float>(sprite->width),
+                      static_cast<float>(sprite->height), static_cast<float>(g->offset) * f.scaleX + pen, row, f.scaleX,
+                      f.scaleY, 0.0f, corners);
+    }
+    pen += static_cast<float>(g->shift) * f.scaleX;
+  }
+}
+
 void draw_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, uint32_t colour) {
+  const uint32_t sprite_corners[4] = {colour, colour, colour, colour};
+  if (f.spriteIndex >= 0) return draw_sprite_line(f, x, y, codes, n, sprite_corners);
   float tw = 0, th = 0;
   GRTexture* texture = Font_Texture(f, &tw, &th);
   const uint32_t corners[4] = {colour, colour, colour, colour};
@@ -178,6 +203,11 @@ void draw_line_general(const TextFont& f, float x, float y, const uint32_t* code
                        float s, float c, const TextColours& colours, bool transformed) {
   float tw = 0, th = 0;
   GRTexture* texture = Font_Texture(f, &tw, &th);
+  // A sprite font: each frame whole through the sprite part draw, turned with the line; a space only
+  // moves the pen. The atlas forms' one-pixel border doesn't apply.
+  const CSprite* sprite = f.spriteIndex >= 0 ? Sprite_Data(f.spriteIndex) : nullptr;
+  if (f.spriteIndex >= 0 && sprite == nullptr) return;
+  const float degrees = std::atan2(s, c) * 180.0f / 3.1415927f;
   const uint32_t alpha = alpha_byte(colours.alpha);
   const float total = static_cast<float>(f.TextWidth(codes, n, 0.0f));
   float d = 0.0f;
@@ -196,7 +226,23 @@ void draw_line_general(const TextFont& f, float x, float y, const uint32_t* code
       pen_y -= k * s;
     }
     const float advance = static_cast<float>(g->shift) * sx;
-    if (texture != nullptr) {
+    if (sprite != nullptr) {
+      if (codes[i] != 32) {
+        const float t0 = total > 0.0f ? d / total : 0.0f;
+        const float t1 = total > 0.0f ? (d + advance) / total : 0.0f;
+        const uint32_t col[4] = {lerp_colour(colours.c1, colours.c2, t0, alpha),
+                                 lerp_colour(colours.c1, colours.c2, t1, alpha),
+                                 lerp_colour(colours.c4, colours.c3, t1, alpha),
+                                 lerp_colour(colours.c4, colours.c3, t0, alpha)};
+        // Along the line by the origin and the offset, down it by the origin; the colour form's
+        // pen row sits one pixel above the line for the atlas border.
+        const float along = static_cast<float>(sprite->xOrigin + g->offset) * sx;
+        const float down = static_cast<float>(sprite->yOrigin) * sy + (transformed ? 0.0f : 1.0f);
+        Sprite_DrawPart(*sprite, static_cast<float>(g->w), 0.0f, 0.0f, static_cast<float>(sprite->width),
+                        static_cast<float>(sprite->height), pen_x + along * c + down * s, pen_y - along * s + down * c,
+                        sx, sy, degrees, col);
+      }
+    } else if (texture != nullptr) {
       const float t0 = total > 0.0f ? d / total : 0.0f;
       const float t1 = total > 0.0f ? (d + advance) / total : 0.0f;
       const uint32_t col[4] = {lerp_colour(colours.c1, colours.c2, t0, alpha),
@@ -305,6 +351,14 @@ void release(std::unique_ptr<TextFont>* font) {
 }
 
 }  // namespace
+
+bool Font_Replace(int32_t id, std::unique_ptr<TextFont> font) {
+  if (!Font_Valid(id) || font == nullptr) return false;
+  GR_Flush();
+  release(&g_table.fonts[static_cast<size_t>(id)]);
+  g_table.fonts[static_cast<size_t>(id)] = std::move(font);
+  return true;
+}
 
 bool Font_Delete(int32_t id) {
   if (!Font_Valid(id)) return false;

@@ -5,6 +5,8 @@
 // is skipped. Text is split into lines at CR, LF and their pairs (and at word boundaries when a
 // width is given), placed by the draw alignment, and drawn as glyph quads straight into the
 // batcher (layout 24) from the font's atlas: one batch per page as long as nothing else changes.
+// A sprite font draws its glyphs' frames through the sprite part draw instead; a space only moves
+// the pen.
 // Widths truncate per character. An invalid current font draws with the default font. Main thread.
 #include <cstdint>
 #include <memory>
@@ -51,6 +53,14 @@ int32_t Font_Count();
 // Appends a run-time font under "__newfont<id>"; the table owns it.
 int32_t Font_AddRuntime(std::unique_ptr<TextFont> font);
 bool Font_Delete(int32_t id);
+// Puts font in the slot of the live font id, which is deleted; the table name stays.
+bool Font_Replace(int32_t id, std::unique_ptr<TextFont> font);
+
+// A sprite font: one glyph for each frame, in the order of `map`'s codes (as many as both have),
+// and a space behind them as wide as the widest glyph when the map has none. A glyph's w is its
+// frame and h the sprite's height; its advance is the sprite's width, or with prop the width of
+// the frame's pixels, plus sep. Not valid when the sprite doesn't exist or has no frames.
+std::unique_ptr<TextFont> Font_FromSprite(int32_t sprite, const std::vector<uint32_t>& map, bool prop, int32_t sep);
 // Forgets every font (the data file's are made again from the FONT table at next use).
 void Font_FreeAll();
 
@@ -102,3 +112,4 @@ void Font_ReleaseDefault();
 // Registrars: the text and font queries, and font_add.
 void Font_RegisterBuiltins();
 void Font_RegisterFreeTypeBuiltins();
+void Font_RegisterSpriteBuiltins();

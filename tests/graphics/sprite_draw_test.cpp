@@ -221,6 +221,116 @@ TEST_F(SpriteDrawTest, TileMapsSkipEmptyCellsAndTurnUvCornersByTheirBits) {
   EXPECT_TRUE(Quads().empty());
 }
 
+// A string argument that lives to the end of the call's full expression.
+#define S(text) (*tsl::Value::String(text))
+
+std::string Str(const tsl::Value& v) { return RV_StringText(*v); }
+
+tsl::Value Member(const tsl::Value& object, const char* key) {
+  return tsl::call("variable_struct_get", nullptr, nullptr, {*object, S(key)});
+}
+
+std::string ErrorOf(const char* name, std::initializer_list<RValue> args) {
+  try {
+    tsl::call(name, nullptr, nullptr, args);
+  } catch (const KVTSLException& e) {
+    return e.message();
+  }
+  return "";
+}
+
+TEST_F(SpriteDrawTest, SpriteFontsMeasureByFrameOrBoxAndAddASpace) {
+  struct Case {
+    const char* what;
+    int32_t sprite;
+    bool prop;
+    int32_t sep;
+    double width_a, width_space;  // string_width of "a" and of " "
+  };
+  // spr_frames: three 16 x 16 frames; spr_trimmed: a 16 x 16 box whose frame holds 8 columns from 4.
+  const Case cases[] = {
+      {"fixed widths", kSprFrames, false, 2, 18, 18},
+      {"proportional, whole frames", kSprFrames, true, 0, 16, 16},
+      {"proportional, a trimmed frame", kSprTrimmed, true, 1, 9, 9},
+      {"fixed, a trimmed frame", kSprTrimmed, false, -3, 13, 13},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const double font = Call("font_add_sprite", {R(c.sprite), R('a'), R(c.prop), R(c.sep)}).real();
+    ASSERT_GE(font, 0);
+    Call("draw_set_font", {R(font)});
+    EXPECT_EQ(Call("string_width", {S("a")}).real(), c.width_a);
+    EXPECT_EQ(Call("string_width", {S(" ")}).real(), c.width_space);
+    EXPECT_EQ(Call("string_height", {S("a")}).real(), 16);
+    EXPECT_EQ(Call("font_get_first", {R(font)}).real(), ' ');
+    EXPECT_EQ(Str(Call("font_get_fontname", {R(font)})), c.sprite == kSprFrames ? "spr_frames" : "spr_trimmed");
+  }
+  // The map's codes beyond the frames are dropped; a map with a space keeps its own.
+  const double ext = Call("font_add_sprite_ext", {R(kSprFrames), S("x \xC3\xA9zq"), R(0), R(0)}).real();
+  Call("draw_set_font", {R(ext)});
+  EXPECT_EQ(Call("string_width", {S("x \xC3\xA9")}).real(), 48);
+  EXPECT_EQ(Call("string_width", {S("z")}).real(), 0);
+  const tsl::Value glyphs = Member(Call("font_get_info", {R(ext)}), "glyphs");
+  EXPECT_EQ(Member(Member(glyphs, "\xC3\xA9"), "char").real(), 2);  // its frame
+  EXPECT_EQ(Member(Member(glyphs, " "), "char").real(), 1);
+  EXPECT_EQ(Call("font_get_last", {R(ext)}).real(), ' ' + 3);
+}
+
+TEST_F(SpriteDrawTest, SpriteFontTextDrawsEachFrameAndSpacesOnlyMove) {
+  const double font = Call("font_add_sprite", {R(kSprFrames), R('a'), R(0), R(2)}).real();
+  Call("draw_set_font", {R(font)});
+  Call("draw_text", {R(10), R(20), S("a c")});
+  std::vector<Quad> quads = Quads();
+  ASSERT_EQ(quads.size(), 2u);
+  EXPECT_EQ(quads[0].x[0], 10);
+  EXPECT_EQ(quads[0].y[0], 20);
+  EXPECT_EQ(quads[0].x[1], 26);
+  EXPECT_EQ(quads[0].u[0], 0.0f);  // frame 0: red at (0, 0)
+  EXPECT_EQ(quads[1].x[0], 10 + 2 * 18);
+  EXPECT_EQ(quads[1].u[0], 32.0f / 64);  // frame 2: blue at (32, 0)
+
+  // The trimmed frame: the pen starts at the origin, the glyph moves back by its offset, and the
+  // frame's pixels land at their place in the box.
+  const double trimmed = Call("font_add_sprite", {R(kSprTrimmed), R('a'), R(1), R(0)}).real();
+  Call("draw_set_font", {R(trimmed)});
+  Call("draw_text", {R(10), R(20), S("a")});
+  quads = Quads();
+  ASSERT_EQ(quads.size(), 1u);
+  EXPECT_EQ(quads[0].x[0], 10 + 8 - 4 + 4);
+  EXPECT_EQ(quads[0].y[0], 20 + 8 + 4);
+  EXPECT_EQ(quads[0].x[1], 10 + 8 - 4 + 4 + 8);
+
+  // The colour form puts the frame at the same place with colours across the line.
+  Call("draw_set_font", {R(font)});
+  Call("draw_text_colour", {R(10), R(20), S("aa"), R(0x0000FF), R(0x0000FF), R(0xFF0000), R(0xFF0000), R(1)});
+  quads = Quads();
+  ASSERT_EQ(quads.size(), 2u);
+  EXPECT_EQ(quads[0].x[0], 10);
+  EXPECT_EQ(quads[0].y[0], 20);
+  EXPECT_EQ(quads[1].x[0], 28);
+  EXPECT_EQ(quads[0].colour[0], 0xFF0000FFu);
+  EXPECT_EQ(quads[0].colour[4], 0xFFFF0000u);  // bottom left
+}
+
+TEST_F(SpriteDrawTest, SpriteFontsAreReplacedInPlaceAndBadIdsRaise) {
+  const double font = Call("font_add_sprite", {R(kSprFrames), R('a'), R(0), R(0)}).real();
+  const std::string name = Str(Call("font_get_name", {R(font)}));
+  EXPECT_EQ(Call("font_replace_sprite_ext", {R(font), R(kSprTrimmed), S("Q"), R(1), R(0)}).real(), 1);
+  EXPECT_EQ(Str(Call("font_get_name", {R(font)})), name);
+  EXPECT_EQ(Str(Call("font_get_fontname", {R(font)})), "spr_trimmed");
+  Call("draw_set_font", {R(font)});
+  EXPECT_EQ(Call("string_width", {S("Q")}).real(), 8);
+  EXPECT_EQ(Call("font_replace_sprite", {R(font), R(kSprFrames), R('A'), R(0), R(1)}).real(), 1);
+  EXPECT_EQ(Call("string_width", {S("C")}).real(), 17);
+
+  EXPECT_EQ(ErrorOf("font_add_sprite", {R(42), R('a'), R(0), R(0)}), "Trying to create font from non-existing sprite.");
+  EXPECT_EQ(ErrorOf("font_add_sprite_ext", {R(-1), S("a"), R(0), R(0)}), "Trying to create font from non-existing sprite.");
+  EXPECT_EQ(ErrorOf("font_replace_sprite", {R(99), R(kSprFrames), R('a'), R(0), R(0)}), "Trying to replace non-existing font.");
+  EXPECT_EQ(ErrorOf("font_replace_sprite_ext", {R(font), R(42), S("a"), R(0), R(0)}),
+            "Trying to replace font from non-existing sprite.");
+  EXPECT_EQ(Str(Call("font_get_fontname", {R(font)})), "spr_frames");
+}
+
 TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   EXPECT_EQ(Call("sprite_get_number", {R(kSprFrames)}).real(), 3);
   EXPECT_EQ(Call("sprite_get_width", {R(kSprTrimmed)}).real(), 16);
