@@ -226,14 +226,12 @@ void draw_line_general(const TextFont& f, float x, float y, const uint32_t* code
       pen_y -= k * s;
     }
     const float advance = static_cast<float>(g->shift) * sx;
+    const float t0 = total > 0.0f ? d / total : 0.0f;
+    const float t1 = total > 0.0f ? (d + advance) / total : 0.0f;
+    const uint32_t col[4] = {lerp_colour(colours.c1, colours.c2, t0, alpha), lerp_colour(colours.c1, colours.c2, t1, alpha),
+                             lerp_colour(colours.c4, colours.c3, t1, alpha), lerp_colour(colours.c4, colours.c3, t0, alpha)};
     if (sprite != nullptr) {
       if (codes[i] != 32) {
-        const float t0 = total > 0.0f ? d / total : 0.0f;
-        const float t1 = total > 0.0f ? (d + advance) / total : 0.0f;
-        const uint32_t col[4] = {lerp_colour(colours.c1, colours.c2, t0, alpha),
-                                 lerp_colour(colours.c1, colours.c2, t1, alpha),
-                                 lerp_colour(colours.c4, colours.c3, t1, alpha),
-                                 lerp_colour(colours.c4, colours.c3, t0, alpha)};
         // Along the line by the origin and the offset, down it by the origin; the colour form's
         // pen row sits one pixel above the line for the atlas border.
         const float along = static_cast<float>(sprite->xOrigin + g->offset) * sx;
@@ -243,12 +241,6 @@ void draw_line_general(const TextFont& f, float x, float y, const uint32_t* code
                         sx, sy, degrees, col);
       }
     } else if (texture != nullptr) {
-      const float t0 = total > 0.0f ? d / total : 0.0f;
-      const float t1 = total > 0.0f ? (d + advance) / total : 0.0f;
-      const uint32_t col[4] = {lerp_colour(colours.c1, colours.c2, t0, alpha),
-                               lerp_colour(colours.c1, colours.c2, t1, alpha),
-                               lerp_colour(colours.c4, colours.c3, t1, alpha),
-                               lerp_colour(colours.c4, colours.c3, t0, alpha)};
       float ox, oy;
       if (transformed) {
         const float o = static_cast<float>(g->offset - 1);
