@@ -241,3 +241,65 @@ TEST_F(InputPlayersTest, ComboFollowsItsPhasesInOrder) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(InputPlayersTest, ProfilesRoundTripThroughJson) {
+  const tsl::Value space = call("input_binding_key", {RV_Real(kSpace)});
+  call("input_binding_set", {*text("cancel"), *space});
+  call("input_axis_threshold_set", {RV_Real(kAxisLH), RV_Real(0.25), RV_Real(0.75)});
+  const tsl::Value saved = call("input_player_export");
+  ASSERT_EQ(RV_Kind(*saved), static_cast<uint32_t>(kRVString));
+  EXPECT_TRUE(RV_ToBool(*call("input_player_verify", {*saved})));
+  call("input_player_reset");
+  EXPECT_EQ(field(call("input_binding_get", {*text("cancel")}), "value"), "27") << "reset to escape";
+  call("input_player_import", {*saved});
+  EXPECT_EQ(field(call("input_binding_get", {*text("cancel")}), "value"), "32") << "space came back";
+  const tsl::Value t = call("input_axis_threshold_get", {RV_Real(kAxisLH)});
+  EXPECT_EQ(field(t, "mini"), "0.25");
+  EXPECT_EQ(field(t, "maxi"), "0.75");
+  key_down(kSpace);
+  frame();
+  EXPECT_TRUE(check("input_check_pressed", "cancel"));
+  key_up(kSpace);
+  frame();
+
+  struct Bad {
+    const char* json;
+    const char* message;
+  };
+  const Bad bad[] = {
+      {"{\"axis_thresholds\":{}}", "Player 0 profiles are corrupted"},
+      {"{\"profiles\":{}}", "Player 0 gamepad axis thresholds are corrupted"},
+      {"{\"profiles\":{\"p\":{\"select\":[{},{}],\"refund\":[{},{}]}},\"axis_thresholds\":{}}",
+       "Player 0 data is missing verb \"cancel\""},
+      {"{\"profiles\":{\"p\":{\"select\":[{}],\"refund\":[{},{}],\"cancel\":[{},{}]}},\"axis_thresholds\":{}}",
+       "JSON malformed, player 0 verb \"select\" should have 2 alternate bindings, but it had 1"},
+      {"{\"profiles\":{\"p\":{\"select\":[{\"value\":1},{}],\"refund\":[{},{}],\"cancel\":[{},{}]}},\"axis_thresholds\":{}}",
+       "Binding \"type\" not found; binding is corrupted"},
+      {"{\"profiles\":{},\"axis_thresholds\":{},\"vibration_strength\":\"loud\"}", "Player 0 vibration strength is corrupted"},
+  };
+  for (const Bad& b : bad) {
+    SCOPED_TRACE(b.json);
+    const tsl::Value json = text(b.json);
+    EXPECT_FALSE(RV_ToBool(*call("input_player_verify", {*json})));
+    EXPECT_NE(error_of("input_player_import", {*json}).find(b.message), std::string::npos);
+  }
+  EXPECT_NE(error_of("input_player_import", {RV_Real(5)}).find("Input must be valid JSON (typeof=number)"),
+            std::string::npos);
+}
+
+TEST_F(InputPlayersTest, ALegacyGamepadConstantIsUpdatedOnImport) {
+  const std::string json =
+      "{\"profiles\":{\"gamepad\":{\"select\":[{\"type\":\"gamepad button\",\"value\":32789},{}],"
+      "\"refund\":[{},{}],\"cancel\":[{},{}]}},\"axis_thresholds\":{}}";
+  ConsoleCapture capture;
+  call("input_player_import", {*text(json.c_str())});
+  EXPECT_NE(capture.text().find("Input: Warning! Legacy gamepad constant found, updating value (= 32889)"),
+            std::string::npos)
+      << capture.text();
+  EXPECT_EQ(field(call("input_binding_get", {*text("select"), RV_Real(0), RV_Real(0), *text("gamepad")}), "value"),
+            "32889");
+}
+
+}  // namespace
