@@ -281,6 +281,12 @@ void F_PointInCircle(RValue* result, CInstance*, CInstance*, int, RValue* argv) 
   set_result(result, RV_Bool(Math_PointInCircle(v[0], v[1], v[2], v[3], v[4])));
 }
 
+void F_PointInRectangle(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
+  double v[6];
+  read_reals(argv, 6, v);
+  set_result(result, RV_Bool(Math_PointInRectangle(v[0], v[1], v[2], v[3], v[4], v[5])));
+}
+
 void F_RectangleInRectangle(RValue* result, CInstance*, CInstance*, int, RValue* argv) {
   double v[8];
   read_reals(argv, 8, v);
@@ -389,6 +395,10 @@ bool Math_PointInCircle(double px, double py, double cx, double cy, double radiu
   return dx * dx + dy * dy <= radius * radius;
 }
 
+bool Math_PointInRectangle(double px, double py, double x1, double y1, double x2, double y2) {
+  return px >= x1 && px <= x2 && py >= y1 && py <= y2;
+}
+
 int Math_RectangleInRectangle(double sx1, double sy1, double sx2, double sy2, double dx1, double dy1, double dx2,
                               double dy2) {
   const Box s(sx1, sy1, sx2, sy2);
@@ -480,6 +490,7 @@ void Math_RegisterAngleBuiltins() {
   Function_Add("point_in_circle", with_args<F_PointInCircle, 5>, 5, 1);
   Function_Add("rectangle_in_rectangle", with_args<F_RectangleInRectangle, 8>, 8, 1);
   Function_Add("rectangle_in_triangle", with_args<F_RectangleInTriangle, 10>, 10, 1);
+  Function_Add("point_in_rectangle", with_args<F_PointInRectangle, 6>, 6, 1);
 }
 
 void Math_RegisterBuiltins() {

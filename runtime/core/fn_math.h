@@ -36,6 +36,8 @@ float Math_AngleDifference(float a, float b);
 bool Math_PointInTriangle(double px, double py, double x1, double y1, double x2, double y2, double x3, double y3);
 // Within radius of the centre, the circle's edge included.
 bool Math_PointInCircle(double px, double py, double cx, double cy, double radius);
+// Between the left-top corner (x1, y1) and the right-bottom corner (x2, y2), the edges included.
+bool Math_PointInRectangle(double px, double py, double x1, double y1, double x2, double y2);
 // 0: apart, 1: the source rectangle lies wholly inside the other, 2: they overlap. Corners may be
 // given in any order; touching edges overlap.
 int Math_RectangleInRectangle(double sx1, double sy1, double sx2, double sy2, double dx1, double dy1, double dx2,

@@ -47,6 +47,7 @@ TEST_F(FnMathTest, RegisteredInListOrder) {
       "point_direction", "lengthdir_x", "lengthdir_y", "point_distance_3d", "dot_product", "dot_product_normalised",
       "dot_product_normalized", "dot_product_3d", "dot_product_3d_normalised", "dot_product_3d_normalized",
       "angle_difference", "point_in_triangle", "point_in_circle", "rectangle_in_rectangle", "rectangle_in_triangle",
+      "point_in_rectangle",
   };
   ASSERT_EQ(Function_Count() - first_, static_cast<int32_t>(std::size(names)));
   for (int32_t i = 0; i < static_cast<int32_t>(std::size(names)); ++i) {
@@ -201,6 +202,10 @@ TEST_F(FnMathTest, GeometryTests) {
       {"point_in_triangle", {9, 0, 0, 0, 4, 0, 8, 0}, 0},
       {"point_in_circle", {3, 4, 0, 0, 5}, 1},
       {"point_in_circle", {3, 4.1, 0, 0, 5}, 0},
+      {"point_in_rectangle", {2, 2, 2, 2, 6, 6}, 1},
+      {"point_in_rectangle", {6, 4, 2, 2, 6, 6}, 1},
+      {"point_in_rectangle", {6.01, 4, 2, 2, 6, 6}, 0},
+      {"point_in_rectangle", {4, 1.9, 2, 2, 6, 6}, 0},
       {"rectangle_in_rectangle", {1, 1, 2, 2, 0, 0, 10, 10}, 1},
       {"rectangle_in_rectangle", {12, 12, 2, 2, 0, 0, 10, 10}, 2},
       {"rectangle_in_rectangle", {11, 11, 12, 12, 10, 10, 0, 0}, 0},
