@@ -14,7 +14,7 @@ PACKAGES := build-essential cmake pkg-config ccache \
 
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-.PHONY: setup build run test test-asan bench fuzz clean sheet mockup
+.PHONY: setup build run test test-asan bench fuzz soak clean sheet mockup
 
 # Installs whichever of $(1) are missing.
 define install_packages
@@ -77,6 +77,11 @@ fuzz: setup
 		(cd build-fuzz && tests/fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
 			-artifact_prefix=fuzz_$$t- corpus/$$t) || exit 1; \
 	done
+
+# An hour of game time (216000 frames) played fast-forwarded from scripted input under Xvfb; fails
+# on an error or when resident memory grows. Not part of `make test`.
+soak: setup build
+	tools/soak/soak.sh $(BUILD_DIR)
 
 bench: setup build
 	@for b in $(BUILD_DIR)/bench/bench_*; do [ -x "$$b" ] && echo "== $$b" && $$b; done

@@ -1,0 +1,187 @@
+// The game played from recorded input under a real window: the readable scripts beside this file are
+// turned into -playback files and the runner plays build/data.win fast-forwarded, saving the
+// world's digest and the window's picture at chosen frames. Checked: title to game, buying and
+// placing a tower and a refund, towers killing for gold, a lost run through the loss screen into a
+// fresh run, and that a whole recorded game played twice takes the same course.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "image/image.h"
+#include "support/fixture.h"
+
+namespace {
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+int run(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// One digest: its room line and the values read from it.
+struct Digest {
+  std::string text;
+  std::string room() const {
+    const size_t at = text.find("\nroom ");
+    return at == std::string::npos ? "" : text.substr(at + 6, text.find('\n', at + 1) - at - 6);
+  }
+  bool in(const char* room_name) const { return room().find(room_name) != std::string::npos; }
+  // A global number as the digest prints it: a script's (gold=..., loss=...) or a builtin's line
+  // (score ...).
+  double global(const char* name) const {
+    std::smatch m = find(std::string("[ {]") + name + "=([-0-9.e]+)");
+    if (m.empty()) m = find(std::string("\n") + name + " ([-0-9.e]+)");
+    return m.empty() ? -1e300 : std::stod(m[1]);
+  }
+  int count(const char* object) const {
+    int n = 0;
+    for (size_t at = text.find(std::string(" ") + object + " "); at != std::string::npos;
+         at = text.find(std::string(" ") + object + " ", at + 1)) {
+      ++n;
+    }
+    return n;
+  }
+  std::smatch find(const std::string& pattern) const {
+    std::smatch m;
+    std::regex_search(text, m, std::regex(pattern));
+    return m;
+  }
+};
+
+class GameFlowTest : public ::testing::Test {
+ protected:
+  // Plays a script to its last frame with digests at the given frames and pictures at others.
+  void Play(const std::string& script, const std::vector<int>& digests, const std::vector<int>& shots = {}) {
+    const std::string bin = KOVA_BINARY_DIR;
+    const std::string rec = dir_.file(script + ".rec");
+    ASSERT_EQ(run(bin + "/kova-inputscript " + KOVA_SOURCE_DIR + "/tests/e2e/" + script + ".txt " + rec + " > /dev/null"), 0);
+    std::string command = "cd " + dir_.path() + " && " + bin + "/kova-runner -game " + bin +
+                          "/data.win -noaudio -playback " + rec + " -fastforward";
+    for (int frame : digests) command += " -digest " + std::to_string(frame) + " " + DigestPath(frame);
+    for (int frame : shots) command += " -shot " + std::to_string(frame) + " " + ShotPath(frame);
+    const std::string out = dir_.file("out.txt");
+    ASSERT_EQ(run(command + " > " + out + " 2>&1"), 0) << read_file(out);
+    const std::string console = read_file(out);
+    EXPECT_EQ(console.find("ERROR"), std::string::npos) << console;
+    for (int frame : digests) digests_[frame] = Digest{read_file(DigestPath(frame))};
+  }
+  std::string DigestPath(int frame) const { return dir_.file("d" + std::to_string(frame) + ".txt"); }
+  std::string ShotPath(int frame) const { return dir_.file("f" + std::to_string(frame) + ".png"); }
+  kimage::Image Shot(int frame) {
+    kimage::Image picture;
+    std::string error;
+    EXPECT_TRUE(kimage::read_png(ShotPath(frame), &picture, &error)) << error;
+    EXPECT_EQ(picture.width, 640);
+    EXPECT_EQ(picture.height, 360);
+    return picture;
+  }
+  static std::vector<int> Every(int step, int from, int to) {
+    std::vector<int> frames;
+    for (int f = from; f <= to; f += step) frames.push_back(f);
+    return frames;
+  }
+
+  TempDir dir_;
+  std::map<int, Digest> digests_;
+};
+
+// Brightness of a pixel, 0 to 765.
+int Light(const kimage::Rgba& p) { return p.r + p.g + p.b; }
+
+TEST_F(GameFlowTest, BuyPlaceAndRefundInTheGameRoom) {
+  Play("game_buy_place", {4, 40, 52, 72, 100}, {100});
+  EXPECT_TRUE(digests_[4].in("rm_title"));
+  // The key at frame 5 fades the title out in a frame or two: the game room runs with its shop row,
+  // the two starting scorpions, the controller, the camera, the background and the bow.
+  const Digest& game = digests_[40];
+  EXPECT_TRUE(game.in("rm_game")) << game.room();
+  EXPECT_EQ(game.count("obj_controller"), 1);
+  EXPECT_EQ(game.count("obj_button"), 4);
+  EXPECT_EQ(game.count("obj_tower"), 2);
+  EXPECT_EQ(game.count("obj_player"), 1);
+  EXPECT_EQ(game.global("gold"), 200);
+  // The ballista is paid for at once and follows the cursor...
+  EXPECT_EQ(digests_[52].global("gold"), 100);
+  EXPECT_EQ(digests_[52].count("obj_tower"), 3);
+  // ...and is put down on the top-left cell.
+  EXPECT_NE(digests_[72].text.find("towers=[ [ \"ballista\""), std::string::npos) << digests_[72].text;
+  // The onager bought at frame 75 is refunded with the right button: the gold is back at 100.
+  EXPECT_EQ(digests_[100].global("gold"), 100);
+  EXPECT_EQ(digests_[100].count("obj_tower"), 3);
+
+  // The picture: the heads-up bar across the top, the board's stones on the left, the field on the
+  // right, no fade over it.
+  const kimage::Image picture = Shot(100);
+  EXPECT_GT(Light(picture.at(600, 200)), 150);
+  EXPECT_GT(Light(picture.at(120, 300)), 150);
+  EXPECT_NE(picture.at(120, 300), picture.at(600, 200));
+}
+
+TEST_F(GameFlowTest, TowersKillEnemiesAndTheGoldRises) {
+  Play("game_defend", Every(100, 100, 1400), {1400});
+  EXPECT_EQ(digests_[100].global("gold"), 100);
+  double best_gold = 0, best_score = 0;
+  for (const auto& [frame, digest] : digests_) {
+    EXPECT_TRUE(digest.in("rm_game")) << frame;
+    best_gold = std::max(best_gold, digest.global("gold"));
+    best_score = std::max(best_score, digest.global("score"));
+  }
+  EXPECT_GT(best_gold, 100);
+  EXPECT_GT(best_score, 0);
+  Shot(1400);
+}
+
+TEST_F(GameFlowTest, ALostRunFadesToTheLossScreenAndBackToAFreshRun) {
+  Play("game_whole_run", Every(20, 20, 3380));
+  int lost = -1, loss_room = -1, fresh = -1;
+  for (const auto& [frame, digest] : digests_) {
+    if (lost < 0 && digest.in("rm_game") && digest.global("loss") == 1) lost = frame;
+    if (loss_room < 0 && digest.in("rm_loss")) loss_room = frame;
+    if (loss_room >= 0 && fresh < 0 && digest.in("rm_game")) fresh = frame;
+  }
+  ASSERT_GT(lost, 0) << "the run was never lost";
+  ASSERT_GT(loss_room, lost);
+  // The fade to black takes 100 frames.
+  EXPECT_GE(loss_room - lost, 80);
+  EXPECT_LE(loss_room - lost, 120);
+  ASSERT_GT(fresh, loss_room) << "the loss screen was never left";
+  const Digest& loss = digests_[loss_room];
+  EXPECT_EQ(loss.count("obj_loss_controller"), 1);
+  const Digest& run = digests_[fresh];
+  EXPECT_EQ(run.global("gold"), 200);
+  EXPECT_EQ(run.global("score"), 0);
+  EXPECT_EQ(run.global("loss"), 0);
+  EXPECT_NE(run.text.find("towers=[ [ undefined,undefined,undefined ],[ undefined,undefined,\"scorpion\" ],"
+                          "[ undefined,undefined,\"scorpion\" ],[ undefined,undefined,undefined ] ]"),
+            std::string::npos);
+
+  // Played again with the same recording, the game takes the same course: the same digest at every
+  // frame, and the same pictures of the loss screen and of the fresh run.
+  const std::map<int, Digest> first = digests_;
+  const int loss_shot = loss_room + 60;
+  Play("game_whole_run", Every(20, 20, 3380), {loss_shot, fresh + 20});
+  for (const auto& [frame, digest] : first) ASSERT_EQ(digests_[frame].text, digest.text) << "frame " << frame;
+  const std::string loss_picture = read_file(ShotPath(loss_shot));
+  const std::string fresh_picture = read_file(ShotPath(fresh + 20));
+  Play("game_whole_run", {}, {loss_shot, fresh + 20});
+  EXPECT_EQ(read_file(ShotPath(loss_shot)), loss_picture);
+  EXPECT_EQ(read_file(ShotPath(fresh + 20)), fresh_picture);
+  // The loss screen's picture is lit (the fade-in is over by then).
+  const kimage::Image picture = Shot(loss_shot);
+  EXPECT_GT(Light(picture.at(320, 120)), 60);
+}
+
+}  // namespace
