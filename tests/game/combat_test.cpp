@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr int32_t kObjTitleController = 8;
+
 using tsl::Value;
 
 RValue R(double v) { return RV_Real(v); }
@@ -47,6 +49,9 @@ class CombatTest : public GameTest {
   void SetUp() override {
     with_audio_ = true;
     GameTest::SetUp();
+    // The tests play in the title room: its controller is set aside, so their clicks and keys
+    // don't fade it out into the game room.
+    tsl::call("instance_deactivate_object", nullptr, nullptr, {R(kObjTitleController)});
   }
 
   // instance_create_layer(x, y, "Instances", object) in the room the game started in.
@@ -474,12 +479,18 @@ class PlacingTest : public CombatTest {
                                                                : "<free>";
   }
   bool Available() { return RV_ToBool(*tsl::get(Live(button_), "available")); }
+  // A shop button as the heads-up display makes it: created, then given its kind.
+  int32_t ShopButton() {
+    const int32_t button = Create(kObjButton, 160, 20);
+    Call(button, "initialise", {*Str("scorpion")});
+    return button;
+  }
 
   int32_t button_ = 0;
 };
 
 TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
-  button_ = Create(kObjButton, 160, 20);
+  button_ = ShopButton();
   struct Case {
     int32_t cursor_x, cursor_y;
     int32_t row, column;  // the cell it is put down on
@@ -514,7 +525,7 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
 }
 
 TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
-  button_ = Create(kObjButton, 160, 20);
+  button_ = ShopButton();
   Move(130, 150);
   Frames(1);
   const int32_t tower = Buy("scorpion");
@@ -545,7 +556,7 @@ TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
 }
 
 TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
-  button_ = Create(kObjButton, 160, 20);
+  button_ = ShopButton();
   for (const TowerKind& kind : kTowerKinds) {
     SCOPED_TRACE(kind.name);
     Move(50, 70);
@@ -562,7 +573,7 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
 }
 
 TEST_F(PlacingTest, AGhostNeitherBlocksNorFires) {
-  button_ = Create(kObjButton, 160, 20);
+  button_ = ShopButton();
   Move(300, 240);
   Frames(1);
   const int32_t tower = Buy("ballista");
