@@ -170,7 +170,7 @@ System& sys() {
 }
 
 // The values a system holds belong to the game that made them, which has freed them by now: they
-// are let go without being freed.
+// are let go without being freed, and then the record itself is deleted.
 void system_forget() {
   if (g_system == nullptr) return;
   auto forget_player = [](Player& p) {
@@ -188,7 +188,8 @@ void system_forget() {
   for (auto& pad : g_system->gamepads) {
     if (pad != nullptr) pad->color.release();
   }
-  g_system = nullptr;  // the old record is dropped whole, its values unfreed
+  delete g_system;
+  g_system = nullptr;
 }
 
 Player& player(double index) { return sys().players[static_cast<size_t>(index)]; }
