@@ -263,7 +263,8 @@ void Gamepad::set_mapping_from_definition() {
       const size_t dot = value.find('.');
       if (dot != std::string::npos) {
         char* end = nullptr;
-        raw = static_cast<int32_t>(std::strtol(value.substr(1, dot - 1).c_str(), &end, 10));
+        const std::string index_text = value.substr(1, dot - 1);
+        raw = static_cast<int32_t>(std::strtol(index_text.c_str(), &end, 10));
         const bool index_ok = end != nullptr && *end == '\0' && dot > 1;
         mask = static_cast<int32_t>(std::strtol(value.c_str() + dot + 1, &end, 10));
         parsed = index_ok && end != nullptr && *end == '\0';
