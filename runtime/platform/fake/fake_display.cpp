@@ -10,7 +10,9 @@ std::unique_ptr<IWindowHost> create_host() { return std::make_unique<FakeWindowH
 std::unique_ptr<IDevice> create_device(IWindowHost* host, std::string*) {
   int32_t width = 0, height = 0;
   host->ClientSize(&width, &height);
-  return std::make_unique<NullDevice>(width, height);
+  auto device = std::make_unique<NullDevice>(width, height);
+  device->set_recording(false);
+  return device;
 }
 
 }  // namespace

@@ -125,6 +125,7 @@ void NullDevice::DestroyVertexBuffer(DeviceBufferId buffer) {
 void NullDevice::Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
                       size_t first_byte, int32_t vertex_count) {
   record(DeviceCallKind::kDraw, vertex_count, static_cast<int64_t>(type));
+  if (!recording_) return;
   RecordedDraw d;
   d.type = type;
   d.shader = shader;

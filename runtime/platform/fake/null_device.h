@@ -112,6 +112,9 @@ class NullDevice final : public IDevice {
   void clear_record();
   // When false, draws keep no copy of their vertices (benchmarks).
   void set_keep_vertices(bool keep) { keep_vertices_ = keep; }
+  // When false, nothing is recorded at all: a game run without a window draws for as long as it
+  // runs, and a record of every call would grow without end.
+  void set_recording(bool on) { recording_ = on; }
 
   // Current state, as the last calls left it.
   const BlendDesc& blend() const { return blend_; }
@@ -147,13 +150,16 @@ class NullDevice final : public IDevice {
     std::vector<uint8_t> bytes;
     bool live = false;
   };
-  void record(DeviceCallKind kind, int64_t a = 0, int64_t b = 0) { calls_.push_back(DeviceCall{kind, a, b}); }
+  void record(DeviceCallKind kind, int64_t a = 0, int64_t b = 0) {
+    if (recording_) calls_.push_back(DeviceCall{kind, a, b});
+  }
 
   int32_t back_w_, back_h_;
   uint32_t msaa_levels_ = 2 | 4 | 8;
   int32_t max_texture_size_ = 16384;
   bool present_ok_ = true;
   bool keep_vertices_ = true;
+  bool recording_ = true;
   std::vector<DeviceCall> calls_;
   std::vector<RecordedDraw> draws_;
   std::vector<Texture> textures_;
