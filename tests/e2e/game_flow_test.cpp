@@ -19,18 +19,6 @@
 
 namespace {
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-int run(const std::string& command) {
-  const int status = std::system(command.c_str());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 // One digest: its room line and the values read from it.
 struct Digest {
   std::string text;
@@ -67,16 +55,16 @@ class GameFlowTest : public ::testing::Test {
   void Play(const std::string& script, const std::vector<int>& digests, const std::vector<int>& shots = {}) {
     const std::string bin = KOVA_BINARY_DIR;
     const std::string rec = dir_.file(script + ".rec");
-    ASSERT_EQ(run(bin + "/kova-inputscript " + KOVA_SOURCE_DIR + "/tests/e2e/" + script + ".txt " + rec + " > /dev/null"), 0);
+    ASSERT_EQ(RunCommand(bin + "/kova-inputscript " + KOVA_SOURCE_DIR + "/tests/e2e/" + script + ".txt " + rec + " > /dev/null"), 0);
     std::string command = "cd " + dir_.path() + " && " + bin + "/kova-runner -game " + bin +
                           "/data.win -noaudio -playback " + rec + " -fastforward";
     for (int frame : digests) command += " -digest " + std::to_string(frame) + " " + DigestPath(frame);
     for (int frame : shots) command += " -shot " + std::to_string(frame) + " " + ShotPath(frame);
     const std::string out = dir_.file("out.txt");
-    ASSERT_EQ(run(command + " > " + out + " 2>&1"), 0) << read_file(out);
-    const std::string console = read_file(out);
+    ASSERT_EQ(RunCommand(command + " > " + out + " 2>&1"), 0) << ReadTextFile(out);
+    const std::string console = ReadTextFile(out);
     EXPECT_EQ(console.find("ERROR"), std::string::npos) << console;
-    for (int frame : digests) digests_[frame] = Digest{read_file(DigestPath(frame))};
+    for (int frame : digests) digests_[frame] = Digest{ReadTextFile(DigestPath(frame))};
   }
   std::string DigestPath(int frame) const { return dir_.file("d" + std::to_string(frame) + ".txt"); }
   std::string ShotPath(int frame) const { return dir_.file("f" + std::to_string(frame) + ".png"); }
@@ -182,10 +170,10 @@ TEST_F(GameFlowTest, ALostRunFadesToTheLossScreenAndBackToAFreshRunTheSameWayEac
   // frame and the same pictures.
   const std::map<int, Digest> first = digests_;
   std::map<int, std::string> pictures;
-  for (int frame : shots) pictures[frame] = read_file(ShotPath(frame));
+  for (int frame : shots) pictures[frame] = ReadTextFile(ShotPath(frame));
   Play("game_whole_run", digests, shots);
   for (const auto& [frame, digest] : first) ASSERT_EQ(digests_[frame].text, digest.text) << "frame " << frame;
-  for (int frame : shots) EXPECT_EQ(read_file(ShotPath(frame)), pictures[frame]) << "frame " << frame;
+  for (int frame : shots) EXPECT_EQ(ReadTextFile(ShotPath(frame)), pictures[frame]) << "frame " << frame;
 }
 
 }  // namespace

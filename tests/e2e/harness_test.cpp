@@ -13,30 +13,18 @@
 
 namespace {
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-int run(const std::string& command) {
-  const int status = std::system(command.c_str());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST(HarnessTest, PlaybackOfAScriptSavesThePictureAndTheDigest) {
   TempDir dir;
   const std::string bin = KOVA_BINARY_DIR;
   const std::string rec = dir.file("title.rec");
-  ASSERT_EQ(run(bin + "/kova-inputscript " + std::string(KOVA_SOURCE_DIR) + "/tests/e2e/title_click.txt " + rec +
+  ASSERT_EQ(RunCommand(bin + "/kova-inputscript " + std::string(KOVA_SOURCE_DIR) + "/tests/e2e/title_click.txt " + rec +
                 " > /dev/null"),
             0);
   const std::string out = dir.file("out.txt");
-  const int status = run("cd " + dir.path() + " && " + bin + "/kova-runner -game " + bin + "/data.win -noaudio -playback " +
+  const int status = RunCommand("cd " + dir.path() + " && " + bin + "/kova-runner -game " + bin + "/data.win -noaudio -playback " +
                          rec + " -fastforward -shot 12 " + dir.file("f12.png") + " -digest 12 " + dir.file("d12.txt") +
                          " -digest 20 " + dir.file("d20.txt") + " > " + out + " 2>&1");
-  ASSERT_EQ(status, 0) << read_file(out);
+  ASSERT_EQ(status, 0) << ReadTextFile(out);
 
   kimage::Image picture;
   std::string error;
@@ -44,12 +32,12 @@ TEST(HarnessTest, PlaybackOfAScriptSavesThePictureAndTheDigest) {
   EXPECT_EQ(picture.width, 640);
   EXPECT_EQ(picture.height, 360);
 
-  const std::string digest = read_file(dir.file("d12.txt"));
+  const std::string digest = ReadTextFile(dir.file("d12.txt"));
   EXPECT_EQ(digest.rfind("frame 12\nroom 0 rm_title 640x360", 0), 0u) << digest;
   EXPECT_NE(digest.find("obj_title_controller"), std::string::npos) << digest;
-  EXPECT_EQ(read_file(dir.file("d20.txt")).rfind("frame 20\n", 0), 0u);
+  EXPECT_EQ(ReadTextFile(dir.file("d20.txt")).rfind("frame 20\n", 0), 0u);
   // The run ended after the last capture, not at the end of the recording.
-  EXPECT_EQ(read_file(out).find("Playback of"), std::string::npos);
+  EXPECT_EQ(ReadTextFile(out).find("Playback of"), std::string::npos);
 }
 
 }  // namespace

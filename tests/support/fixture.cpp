@@ -1,7 +1,11 @@
 #include "support/fixture.h"
 
+#include <sys/wait.h>
+
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include "core/builtin_families.h"
@@ -79,4 +83,16 @@ void ResetLoaderState() {
   Function_Clear();
   Builtins_ClearRegistrars();
   g_CodeTables = nullptr;
+}
+
+std::string ReadTextFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+int RunCommand(const std::string& command) {
+  const int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

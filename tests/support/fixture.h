@@ -37,6 +37,11 @@ void WriteFixtureTo(const datawin::Writer& writer, const std::string& path);
 
 std::vector<uint8_t> BuildImage(const datawin::Writer& writer);
 
+// A whole file as text; empty when it cannot be read.
+std::string ReadTextFile(const std::string& path);
+// A shell command's exit status, or -1 when it did not exit normally.
+int RunCommand(const std::string& command);
+
 // The GEN8 record MakeMinimalGame writes: names "fixture", "Fixture Game", "fixture_project",
 // window 640x360, the room order {0}.
 datawin::Gen8Record MinimalHeader(int version, uint32_t generation, float speed);
