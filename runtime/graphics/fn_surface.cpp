@@ -128,6 +128,23 @@ bool surface_arg(int argc, RValue* argv, SpriteFrame* frame, FrameTexture* textu
 
 void colours_of(uint32_t colour, float alpha, uint32_t out[4]) { GR_Corner_Colours(colour, alpha, out); }
 
+// A surface argument ready to draw as a quad: its frame, texture and the four corner colours.
+struct SurfaceQuad {
+  SpriteFrame f;
+  FrameTexture t;
+  uint32_t c[4];
+};
+
+// Reads the surface argument and colours every corner with `colour` at `alpha`. False for
+// nothing to draw.
+bool surface_quad(int argc, RValue* argv, uint32_t colour, float alpha, SurfaceQuad* q) {
+  if (!surface_arg(argc, argv, &q->f, &q->t)) return false;
+  colours_of(colour, alpha, q->c);
+  return true;
+}
+
+float draw_alpha() { return static_cast<float>(Draw_GetAlpha()); }
+
 KV_BUILTIN(F_DrawSurface) {
   *result = RV_Undefined();
   SpriteFrame f;
@@ -137,28 +154,21 @@ KV_BUILTIN(F_DrawSurface) {
 
 KV_BUILTIN(F_DrawSurfaceExt) {
   *result = RV_Undefined();
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
-  uint32_t c[4];
-  colours_of(ArgColour(argc, argv, 6), A(7), c);
-  Quad_DrawExt(t, f, 0.0f, 0.0f, A(1), A(2), A(3), A(4), A(5) * kDegToRad, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, ArgColour(argc, argv, 6), A(7), &q))
+    Quad_DrawExt(q.t, q.f, 0.0f, 0.0f, A(1), A(2), A(3), A(4), A(5) * kDegToRad, q.c);
 }
 
 void draw_stretched(int argc, RValue* argv, uint32_t colour, float alpha) {
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
   const float w = A(3), h = A(4);
-  if (w <= 0.0f || h <= 0.0f) return;
-  uint32_t c[4];
-  colours_of(colour, alpha, c);
-  Quad_DrawExt(t, f, 0.0f, 0.0f, A(1), A(2), w / f.tw, h / f.th, 0.0f, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, colour, alpha, &q) && w > 0.0f && h > 0.0f)
+    Quad_DrawExt(q.t, q.f, 0.0f, 0.0f, A(1), A(2), w / q.f.tw, h / q.f.th, 0.0f, q.c);
 }
 
 KV_BUILTIN(F_DrawSurfaceStretched) {
   *result = RV_Undefined();
-  draw_stretched(argc, argv, 0xFFFFFF, static_cast<float>(Draw_GetAlpha()));
+  draw_stretched(argc, argv, 0xFFFFFF, draw_alpha());
 }
 
 KV_BUILTIN(F_DrawSurfaceStretchedExt) {
@@ -168,22 +178,16 @@ KV_BUILTIN(F_DrawSurfaceStretchedExt) {
 
 KV_BUILTIN(F_DrawSurfacePart) {
   *result = RV_Undefined();
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
-  uint32_t c[4];
-  colours_of(0xFFFFFF, static_cast<float>(Draw_GetAlpha()), c);
-  Quad_DrawPart(t, f, A(1), A(2), A(3), A(4), A(5), A(6), 1.0f, 1.0f, 0.0f, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, 0xFFFFFF, draw_alpha(), &q))
+    Quad_DrawPart(q.t, q.f, A(1), A(2), A(3), A(4), A(5), A(6), 1.0f, 1.0f, 0.0f, q.c);
 }
 
 KV_BUILTIN(F_DrawSurfacePartExt) {
   *result = RV_Undefined();
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
-  uint32_t c[4];
-  colours_of(ArgColour(argc, argv, 9), A(10), c);
-  Quad_DrawPart(t, f, A(1), A(2), A(3), A(4), A(5), A(6), A(7), A(8), 0.0f, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, ArgColour(argc, argv, 9), A(10), &q))
+    Quad_DrawPart(q.t, q.f, A(1), A(2), A(3), A(4), A(5), A(6), A(7), A(8), 0.0f, q.c);
 }
 
 KV_BUILTIN(F_DrawSurfaceGeneral) {
@@ -192,10 +196,10 @@ KV_BUILTIN(F_DrawSurfaceGeneral) {
   FrameTexture t;
   if (!surface_arg(argc, argv, &f, &t)) return;
   uint32_t c[4];
-  const float alpha = A(15);
+  const float alpha = A(14);
   for (int i = 0; i < 4; ++i) {
     uint32_t one[4];
-    colours_of(ArgColour(argc, argv, 11 + i), alpha, one);
+    colours_of(ArgColour(argc, argv, 10 + i), alpha, one);
     c[i] = one[i];
   }
   Quad_DrawPart(t, f, A(1), A(2), A(3), A(4), A(5), A(6), A(7), A(8), A(9) * kDegToRad, c);
@@ -203,22 +207,16 @@ KV_BUILTIN(F_DrawSurfaceGeneral) {
 
 KV_BUILTIN(F_DrawSurfaceTiled) {
   *result = RV_Undefined();
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
-  uint32_t c[4];
-  colours_of(0xFFFFFF, static_cast<float>(Draw_GetAlpha()), c);
-  Quad_DrawTiled(t, f, 0.0f, 0.0f, A(1), A(2), 1.0f, 1.0f, true, true, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, 0xFFFFFF, draw_alpha(), &q))
+    Quad_DrawTiled(q.t, q.f, 0.0f, 0.0f, A(1), A(2), 1.0f, 1.0f, true, true, q.c);
 }
 
 KV_BUILTIN(F_DrawSurfaceTiledExt) {
   *result = RV_Undefined();
-  SpriteFrame f;
-  FrameTexture t;
-  if (!surface_arg(argc, argv, &f, &t)) return;
-  uint32_t c[4];
-  colours_of(ArgColour(argc, argv, 5), A(6), c);
-  Quad_DrawTiled(t, f, 0.0f, 0.0f, A(1), A(2), A(3), A(4), true, true, c);
+  SurfaceQuad q;
+  if (surface_quad(argc, argv, ArgColour(argc, argv, 5), A(6), &q))
+    Quad_DrawTiled(q.t, q.f, 0.0f, 0.0f, A(1), A(2), A(3), A(4), true, true, q.c);
 }
 
 // ---- The application surface and the GUI -----------------------------------------------------------
@@ -308,7 +306,7 @@ const BuiltinRow kSurfaceRows[] = {
     {"draw_surface_stretched_ext", F_DrawSurfaceStretchedExt, 7},
     {"draw_surface_part", F_DrawSurfacePart, 7},
     {"draw_surface_part_ext", F_DrawSurfacePartExt, 11},
-    {"draw_surface_general", F_DrawSurfaceGeneral, 16},
+    {"draw_surface_general", F_DrawSurfaceGeneral, 15},
     {"draw_surface_tiled", F_DrawSurfaceTiled, 3},
     {"draw_surface_tiled_ext", F_DrawSurfaceTiledExt, 7},
     {"application_surface_enable", F_ApplicationSurfaceEnable, 1},

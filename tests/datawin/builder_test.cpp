@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,13 +35,6 @@ std::string tool_path() {
   return dir.substr(0, dir.find_last_of('/')) + "/kova-datawin";
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 struct RunResult {
   int status;
   std::string errors;
@@ -51,7 +43,7 @@ struct RunResult {
 RunResult run_tool(const TempDir& dir, const std::string& arguments) {
   const std::string command = "'" + tool_path() + "' " + arguments + " > /dev/null 2> '" + dir.file("errors.txt") + "'";
   const int raw = std::system(command.c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read_file(dir.file("errors.txt"))};
+  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, ReadTextFile(dir.file("errors.txt"))};
 }
 
 RunResult run_builder(const TempDir& dir, const std::string& manifest) {
@@ -128,7 +120,7 @@ TEST_F(Builder, SmallGameLoadsAsItsManifestDescribes) {
   write_sources(dir);
   const RunResult result = run_builder(dir, kSmallGame);
   ASSERT_EQ(result.status, 0) << result.errors;
-  const std::string file = read_file(dir.file("out.win"));
+  const std::string file = ReadTextFile(dir.file("out.win"));
   std::vector<uint8_t> image(file.begin(), file.end());
   ResetLoaderState();
   Assets_InstallReaders();
@@ -232,7 +224,7 @@ TEST_F(Builder, BadInputNamesTheFileAndTheProblemAndWritesNothing) {
     const RunResult result = run_builder(dir, c.manifest);
     EXPECT_EQ(result.status, 1) << c.what;
     EXPECT_NE(result.errors.find(c.message), std::string::npos) << c.what << ": got " << result.errors;
-    EXPECT_EQ(read_file(dir.file("out.win")), "the previous file") << c.what << ": the old output stays whole";
+    EXPECT_EQ(ReadTextFile(dir.file("out.win")), "the previous file") << c.what << ": the old output stays whole";
     for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
       EXPECT_EQ(entry.path().filename().string().find(".tmp"), std::string::npos) << c.what << ": left " << entry.path();
     }
@@ -286,7 +278,7 @@ TEST_F(Builder, InfoAndSheetOfABuiltFile) {
   ASSERT_EQ(run_builder(dir, kSmallGame).status, 0);
   const std::string command = "'" + tool_path() + "' info '" + dir.file("out.win") + "' > '" + dir.file("info.txt") + "'";
   ASSERT_EQ(WEXITSTATUS(std::system(command.c_str())), 0);
-  const std::string info = read_file(dir.file("info.txt"));
+  const std::string info = ReadTextFile(dir.file("info.txt"));
   for (const char* line : {"sprites 3 spr_knight : 16x12, 2 frames, precise", "sprites 0 spr_other", "objects 0 obj_squire",
                            "rooms 0 rm_yard : speed 30, 2 layers, 2 instances", "curves 0 ac_sway : channels: sway",
                            "chunk TXTR", "\nok\n"}) {

@@ -8,7 +8,6 @@
 #include <climits>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,13 +19,6 @@
 #include "support/fixture.h"
 
 namespace {
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 std::string build_dir() {
   char self[PATH_MAX] = {};
@@ -136,7 +128,7 @@ TEST(ManifestOrders, BuilderCodeIndexesAreTheFunctionTableRows) {
   std::ofstream(dir.file("manifest.txt"), std::ios::binary) << kSmallManifest << "[objects]\n0 obj_a\n";
   const std::string command = "'" + builder + "' build '" + dir.path() + "' -o '" + dir.file("out.win") + "' > /dev/null";
   ASSERT_EQ(std::system(command.c_str()), 0);
-  const std::string file = read_file(dir.file("out.win"));
+  const std::string file = ReadTextFile(dir.file("out.win"));
   std::vector<uint8_t> image(file.begin(), file.end());
   ResetLoaderState();
   Assets_InstallReaders();
@@ -160,7 +152,7 @@ TEST(ManifestOrders, BuilderCodeIndexesAreTheFunctionTableRows) {
 }
 
 TEST(ManifestOrders, TheGameManifestParses) {
-  const std::string text = read_file(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt");
+  const std::string text = ReadTextFile(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt");
   manifest::Orders orders;
   std::string error;
   ASSERT_TRUE(manifest::parse_orders(text, "manifest.txt", &orders, &error)) << error;

@@ -27,13 +27,6 @@ struct ProcessRun {
   std::string output;
 };
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::string quoted(const std::string& s) { return "'" + s + "'"; }
 
 ProcessRun run(const std::string& program, const std::vector<std::string>& args, const TempDir& dir) {
@@ -44,7 +37,7 @@ ProcessRun run(const std::string& program, const std::vector<std::string>& args,
   ProcessRun result;
   const int status = std::system(command.c_str());
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  result.output = read_file(dir.file("out.txt"));
+  result.output = ReadTextFile(dir.file("out.txt"));
   return result;
 }
 
@@ -113,11 +106,11 @@ TEST_F(InputProcessTest, RecordedRunPlaysBackTheSamePacedAndFastForwarded) {
   ASSERT_EQ(fast.status, 0) << fast.output;
   EXPECT_EQ(trace_of(fast.output), trace);
 
-  const std::string digest = read_file(dir_.file("d0.txt"));
+  const std::string digest = ReadTextFile(dir_.file("d0.txt"));
   EXPECT_NE(digest.find("obj_probe"), std::string::npos) << digest;
   EXPECT_NE(digest.find("y=53"), std::string::npos) << "three key presses moved the probe: " << digest;
-  EXPECT_EQ(read_file(dir_.file("d1.txt")), digest);
-  EXPECT_EQ(read_file(dir_.file("d2.txt")), digest);
+  EXPECT_EQ(ReadTextFile(dir_.file("d1.txt")), digest);
+  EXPECT_EQ(ReadTextFile(dir_.file("d2.txt")), digest);
 }
 
 TEST_F(InputProcessTest, ScriptedClickReachesTheMouseEvent) {
@@ -130,14 +123,14 @@ TEST_F(InputProcessTest, ScriptedClickReachesTheMouseEvent) {
             (std::vector<std::string>{"trace 5 click 200 160", "trace 5 button 1 pressed", "trace 6 button 1 released",
                                       "trace 9 keypress 13", "trace 9 key 13 pressed down", "trace 10 key 13 released"}))
       << played.output;
-  EXPECT_NE(read_file(dir_.file("before.txt")).find("x=100 "), std::string::npos);
-  EXPECT_NE(read_file(dir_.file("after.txt")).find("x=110 "), std::string::npos) << read_file(dir_.file("after.txt"));
+  EXPECT_NE(ReadTextFile(dir_.file("before.txt")).find("x=100 "), std::string::npos);
+  EXPECT_NE(ReadTextFile(dir_.file("after.txt")).find("x=110 "), std::string::npos) << ReadTextFile(dir_.file("after.txt"));
 }
 
 TEST_F(InputProcessTest, DamagedPlaybackEndsPlaybackWithAConsoleLine) {
   const std::string rec = dir_.file("click.rec");
   ASSERT_EQ(script("frame 2: click at 10,10\nframe 6: click at 20,20\n", rec).status, 0);
-  std::string bytes = read_file(rec);
+  std::string bytes = ReadTextFile(rec);
   // Cut inside record 4: frames 0 to 3 play, then playback ends and the click at 6 never comes.
   std::ofstream(dir_.file("cut.rec"), std::ios::binary) << bytes.substr(0, 4 * 5146 + 100);
   const ProcessRun cut = runner({"-playback", dir_.file("cut.rec"), "-frames", "10"});

@@ -14,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,13 +26,6 @@ struct ProcessResult {
   int status = -1;
   std::string output;
 };
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // What else a run needs: variables for the runner's environment ("NAME=value"), and something to
 // do while it runs (after the interrupt, if any), given its pid and the path of its output.
@@ -92,10 +84,10 @@ ProcessResult run_runner(const std::vector<std::string>& args, const Interrupt& 
     int status = 0;
     if (waitpid(pid, &status, WNOHANG) == pid) {
       result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      result.output = read_file(out_path);
+      result.output = ReadTextFile(out_path);
       return result;
     }
-    if (!interrupted && read_file(out_path).find(interrupt.line) != std::string::npos) {
+    if (!interrupted && ReadTextFile(out_path).find(interrupt.line) != std::string::npos) {
       kill(pid, SIGINT);
       interrupted = true;
     }
@@ -104,7 +96,7 @@ ProcessResult run_runner(const std::vector<std::string>& args, const Interrupt& 
   kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
   ADD_FAILURE() << "runner did not end";
-  result.output = read_file(out_path);
+  result.output = ReadTextFile(out_path);
   return result;
 }
 
@@ -160,7 +152,7 @@ class PrivateXServer {
 // Waits up to ten seconds for text in a file that is being written.
 bool wait_for_text(const std::string& path, const std::string& text) {
   for (int i = 0; i < 1000; ++i) {
-    if (read_file(path).find(text) != std::string::npos) return true;
+    if (ReadTextFile(path).find(text) != std::string::npos) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return false;
@@ -205,7 +197,7 @@ TEST(RunnerProcess, RunsFramesUntilInterruptedAndTracesStartUpInOrder) {
                                      "Unsetting previous scheduler resolution of 1\n",
                                  });
   // The trace also went to the -debugoutput file.
-  EXPECT_NE(read_file(log).find("Entering main loop.\n"), std::string::npos);
+  EXPECT_NE(ReadTextFile(log).find("Entering main loop.\n"), std::string::npos);
 }
 
 TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
@@ -218,7 +210,7 @@ TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
   RunnerExtras extras;
   extras.env = {"DISPLAY=" + server.display(), "LIBGL_ALWAYS_SOFTWARE=1"};
   extras.while_running = [&server](pid_t, const std::string& output) {
-    ASSERT_TRUE(wait_for_text(output, "Entering main loop.\n")) << read_file(output);
+    ASSERT_TRUE(wait_for_text(output, "Entering main loop.\n")) << ReadTextFile(output);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // frames are shown
     server.Kill();
   };
@@ -364,7 +356,7 @@ TEST(RunnerProcess, AtNamedFilesInTheWorkingDirectoryAreMovedAtStart) {
   std::ofstream(dir.file("x@y.dat")) << "moved";
   const ProcessResult result = run_runner({"-game", dir.file("none.win")}, dir);
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(read_file(dir.file("x/y.dat")), "moved");
+  EXPECT_EQ(ReadTextFile(dir.file("x/y.dat")), "moved");
 }
 
 }  // namespace
