@@ -1,7 +1,7 @@
 // obj_player, a mounted bow on a SnowState machine: it aims at the cursor within 45 degrees either
 // side of straight ahead, draws back while `select` is held (the frame of its sprite follows the
 // draw), and when let go it eases back and looses one obj_arrow. A full draw stays armed; one shot
-// ends its use. obj_arrow is a still sprite with no behaviour of its own.
+// ends its use. obj_arrow is a still sprite with no behaviour of its own: it only draws itself.
 #include "scripts/game_code.h"
 
 RValue* tsl_Script_obj_player_idle_step(CInstance* self, CInstance* other, RValue* result, int argc, RValue** argv);
@@ -144,7 +144,7 @@ RValue* tsl_Script_obj_player_nothing(CInstance* self, CInstance*, RValue* resul
   return scope.result();
 }
 
-// obj_arrow: its events are empty; the arrow stays where the bow put it.
+// obj_arrow: no behaviour of its own; the arrow stays where the bow put it, drawn as a still sprite.
 void tsl_Object_obj_arrow_Create_0(CInstance* self, CInstance*) {
   tsl::EventScope scope("tsl_Object_obj_arrow_Create_0", self);
 }
@@ -153,6 +153,7 @@ void tsl_Object_obj_arrow_Step_0(CInstance* self, CInstance*) {
   tsl::EventScope scope("tsl_Object_obj_arrow_Step_0", self);
 }
 
-void tsl_Object_obj_arrow_Draw_0(CInstance* self, CInstance*) {
+void tsl_Object_obj_arrow_Draw_0(CInstance* self, CInstance* other) {
   tsl::EventScope scope("tsl_Object_obj_arrow_Draw_0", self);
+  tsl::call(f_draw_self, self, other);
 }

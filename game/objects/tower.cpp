@@ -193,7 +193,8 @@ RValue* tsl_Script_obj_tower_dead_step(CInstance* self, CInstance* other, RValue
 }
 
 // placing, step: the ghost snaps to a free cell under the cursor and follows it freely off the
-// board; refund gives the cost back and removes it, select on a free cell puts it down.
+// board; refund gives the cost back and removes it (and wins over a select of the same frame),
+// select on a free cell puts it down.
 RValue* tsl_Script_obj_tower_placing_step(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
   tsl::ScriptScope scope("tsl_Script_obj_tower_placing_step", self, result);
   CInstance* global = tsl::global();
@@ -228,6 +229,8 @@ RValue* tsl_Script_obj_tower_placing_step(CInstance* self, CInstance* other, RVa
     tsl::set(global, v_gold, *gold);
     buttons_available(self, other);
     tsl::call(f_instance_destroy, self, other);
+    // A select in the same frame must not claim the cell for a tower that is gone.
+    return scope.result();
   }
   scope.line(5);
   if (RV_ToBool(*tsl::get(self, v_valid)) &&

@@ -1,8 +1,8 @@
 // The game played from recorded input under a real window: the readable scripts beside this file are
 // turned into -playback files and the runner plays build/data.win fast-forwarded, saving the
 // world's digest and the window's picture at chosen frames. Checked: title to game, buying and
-// placing a tower and a refund, towers killing for gold, a lost run through the loss screen into a
-// fresh run, and that a whole recorded game played twice takes the same course.
+// placing a tower and a refund, the bow's one arrow in sight, towers killing for gold, a lost run through the loss screen into a fresh run, and that a whole
+// recorded game played twice takes the same course.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -116,6 +116,29 @@ TEST_F(GameFlowTest, BuyPlaceAndRefundInTheGameRoom) {
   EXPECT_GT(Light(picture.at(600, 200)), 150);
   EXPECT_GT(Light(picture.at(120, 300)), 150);
   EXPECT_NE(picture.at(120, 300), picture.at(600, 200));
+}
+
+TEST_F(GameFlowTest, TheBowLoosesOneArrowThatStaysInSight) {
+  Play("game_bow", {24, 60, 101}, {24, 60});
+  EXPECT_EQ(digests_[24].count("obj_arrow"), 0);
+  ASSERT_EQ(digests_[60].count("obj_arrow"), 1);
+  // Aimed up and right, the arrow lies 43 pixels out along the bow's angle.
+  const std::smatch at = digests_[60].find(" obj_arrow x=([-0-9.e]+) y=([-0-9.e]+)");
+  ASSERT_FALSE(at.empty());
+  const int ax = static_cast<int>(std::stod(at[1]));
+  const int ay = static_cast<int>(std::stod(at[2]));
+  EXPECT_GT(ax, 256 + 20);
+  EXPECT_LT(ay, 200 - 10);
+  // It is drawn: the ground around that point looks different from before the shot.
+  const kimage::Image before = Shot(24);
+  const kimage::Image after = Shot(60);
+  int changed = 0;
+  for (int y = ay - 4; y <= ay + 4; ++y) {
+    for (int x = ax - 8; x <= ax + 8; ++x) changed += before.at(x, y) != after.at(x, y) ? 1 : 0;
+  }
+  EXPECT_GE(changed, 8);
+  // A second draw looses nothing more.
+  EXPECT_EQ(digests_[101].count("obj_arrow"), 1);
 }
 
 TEST_F(GameFlowTest, TowersKillEnemiesAndTheGoldRises) {

@@ -572,6 +572,32 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
   }
 }
 
+TEST_F(PlacingTest, ARefundWinsOverASelectOfTheSameFrame) {
+  button_ = ShopButton();
+  Move(50, 70);
+  Frames(1);
+  const int32_t tower = Buy("scorpion");
+  Frames(1);
+  // Both buttons at once over the free cell: the ghost is refunded, and the cell is not claimed by
+  // a tower that no longer exists.
+  host_.Push(WindowMessageKind::kMouseDown, 1);
+  host_.Push(WindowMessageKind::kMouseDown, 2);
+  Frames(1);
+  host_.Push(WindowMessageKind::kMouseUp, 1);
+  host_.Push(WindowMessageKind::kMouseUp, 2);
+  Frames(1);
+  EXPECT_EQ(Live(tower), nullptr);
+  EXPECT_EQ(Global("gold").real(), 200);
+  EXPECT_TRUE(Available());
+  EXPECT_EQ(Cell(0, 0), "<free>");
+  // So a tower bought next goes down there.
+  const int32_t next = Buy("scorpion");
+  Frames(1);
+  Click(1);
+  EXPECT_EQ(State(next), "idle");
+  EXPECT_EQ(Cell(0, 0), "scorpion");
+}
+
 TEST_F(PlacingTest, AGhostNeitherBlocksNorFires) {
   button_ = ShopButton();
   Move(300, 240);
