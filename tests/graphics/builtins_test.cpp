@@ -114,6 +114,92 @@ TEST_F(BuiltinsTest, SamplerBuiltinsSetAllStagesOrOneAndRefuseBadAnisotropy) {
   EXPECT_NE(capture.text().find("gpu_set_tex_max_aniso() - value must be between 1 and 16"), std::string::npos);
 }
 
+// Each render-state setter stores its value in its own state word, and its getter twin reads
+// that word back.
+TEST_F(BuiltinsTest, RenderStateSettersAndTheirGetterTwinsShareOneWord) {
+  struct Case {
+    const char* setter;
+    std::vector<double> args;
+    RenderStateId id;
+    uint32_t word;
+    const char* getter;
+    double read;
+  };
+  const Case cases[] = {
+      {"gpu_set_ztestenable", {1}, kRSZEnable, 1, "gpu_get_ztestenable", 1},
+      {"gpu_set_zwriteenable", {0}, kRSZWriteEnable, 0, "gpu_get_zwriteenable", 0},
+      {"gpu_set_zfunc", {7}, kRSZFunc, 7, "gpu_get_zfunc", 7},
+      {"gpu_set_cullmode", {2}, kRSCullMode, 2, "gpu_get_cullmode", 2},
+      {"gpu_set_alphatestenable", {1}, kRSAlphaTestEnable, 1, "gpu_get_alphatestenable", 1},
+      {"gpu_set_alphatestref", {128}, kRSAlphaRef, 128, "gpu_get_alphatestref", 128},
+      {"gpu_set_blendenable", {0}, kRSBlendEnable, 0, "gpu_get_blendenable", 0},
+      {"gpu_set_blendmode_ext", {9, 10}, kRSDestBlend, 10, "gpu_get_blendmode_dest", 10},
+      {"gpu_set_blendmode_ext_sepalpha", {3, 4, 7, 8}, kRSSrcBlendAlpha, 7, "gpu_get_blendmode_srcalpha", 7},
+      {"gpu_set_blendmode_ext_sepalpha", {3, 4, 7, 8}, kRSDestBlendAlpha, 8, "gpu_get_blendmode_destalpha", 8},
+      {"gpu_set_blendmode_ext_sepalpha", {3, 4, 7, 8}, kRSSrcBlend, 3, "gpu_get_blendmode_src", 3},
+  };
+  for (const Case& c : cases) {
+    std::vector<RValue> args;
+    for (double a : c.args) args.push_back(R(a));
+    CallBuiltin(c.setter, args);
+    EXPECT_EQ(RenderState_Get(c.id), c.word) << c.setter;
+    EXPECT_EQ(RV_ToDouble(CallBuiltin(c.getter)), c.read) << c.getter;
+  }
+}
+
+// Each sampler setter writes its field on every stage (plain form) or on one (the _ext form), and
+// its getter twin reads it back; float fields go through their bits.
+TEST_F(BuiltinsTest, SamplerSettersAndTheirGetterTwinsShareOneField) {
+  struct Case {
+    const char* setter;
+    double value;
+    int stage;  // -1: the plain form, every stage
+    SamplerField field;
+    const char* getter;
+  };
+  const Case cases[] = {
+      {"gpu_set_tex_filter", 0, -1, kSampMinFilter, "gpu_get_tex_filter"},
+      {"gpu_set_tex_filter_ext", 1, 4, kSampMagFilter, "gpu_get_tex_filter_ext"},
+      {"gpu_set_texfilter_ext", 0, 5, kSampMagFilter, "gpu_get_texfilter_ext"},
+      {"gpu_set_tex_mip_filter", 2, -1, kSampMipFilter, "gpu_get_tex_mip_filter"},
+      {"gpu_set_tex_mip_filter_ext", 0, 3, kSampMipFilter, "gpu_get_tex_mip_filter_ext"},
+      {"gpu_set_tex_min_mip", 2, -1, kSampMinMip, "gpu_get_tex_min_mip"},
+      {"gpu_set_tex_min_mip_ext", 3, 6, kSampMinMip, "gpu_get_tex_min_mip_ext"},
+      {"gpu_set_tex_max_mip", 4, -1, kSampMaxMip, "gpu_get_tex_max_mip"},
+      {"gpu_set_tex_max_mip_ext", 5.5, 2, kSampMaxMip, "gpu_get_tex_max_mip_ext"},
+      {"gpu_set_tex_mip_bias_ext", 1.25, 7, kSampMipBias, "gpu_get_tex_mip_bias_ext"},
+      {"gpu_set_tex_max_aniso", 4, -1, kSampMaxAniso, "gpu_get_tex_max_aniso"},
+      {"gpu_set_tex_max_aniso_ext", 8, 1, kSampMaxAniso, "gpu_get_tex_max_aniso_ext"},
+      {"gpu_set_tex_mip_enable", 1, -1, kSampMipEnable, "gpu_get_tex_mip_enable"},
+      {"gpu_set_tex_mip_enable_ext", 0, 6, kSampMipEnable, "gpu_get_tex_mip_enable_ext"},
+  };
+  const auto is_float = [](SamplerField f) { return f == kSampMinMip || f == kSampMaxMip || f == kSampMipBias; };
+  for (const Case& c : cases) {
+    RenderState_Reset();
+    if (c.stage < 0) {
+      CallBuiltin(c.setter, {R(c.value)});
+    } else {
+      CallBuiltin(c.setter, {R(c.stage), R(c.value)});
+    }
+    const int other = c.stage == 0 ? 1 : 0;
+    for (int stage = 0; stage < kSamplerStages; ++stage) {
+      const uint32_t word = SamplerState_Get(stage, c.field);
+      const double got = is_float(c.field) ? RenderState_BitsFloat(word) : word;
+      if (c.stage < 0 || stage == c.stage) {
+        EXPECT_EQ(got, c.value) << c.setter << " on stage " << stage;
+      }
+    }
+    const double read = RV_ToDouble(c.stage < 0 ? CallBuiltin(c.getter) : CallBuiltin(c.getter, {R(c.stage)}));
+    EXPECT_EQ(read, c.value) << c.getter;
+    if (c.stage >= 0) {
+      RenderState_Reset();
+      const uint32_t untouched = SamplerState_Get(other, c.field);
+      CallBuiltin(c.setter, {R(c.stage), R(c.value)});
+      EXPECT_EQ(SamplerState_Get(other, c.field), untouched) << c.setter << " leaves stage " << other;
+    }
+  }
+}
+
 TEST_F(BuiltinsTest, StateMapRestoresFilterValuesPerStage) {
   RenderState_Reset();
   SamplerState_Set(2, kSampMagFilter, 0);
