@@ -165,6 +165,90 @@ TEST_F(RoomDrawTest, ViewsGetCamerasThatFollowTheirSettingsAndMapTheMouse) {
   EXPECT_EQ(ToRoom(0, 0), std::make_pair(100.0f, 100.0f));
 }
 
+// An array of the given numbers, owned by the returned value.
+tsl::Value Numbers(const std::vector<double>& values) {
+  RefDynamicArrayOfRValue* array = RV_NewArray(static_cast<int32_t>(values.size()));
+  for (size_t i = 0; i < values.size(); ++i) array->pArray[i] = RV_Real(values[i]);
+  RValue v = RV_Undefined();
+  RV_SetArray(&v, array);
+  return tsl::Value::Adopt(v);
+}
+
+TEST_F(RoomDrawTest, CameraBuiltinsKeepWhatTheyAreGivenAndRefuseBadCalls) {
+  Start({view_room(0, 0, 64, 64, 64, 64)});
+  // A view camera made from four arguments takes the defaults of the rest.
+  const double made = Call("camera_create_view", {R(10), R(20), R(30), R(40)}).real();
+  ASSERT_GE(made, 0);
+  const double full = Call("camera_create_view", {R(1), R(2), R(3), R(4), R(5), R(6), R(7), R(8), R(9), R(10)}).real();
+  ASSERT_GE(full, 0);
+  ASSERT_NE(full, made);
+  struct Read {
+    const char* getter;
+    double four_args, ten_args;
+  };
+  const Read reads[] = {
+      {"camera_get_view_x", 10, 1},       {"camera_get_view_y", 20, 2},        {"camera_get_view_width", 30, 3},
+      {"camera_get_view_height", 40, 4},  {"camera_get_view_angle", 0, 5},     {"camera_get_view_target", -1, 6},
+      {"camera_get_view_speed_x", -1, 7}, {"camera_get_view_speed_y", -1, 8},  {"camera_get_view_border_x", 0, 9},
+      {"camera_get_view_border_y", 0, 10},
+  };
+  for (const Read& r : reads) {
+    EXPECT_EQ(Call(r.getter, {R(made)}).real(), r.four_args) << r.getter << " after four arguments";
+    EXPECT_EQ(Call(r.getter, {R(full)}).real(), r.ten_args) << r.getter << " after ten arguments";
+    EXPECT_EQ(Call(r.getter, {R(999)}).real(), -1) << r.getter << " of an unknown camera";
+  }
+  // Each setter writes the fields its getters read.
+  struct Write {
+    const char* setter;
+    std::vector<double> values;
+    const char* getter_a;
+    const char* getter_b;
+  };
+  const Write writes[] = {
+      {"camera_set_view_pos", {11, 12}, "camera_get_view_x", "camera_get_view_y"},
+      {"camera_set_view_size", {13, 14}, "camera_get_view_width", "camera_get_view_height"},
+      {"camera_set_view_speed", {15, 16}, "camera_get_view_speed_x", "camera_get_view_speed_y"},
+      {"camera_set_view_border", {17, 18}, "camera_get_view_border_x", "camera_get_view_border_y"},
+      {"camera_set_view_angle", {19}, "camera_get_view_angle", nullptr},
+      {"camera_set_view_target", {20}, "camera_get_view_target", nullptr},
+  };
+  for (const Write& w : writes) {
+    if (w.values.size() == 2) {
+      Call(w.setter, {R(made), R(w.values[0]), R(w.values[1])});
+      EXPECT_EQ(Call(w.getter_b, {R(made)}).real(), w.values[1]) << w.setter;
+    } else {
+      Call(w.setter, {R(made), R(w.values[0])});
+    }
+    EXPECT_EQ(Call(w.getter_a, {R(made)}).real(), w.values[0]) << w.setter;
+  }
+  // Scripts are stored as given; a string is not a script.
+  Call("camera_set_update_script", {R(made), R(3)});
+  EXPECT_EQ(Call("camera_get_update_script", {R(made)}).real(), 3);
+  EXPECT_EQ(Call("camera_get_begin_script", {R(made)}).real(), -1) << "the others stay unset";
+  EXPECT_EQ(ErrorOf("camera_set_end_script", {R(made), *tsl::Value::String("step")}),
+            "camera_set_end_script :: invalid script reference");
+  // A matrix set on a camera is the one read back, even when the rectangle changed before.
+  std::vector<double> m(16);
+  for (int i = 0; i < 16; ++i) m[i] = i + 1;
+  Call("camera_set_view_mat", {R(made), *Numbers(m)});
+  const tsl::Value back = Call("camera_get_view_mat", {R(made)});
+  ASSERT_EQ(RV_Kind(*back), kRVArray);
+  ASSERT_EQ(back.get()->pArray->length, 16);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(RV_ToDouble(back.get()->pArray->pArray[i]), m[i]) << "entry " << i;
+  // Defaults and destruction.
+  Call("camera_set_default", {R(full)});
+  EXPECT_EQ(Call("camera_get_default").real(), full);
+  Call("camera_set_default", {R(999)});
+  EXPECT_EQ(Call("camera_get_default").real(), full) << "an unknown camera is not made the default";
+  Call("camera_destroy", {R(made)});
+  EXPECT_EQ(Call("camera_get_view_x", {R(made)}).real(), -1) << "a destroyed camera is unknown";
+  // Bad calls raise their messages.
+  EXPECT_EQ(ErrorOf("camera_create", {R(1)}), "camera_create() - doesn't take any arguments");
+  EXPECT_EQ(ErrorOf("camera_create_view", {R(1), R(2), R(3)}), "camera_create_view() - must have at least 4 arguments");
+  EXPECT_EQ(ErrorOf("camera_set_proj_mat", {R(full), R(5)}), "camera_set_proj_mat() - array invalid (has it been created properly?)");
+  EXPECT_EQ(ErrorOf("camera_set_view_mat", {R(full), *Numbers({1, 2, 3})}), "camera_set_view_mat() - must be 16 entries in array");
+}
+
 TEST_F(RoomDrawTest, AScaledWindowMapsThroughTheApplicationSurface) {
   RoomRecord room;
   room.name = "rm_plain";
