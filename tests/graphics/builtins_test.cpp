@@ -290,6 +290,153 @@ TEST_F(BuiltinsTest, RectangleCoversItsLastPixelAndShapesCarryTheDrawAlpha) {
   EXPECT_EQ(v[0].colour, 0x7F0000FFu);
 }
 
+// Every shape builtin, with its colour variant: which primitive it draws, how many vertices, and
+// where one chosen vertex lies with which colour. Fans reach the device expanded to triangle lists
+// (0 1 2, 0 2 3, ...). Colours are 0xAABBGGRR with the draw alpha on top.
+TEST_F(BuiltinsTest, ShapesPlaceTheirVerticesAndCornerColoursFromTheirArguments) {
+  const uint32_t d = 0xFF0000FFu;  // the draw colour, opaque red
+  const double c1 = 0x112233, c2 = 0x445566, c3 = 0x778899, c4 = 0xAABBCC;
+  const uint32_t k1 = 0xFF112233u, k2 = 0xFF445566u, k3 = 0xFF778899u, k4 = 0xFFAABBCCu;
+  constexpr auto kList = PrimitiveType::kTriangleList;
+  constexpr auto kStrip = PrimitiveType::kLineStrip;
+  struct Case {
+    const char* name;
+    std::vector<double> args;
+    size_t draw;  // which recorded draw is checked
+    PrimitiveType type;
+    int32_t count;
+    int32_t stride;
+    int32_t index;  // the vertex checked
+    float x, y;
+    uint32_t colour;
+  };
+  const Case cases[] = {
+      {"draw_line", {1, 2, 3, 4}, 0, PrimitiveType::kLineList, 2, 16, 1, 4, 5, d},
+      {"draw_line_colour", {1, 2, 3, 4, c1, c2}, 0, PrimitiveType::kLineList, 2, 16, 1, 4, 5, k2},
+      {"draw_line_color", {1, 2, 3, 4, c1, c2}, 0, PrimitiveType::kLineList, 2, 16, 0, 2, 3, k1},
+      {"draw_line_width", {0, 0, 10, 0, 4}, 0, kList, 6, 24, 1, 11, 3, d},
+      {"draw_line_width_colour", {0, 0, 10, 0, 4, c1, c2}, 0, kList, 6, 24, 2, 11, -1, k2},
+      {"draw_line_width_color", {0, 0, 10, 0, 4, c1, c2}, 0, kList, 6, 24, 5, 1, -1, k1},
+      {"draw_point_colour", {3, 4, c1}, 0, PrimitiveType::kPointList, 1, 16, 0, 4, 5, k1},
+      {"draw_rectangle_colour", {0, 0, 10, 10, c1, c2, c3, c4, 0}, 0, kList, 9, 24, 1, 11.01f, 0, k2},
+      {"draw_rectangle_color", {0, 0, 10, 10, c1, c2, c3, c4, 0}, 0, kList, 9, 24, 2, 11.01f, 11.01f, k3},
+      {"draw_rectangle_colour", {0, 0, 10, 10, c1, c2, c3, c4, 0}, 0, kList, 9, 24, 5, 0, 11.01f, k4},
+      {"draw_rectangle_colour", {0, 0, 10, 10, c1, c2, c3, c4, 1}, 0, kStrip, 5, 24, 4, 0, 0, k1},
+      {"draw_triangle", {0, 0, 10, 0, 0, 10, 0}, 0, kList, 3, 24, 2, 1, 11, d},
+      {"draw_triangle", {0, 0, 10, 0, 0, 10, 1}, 0, kStrip, 4, 24, 3, 1, 1, d},
+      {"draw_triangle_colour", {0, 0, 10, 0, 0, 10, c1, c2, c3, 0}, 0, kList, 3, 24, 1, 11, 1, k2},
+      {"draw_triangle_color", {0, 0, 10, 0, 0, 10, c1, c2, c3, 0}, 0, kList, 3, 24, 2, 1, 11, k3},
+      {"draw_circle", {10, 20, 5, 0}, 0, kList, 72, 16, 1, 16, 21, d},
+      {"draw_circle", {10, 20, 5, 1}, 0, kStrip, 25, 16, 24, 16, 21, d},
+      {"draw_circle_colour", {10, 20, 5, c1, c2, 0}, 0, kList, 72, 16, 0, 11, 21, k1},
+      {"draw_circle_color", {10, 20, 5, c1, c2, 0}, 0, kList, 72, 16, 1, 16, 21, k2},
+      {"draw_ellipse", {0, 0, 20, 10, 0}, 0, kList, 72, 16, 0, 11, 6, d},
+      {"draw_ellipse", {0, 0, 20, 10, 1}, 0, kStrip, 25, 16, 6, 11, 11, d},
+      {"draw_ellipse_colour", {0, 0, 20, 10, c1, c2, 0}, 0, kList, 72, 16, 1, 21, 6, k2},
+      {"draw_ellipse_color", {0, 0, 20, 10, c1, c2, 0}, 0, kList, 72, 16, 0, 11, 6, k1},
+      // Round rectangles: 30 fan vertices; the first ring vertex is the right end of the right
+      // bottom corner's arc, its diameters 10 by default.
+      {"draw_roundrect", {0, 0, 40, 30, 0}, 0, kList, 84, 24, 1, 41.01f, 26.01f, d},
+      {"draw_roundrect", {0, 0, 40, 30, 1}, 0, kStrip, 30, 24, 0, 41.01f, 26.01f, d},
+      {"draw_roundrect_ext", {0, 0, 40, 30, 20, 8, 0}, 0, kList, 84, 24, 1, 41.01f, 27.01f, d},
+      {"draw_roundrect_ext", {0, 0, 40, 30, 20, 100, 0}, 0, kList, 84, 24, 1, 41.01f, 16.005f, d},
+      {"draw_roundrect_colour", {0, 0, 40, 30, c1, c2, 0}, 0, kList, 84, 24, 0, 21.005f, 16.005f, k1},
+      {"draw_roundrect_color", {0, 0, 40, 30, c1, c2, 0}, 0, kList, 84, 24, 1, 41.01f, 26.01f, k2},
+      {"draw_roundrect_colour_ext", {0, 0, 40, 30, 20, 8, c1, c2, 0}, 0, kList, 84, 24, 1, 41.01f, 27.01f, k2},
+      {"draw_roundrect_color_ext", {0, 0, 40, 30, 20, 8, c1, c2, 1}, 0, kStrip, 30, 24, 29, 41.01f, 27.01f, k2},
+      // The arrow: its shaft to the head's base, then the head.
+      {"draw_arrow", {0, 0, 100, 0, 30}, 0, PrimitiveType::kLineList, 2, 16, 1, 71, 1, d},
+      {"draw_arrow", {0, 0, 100, 0, 30}, 1, kList, 3, 24, 1, 71, 11, d},
+      // Health bars: the bar alone grows from its side; half full is the middle colour.
+      {"draw_healthbar", {0, 0, 100, 10, 50, c1, 0x0000FF, 0x00FF00, 0, 0, 0}, 0, kList, 9, 24, 1, 51.01f, 0,
+       0xFF007F7Fu},
+      {"draw_healthbar", {0, 0, 100, 10, 25, c1, 0x0000FF, 0x00FF00, 1, 0, 0}, 0, kList, 9, 24, 0, 75, 0,
+       0xFF003FBFu},
+      {"draw_healthbar", {0, 0, 100, 10, 150, c1, 0x0000FF, 0x00FF00, 2, 0, 0}, 0, kList, 9, 24, 2, 101.01f,
+       11.01f, 0xFF00FF00u},
+      {"draw_healthbar", {0, 0, 100, 10, 30, c1, 0x0000FF, 0x00FF00, 3, 0, 0}, 0, kList, 9, 24, 0, 0, 7, 0xFF004CB2u},
+      {"draw_healthbar", {0, 0, 100, 10, 0, c1, 0x0000FF, 0x00FF00, 0, 1, 0}, 0, kList, 9, 24, 2, 101.01f, 11.01f,
+       k1},
+      {"draw_healthbar", {0, 0, 100, 10, 40, c1, 0x0000FF, 0x00FF00, 0, 1, 1}, 1, kStrip, 5, 24, 2, 101.01f, 11.01f,
+       0xFF000000u},
+  };
+  CallBuiltin("draw_set_colour", {R(0x0000FF)});
+  for (const Case& c : cases) {
+    device_.clear_record();
+    std::vector<RValue> args;
+    for (double a : c.args) args.push_back(R(a));
+    CallBuiltin(c.name, args);
+    GR_Flush();
+    const std::string what = std::string(c.name) + " vertex " + std::to_string(c.index);
+    ASSERT_GT(device_.draws().size(), c.draw) << what;
+    const RecordedDraw& draw = device_.draws()[c.draw];
+    EXPECT_EQ(draw.type, c.type) << what;
+    EXPECT_EQ(draw.vertex_count, c.count) << what;
+    ASSERT_EQ(draw.layout.stride, c.stride) << what;
+    ASSERT_LT(c.index, draw.vertex_count) << what;
+    float x = 0, y = 0;
+    uint32_t colour = 0;
+    const uint8_t* at = draw.vertices.data() + static_cast<size_t>(c.index) * c.stride;
+    if (c.stride == 16) {
+      const auto* v = reinterpret_cast<const VertexColour*>(at);
+      x = v->x, y = v->y, colour = v->colour;
+    } else {
+      const auto* v = reinterpret_cast<const VertexTextured*>(at);
+      x = v->x, y = v->y, colour = v->colour;
+    }
+    EXPECT_NEAR(x, c.x, 1e-3) << what;
+    EXPECT_NEAR(y, c.y, 1e-3) << what;
+    EXPECT_EQ(colour, c.colour) << what;
+  }
+}
+
+// The button: a face, then light edges top and left and dark ones bottom and right when up.
+TEST_F(BuiltinsTest, ButtonsLightTheirRaisedEdgesAndClearsForceFullAlpha) {
+  CallBuiltin("draw_set_colour", {R(0x336699)});
+  for (const bool up : {true, false}) {
+    device_.clear_record();
+    CallBuiltin("draw_button", {R(0), R(0), R(20), R(10), R(up)});
+    GR_Flush();
+    ASSERT_EQ(device_.draws().size(), 2u);
+    EXPECT_EQ(reinterpret_cast<const VertexTextured*>(device_.draws()[0].vertices.data())->colour, 0xFF336699u);
+    const auto* edges = reinterpret_cast<const VertexColour*>(device_.draws()[1].vertices.data());
+    ASSERT_EQ(device_.draws()[1].vertex_count, 8);
+    EXPECT_EQ(edges[0].colour, up ? 0xFFFFFFFFu : 0xFF808080u);
+    EXPECT_EQ(edges[6].colour, up ? 0xFF808080u : 0xFFFFFFFFu);
+  }
+  CallBuiltin("draw_set_alpha", {R(0.25)});
+  CallBuiltin("draw_point", {R(0), R(0)});
+  device_.clear_record();
+  CallBuiltin("draw_clear", {R(0x123456)});
+  CallBuiltin("draw_clear_alpha", {R(0x654321), R(2)});
+  GR_Flush();
+  // Outside a frame the viewport is not the whole target, so each clear is a filled quad.
+  ASSERT_EQ(device_.draws().size(), 3u) << "a clear draws the open batch first";
+  EXPECT_EQ(device_.draws()[0].type, PrimitiveType::kPointList);
+  for (int i = 1; i <= 2; ++i) {
+    EXPECT_EQ(reinterpret_cast<const VertexColour*>(device_.draws()[i].vertices.data())->colour,
+              i == 1 ? 0xFF123456u : 0xFF654321u);
+  }
+  device_.clear_record();
+  CallBuiltin("draw_point", {R(0), R(0)});
+  CallBuiltin("draw_flush");
+  EXPECT_EQ(device_.draws().size(), 1u);
+}
+
+TEST_F(BuiltinsTest, LightsKeepWhatTheyAreGiven) {
+  CallBuiltin("draw_light_define_ambient", {R(0x102030)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("draw_light_get_ambient")), 0x102030);
+  CallBuiltin("draw_light_define_point", {R(1), R(10), R(20), R(30), R(100), R(0x445566)});
+  CallBuiltin("draw_light_enable", {R(1), R(1)});
+  EXPECT_EQ(Numbers(CallBuiltin("draw_light_get", {R(1)})), (std::vector<double>{1, 1, 10, 20, 30, 100, 0x445566}));
+  CallBuiltin("draw_light_define_direction", {R(2), R(0), R(-1), R(0.5), R(0x778899)});
+  EXPECT_EQ(Numbers(CallBuiltin("draw_light_get", {R(2)})), (std::vector<double>{0, 0, 0, -1, 0.5, 0, 0x778899}));
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("draw_get_lighting")), 0);
+  CallBuiltin("draw_set_lighting", {R(1)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("draw_get_lighting")), 1);
+  EXPECT_EQ(RenderState_Get(kRSLighting), 1u);
+}
+
 TEST_F(BuiltinsTest, CirclePrecisionIsClampedAndRoundedToFour) {
   const std::pair<double, double> cases[] = {{1, 4}, {100, 64}, {30, 28}, {24, 24}};
   for (const auto& [given, kept] : cases) {
