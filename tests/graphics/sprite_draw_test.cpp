@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/console.h"
+#include "core/function_table.h"
 #include "core/script_api.h"
 #include "graphics/batcher.h"
 #include "graphics/cull.h"
@@ -104,6 +105,64 @@ TEST_F(SpriteDrawTest, ATrimmedFrameLandsAtItsTargetOffsetScaledAroundTheOrigin)
   EXPECT_FLOAT_EQ(q.v[0], 52.0f / 64);
   EXPECT_FLOAT_EQ(q.u[2], 12.0f / 64);
   EXPECT_EQ(q.colour[0], 0xFFFFFFFFu);
+}
+
+// The drawing builtins that take a part, free corners, a box or a tiling: each argument reaches
+// its corner. Corners are top left, top right, bottom right, bottom left (quad vertices 0 1 2 4).
+TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
+  const double c1 = 0x112233, c2 = 0x445566, c3 = 0x778899, c4 = 0xAABBCC;
+  struct Case {
+    const char* name;
+    std::vector<double> args;
+    size_t quads, index;  // how many quads, and the one checked
+    float x[4], y[4];
+    uint32_t colour[4];
+    float u0, v0;  // at the top left, in texels of the 64 x 64 page
+  };
+  const uint32_t half = 0x7FFFFFFFu;  // white at the draw alpha of 0.5
+  const Case cases[] = {
+      {"draw_sprite_part", {kSprWhite, 0, 4, 2, 8, 6, 10, 20}, 1, 0, {10, 18, 18, 10}, {20, 20, 26, 26},
+       {half, half, half, half}, 52, 2},
+      {"draw_sprite_part_ext", {kSprWhite, 0, 4, 2, 8, 6, 10, 20, 2, 3, c1, 0.25}, 1, 0, {10, 26, 26, 10},
+       {20, 20, 38, 38}, {0x3F112233u, 0x3F112233u, 0x3F112233u, 0x3F112233u}, 52, 2},
+      {"draw_sprite_general", {kSprWhite, 0, 4, 2, 8, 6, 10, 20, 2, 3, 0, c1, c2, c3, c4, 1}, 1, 0,
+       {10, 26, 26, 10}, {20, 20, 38, 38}, {0xFF112233u, 0xFF445566u, 0xFF778899u, 0xFFAABBCCu}, 52, 2},
+      {"draw_sprite_general", {kSprWhite, 0, 4, 2, 8, 6, 10, 20, 2, 3, 90, c1, c2, c3, c4, 0.5}, 1, 0,
+       {10, 10, 28, 28}, {20, 4, 4, 20}, {0x7F112233u, 0x7F445566u, 0x7F778899u, 0x7FAABBCCu}, 52, 2},
+      {"draw_sprite_pos", {kSprWhite, 0, 1, 2, 30, 3, 28, 25, 2, 20, 0.25}, 1, 0, {1, 30, 28, 2}, {2, 3, 25, 20},
+       {0x3FFFFFFFu, 0x3FFFFFFFu, 0x3FFFFFFFu, 0x3FFFFFFFu}, 48, 0},
+      // spr_trimmed: 16 x 16 with origin (8, 8), its pixels 8 x 8 at (4, 4); the box's top left
+      // stays at (10, 10) and the pixels start 4 box pixels in, at scale 2 by 3.
+      {"draw_sprite_stretched", {kSprTrimmed, 0, 10, 10, 32, 48}, 1, 0, {18, 34, 34, 18}, {22, 22, 46, 46},
+       {half, half, half, half}, 4, 52},
+      {"draw_sprite_stretched_ext", {kSprTrimmed, 0, 10, 10, 32, 48, c2, 0.25}, 1, 0, {18, 34, 34, 18},
+       {22, 22, 46, 46}, {0x3F445566u, 0x3F445566u, 0x3F445566u, 0x3F445566u}, 4, 52},
+      // Steps of 32 by 8 over the 64 x 64 view: 4 columns, 10 rows, from (5 - 32, 5 - 8).
+      {"draw_sprite_tiled_ext", {kSprWhite, 0, 5, 5, 2, 0.5, c3, 1}, 40, 1, {-27, 5, 5, -27}, {5, 5, 13, 13},
+       {0xFF778899u, 0xFF778899u, 0xFF778899u, 0xFF778899u}, 48, 0},
+  };
+  Call("draw_set_alpha", {R(0.5)});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<RValue> args;
+    for (double a : c.args) args.push_back(R(a));
+    int32_t id = -1;
+    ASSERT_TRUE(Function_Find(c.name, &id));
+    RValue result = RV_Undefined();
+    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    const std::vector<Quad> quads = Quads();
+    ASSERT_EQ(quads.size(), c.quads);
+    const Quad& q = quads[c.index];
+    const int corner[4] = {0, 1, 2, 4};
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_NEAR(q.x[corner[i]], c.x[i], 1e-4) << "corner " << i;
+      EXPECT_NEAR(q.y[corner[i]], c.y[i], 1e-4) << "corner " << i;
+      EXPECT_EQ(q.colour[corner[i]], c.colour[i]) << "corner " << i;
+    }
+    EXPECT_FLOAT_EQ(q.u[0], c.u0 / 64);
+    EXPECT_FLOAT_EQ(q.v[0], c.v0 / 64);
+  }
+  Call("draw_set_alpha", {R(1)});
 }
 
 TEST_F(SpriteDrawTest, RotationTurnsCornersAboutTheOriginAndTinyAnglesStayStraight) {
