@@ -494,8 +494,10 @@ KV_BUILTIN(F_SpriteGetInfo) {
   Object_SetReal(info, "bbox_right", sprite->bboxRight);
   Object_SetReal(info, "bbox_bottom", sprite->bboxBottom);
   Object_SetReal(info, "num_subimages", sprite->numFrames);
-  Object_SetReal(info, "frame_speed", sprite->speed);
-  Object_SetReal(info, "frame_type", sprite->speedType);
+  // The playback speed belongs to a sprite's frame sequence; without one there is none to tell.
+  const bool timed = sprite->sequence != nullptr;
+  Object_SetReal(info, "frame_speed", timed ? sprite->speed : 0.0);
+  Object_SetReal(info, "frame_type", timed ? sprite->speedType : -1);
   set_bool(info, "use_mask", sprite->useMask);
   Object_SetReal(info, "num_masks", sprite->maskCount);
   if (sprite->kind == 0) {

@@ -390,6 +390,90 @@ TEST_F(SpriteDrawTest, SpriteFontsAreReplacedInPlaceAndBadIdsRaise) {
   EXPECT_EQ(Str(Call("font_get_fontname", {R(font)})), "spr_frames");
 }
 
+// Sprite setters and the getters that read them back, in order: each builtin reads its own
+// argument and each getter its own field.
+TEST_F(SpriteDrawTest, SpriteSettersReachTheirGetters) {
+  constexpr double kAny = -1234;  // a call whose result isn't checked
+  struct Step {
+    const char* name;
+    std::vector<double> args;
+    double want;
+  };
+  const Step steps[] = {
+      {"sprite_set_bbox", {kSprWhite, 1, 2, 13, 14}, kAny},
+      {"sprite_get_bbox_mode", {kSprWhite}, 2},
+      {"sprite_get_bbox_left", {kSprWhite}, 1},
+      {"sprite_get_bbox_top", {kSprWhite}, 2},
+      {"sprite_get_bbox_right", {kSprWhite}, 13},
+      {"sprite_get_bbox_bottom", {kSprWhite}, 14},
+      {"sprite_set_bbox_mode", {kSprWhite, 1}, kAny},  // full image
+      {"sprite_get_bbox_mode", {kSprWhite}, 1},
+      {"sprite_get_bbox_left", {kSprWhite}, 0},
+      {"sprite_get_bbox_bottom", {kSprWhite}, 15},
+      {"sprite_collision_mask", {kSprWhite, 0, 2, 3, 4, 5, 6, 1, 0}, kAny},
+      {"sprite_get_bbox_mode", {kSprWhite}, 2},
+      {"sprite_get_bbox_left", {kSprWhite}, 3},
+      {"sprite_get_bbox_top", {kSprWhite}, 4},
+      {"sprite_get_bbox_right", {kSprWhite}, 5},
+      {"sprite_get_bbox_bottom", {kSprWhite}, 6},
+      {"sprite_set_bbox_mode", {kSprWhite, 0}, kAny},  // automatic: the record's box again
+      {"sprite_get_bbox_top", {kSprWhite}, 0},
+      {"sprite_get_bbox_right", {kSprWhite}, 15},
+      {"sprite_set_speed", {kSprFrames, 12, 0}, kAny},
+      {"sprite_get_speed", {kSprFrames}, 12},
+      {"sprite_get_speed_type", {kSprFrames}, 0},
+      {"sprite_get_speed", {42}, -1},
+      {"sprite_get_bbox_left", {42}, -1},
+      {"sprite_prefetch", {kSprWhite}, 0},
+      {"sprite_prefetch", {42}, -1},
+      {"sprite_flush", {kSprFrames}, 0},
+  };
+  for (const Step& step : steps) {
+    std::vector<RValue> args;
+    for (double a : step.args) args.push_back(R(a));
+    int32_t id = -1;
+    ASSERT_TRUE(Function_Find(step.name, &id)) << step.name;
+    RValue result = RV_Undefined();
+    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    if (step.want != kAny) EXPECT_EQ(RV_ToDouble(result), step.want) << step.name << " " << step.args[0];
+    RV_FreeToUndefined(&result);
+  }
+  const tsl::Value copy = Call("sprite_duplicate", {R(kSprWhite)});
+  Call("sprite_merge", {*copy, R(kSprFrames)});
+  EXPECT_EQ(Call("sprite_get_number", {*copy}).real(), 4);
+  EXPECT_TRUE(Call("sprite_assign", {*copy, R(kSprTrimmed)}).real());
+  EXPECT_EQ(Call("sprite_get_number", {*copy}).real(), 1);
+  EXPECT_EQ(Call("sprite_get_xoffset", {*copy}).real(), 8);
+}
+
+// sprite_get_info: the fields, the trimmed frame's page entry, and no speed without a sequence.
+TEST_F(SpriteDrawTest, SpriteInfoTellsTheFieldsAndTheFramesPageEntries) {
+  const tsl::Value info = Call("sprite_get_info", {R(kSprTrimmed)});
+  CInstance* object = KV_AsInstance(RV_ObjectOf(*info));
+  ASSERT_NE(object, nullptr);
+  const std::pair<const char*, double> fields[] = {
+      {"width", 16},        {"height", 16},    {"xoffset", 8},       {"yoffset", 8}, {"type", 0},
+      {"num_subimages", 1}, {"bbox_right", 15}, {"frame_speed", 0}, {"frame_type", -1},
+  };
+  for (const auto& [key, want] : fields) EXPECT_EQ(tsl::get(object, key).real(), want) << key;
+  EXPECT_EQ(std::string(RV_StringText(*tsl::get(object, "name"))), "spr_trimmed");
+  const tsl::Value frames = tsl::get(object, "frames");
+  ASSERT_EQ(RV_Kind(*frames), static_cast<uint32_t>(kRVArray));
+  CInstance* frame = KV_AsInstance(RV_ObjectOf(frames.get()->pArray->pArray[0]));
+  const std::pair<const char*, double> entry[] = {
+      {"x", 4},        {"y", 52},           {"w", 8},           {"h", 8},
+      {"x_offset", 4}, {"y_offset", 4},     {"crop_width", 8},  {"crop_height", 8},
+      {"original_width", 16}, {"original_height", 16},
+  };
+  for (const auto& [key, want] : entry) EXPECT_EQ(tsl::get(frame, key).real(), want) << key;
+  EXPECT_THROW(Call("sprite_get_texture", {R(42), R(0)}), KVTSLException);
+  ConsoleCapture console;
+  Call("sprite_set_nineslice", {R(kSprWhite), R(3)});
+  EXPECT_NE(console.text().find(
+                "Invalid second argument passed to sprite_set_nineslice() - should be a nineslice object\n"),
+            std::string::npos);
+}
+
 TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   EXPECT_EQ(Call("sprite_get_number", {R(kSprFrames)}).real(), 3);
   EXPECT_EQ(Call("sprite_get_width", {R(kSprTrimmed)}).real(), 16);
