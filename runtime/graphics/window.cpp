@@ -389,7 +389,11 @@ void Window_SetCursor(int32_t cursor) {
 
 void Window_ApplyPendingSize() {
   if (g_host == nullptr || !windowed() || g_state.requested_width <= 0 || g_state.requested_height <= 0) return;
-  if (!g_state.no_window_move) g_host->SetClientSize(g_state.requested_width, g_state.requested_height);
+  // The window takes the requested size where it stands (window_set_rectangle placed it already);
+  // a size the user dragged the window to is already its size and isn't set again.
+  if (Window_Get_Client_Width() != g_state.requested_width || Window_Get_Client_Height() != g_state.requested_height) {
+    g_host->SetClientSize(g_state.requested_width, g_state.requested_height);
+  }
   GR_Set_View_Size(g_state.requested_width, g_state.requested_height);
 }
 

@@ -472,6 +472,25 @@ TEST_F(BuiltinsTest, ColoursMixAndConvert) {
   EXPECT_EQ(RV_ToDouble(CallBuiltin("colour_get_value", {R(0x00FF00)})), 255);
 }
 
+// window_set_rectangle places the window at once and sizes it when the settling countdown runs;
+// the fixed answers of the window family.
+TEST_F(BuiltinsTest, WindowRectangleMovesAndSizesTheWindowAndFixedAnswersHold) {
+  CallBuiltin("window_set_rectangle", {R(100), R(50), R(300), R(200)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_x")), 100);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_y")), 50);
+  for (int i = 0; i < 10; ++i) Frame();
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_width")), 300);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_height")), 200);
+  EXPECT_EQ(host_.x, 100) << "the window isn't centred again";
+  const std::pair<const char*, double> fixed[] = {
+      {"window_get_visible", 1},   {"window_get_showborder", 0}, {"window_get_showicons", 0},
+      {"window_get_sizeable", 0},  {"window_get_stayontop", 0},  {"display_get_orientation", 0},
+      {"display_get_height", 1080}, {"window_get_fullscreen", 0},
+  };
+  for (const auto& [name, want] : fixed) EXPECT_EQ(RV_ToDouble(CallBuiltin(name)), want) << name;
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("display_set_ui_visibility", {R(1)})), 0);
+}
+
 TEST_F(BuiltinsTest, WindowBuiltinsReadTheWindowState) {
   RValue caption = RV_Undefined();
   RV_SetString(&caption, "Keep");

@@ -249,6 +249,38 @@ TEST_F(RoomDrawTest, CameraBuiltinsKeepWhatTheyAreGivenAndRefuseBadCalls) {
   EXPECT_EQ(ErrorOf("camera_set_view_mat", {R(full), *Numbers({1, 2, 3})}), "camera_set_view_mat() - must be 16 entries in array");
 }
 
+// Each view setter writes the field its getter reads, for the view it names; an index outside
+// 0 to 7 means view 0.
+TEST_F(RoomDrawTest, ViewBuiltinsWriteAndReadTheirOwnFieldOfTheirView) {
+  RoomRecord room = view_room(0, 0, 64, 64, 64, 64);
+  room.views.push_back(room.views[0]);
+  room.views[0].port_x = 3;
+  room.views[0].port_y = 4;
+  Start({room});
+  EXPECT_EQ(Call("view_get_xport", {R(0)}).real(), 3);
+  EXPECT_EQ(Call("view_get_yport", {R(12)}).real(), 4) << "an index beyond 7 reads view 0";
+  EXPECT_EQ(Call("view_get_wport", {R(1)}).real(), 64);
+  EXPECT_GE(Call("view_get_camera", {R(0)}).real(), 0) << "a view of a generation 2 room has a camera";
+  struct Case {
+    const char* setter;
+    const char* getter;
+    double view, value;
+  };
+  const Case cases[] = {
+      {"view_set_xport", "view_get_xport", 1, 11},     {"view_set_yport", "view_get_yport", 1, 12},
+      {"view_set_wport", "view_get_wport", 1, 13},     {"view_set_hport", "view_get_hport", 1, 14},
+      {"view_set_visible", "view_get_visible", 1, 0},  {"view_set_camera", "view_get_camera", 1, 5},
+      {"view_set_surface_id", "view_get_surface_id", 1, 7}, {"view_set_xport", "view_get_xport", -3, 21},
+  };
+  for (const Case& c : cases) {
+    Call(c.setter, {R(c.view), R(c.value)});
+    EXPECT_EQ(Call(c.getter, {R(c.view)}).real(), c.value) << c.setter;
+  }
+  EXPECT_EQ(Call("view_get_xport", {R(0)}).real(), 21) << "view -3 is view 0";
+  EXPECT_EQ(Call("view_get_yport", {R(0)}).real(), 4) << "view 1's writes leave view 0 alone";
+  EXPECT_EQ(Call("view_get_surface_id", {R(0)}).real(), -1);
+}
+
 TEST_F(RoomDrawTest, AScaledWindowMapsThroughTheApplicationSurface) {
   RoomRecord room;
   room.name = "rm_plain";
