@@ -371,6 +371,62 @@ TEST_F(SpriteDrawTest, SpriteFontTextDrawsEachFrameAndSpacesOnlyMove) {
   EXPECT_EQ(quads[0].colour[4], 0xFFFF0000u);  // bottom left
 }
 
+// The coloured and transformed text forms read their colours, alpha, scales and line distance
+// from their own places: with one glyph a line, every glyph quad has c1 to c4 on its corners
+// (top left, top right, bottom right, bottom left).
+TEST_F(SpriteDrawTest, TextFormsTakeTheirColoursScalesAndSeparationFromTheirArguments) {
+  const double font = Call("font_add_sprite", {R(kSprFrames), R('a'), R(0), R(2)}).real();
+  Call("draw_set_font", {R(font)});
+  Call("draw_set_colour", {R(0x00FF00)});
+  const tsl::Value one = tsl::Value::String("a");
+  const tsl::Value two = tsl::Value::String("a\nb");
+  const RValue c1 = R(0x112233), c2 = R(0x445566), c3 = R(0x778899), c4 = R(0xAABBCC), half = R(0.5);
+  const uint32_t coloured[4] = {0x7F112233u, 0x7F445566u, 0x7F778899u, 0x7FAABBCCu};
+  const uint32_t plain[4] = {0xFF00FF00u, 0xFF00FF00u, 0xFF00FF00u, 0xFF00FF00u};
+  struct Case {
+    const char* name;
+    std::vector<RValue> args;
+    size_t quads;
+    float width, height;  // of each glyph quad
+    float second_y;       // top of the second line's quad
+    const uint32_t* colours;
+  };
+  const Case cases[] = {
+      {"draw_text_colour", {R(10), R(20), *one, c1, c2, c3, c4, half}, 1, 16, 16, 0, coloured},
+      {"draw_text_color", {R(10), R(20), *one, c1, c2, c3, c4, half}, 1, 16, 16, 0, coloured},
+      {"draw_text_ext_colour", {R(10), R(20), *two, R(30), R(-1), c1, c2, c3, c4, half}, 2, 16, 16, 50, coloured},
+      {"draw_text_ext_color", {R(10), R(20), *two, R(30), R(-1), c1, c2, c3, c4, half}, 2, 16, 16, 50, coloured},
+      {"draw_text_transformed_colour", {R(10), R(20), *one, R(2), R(3), R(0), c1, c2, c3, c4, half}, 1, 32, 48, 0,
+       coloured},
+      {"draw_text_transformed_color", {R(10), R(20), *one, R(2), R(3), R(0), c1, c2, c3, c4, half}, 1, 32, 48, 0,
+       coloured},
+      {"draw_text_ext_transformed_colour",
+       {R(10), R(20), *two, R(30), R(-1), R(2), R(1), R(0), c1, c2, c3, c4, half}, 2, 32, 16, 50, coloured},
+      {"draw_text_ext_transformed_color",
+       {R(10), R(20), *two, R(30), R(-1), R(2), R(1), R(0), c1, c2, c3, c4, half}, 2, 32, 16, 50, coloured},
+      {"draw_text_ext_transformed", {R(10), R(20), *two, R(30), R(-1), R(2), R(1), R(0)}, 2, 32, 16, 50, plain},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<RValue> args = c.args;
+    int32_t id = -1;
+    ASSERT_TRUE(Function_Find(c.name, &id));
+    RValue result = RV_Undefined();
+    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    const std::vector<Quad> quads = Quads();
+    ASSERT_EQ(quads.size(), c.quads);
+    EXPECT_NEAR(quads[0].x[0], 10, 1e-3);
+    EXPECT_NEAR(quads[0].y[0], 20, 1e-3);
+    EXPECT_NEAR(quads[0].x[1] - quads[0].x[0], c.width, 1e-3);
+    EXPECT_NEAR(quads[0].y[4] - quads[0].y[0], c.height, 1e-3);
+    if (c.quads > 1) EXPECT_NEAR(quads[1].y[0], c.second_y, 1e-3);
+    const int corner[4] = {0, 1, 2, 4};
+    for (const Quad& q : quads) {
+      for (int i = 0; i < 4; ++i) EXPECT_EQ(q.colour[corner[i]], c.colours[i]) << "corner " << i;
+    }
+  }
+}
+
 TEST_F(SpriteDrawTest, SpriteFontsAreReplacedInPlaceAndBadIdsRaise) {
   const double font = Call("font_add_sprite", {R(kSprFrames), R('a'), R(0), R(0)}).real();
   const std::string name = Str(Call("font_get_name", {R(font)}));
