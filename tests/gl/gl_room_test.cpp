@@ -303,4 +303,47 @@ TEST_F(GlRoomTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
   }
 }
 
+// Pixels read back from the current target, and sprites made from a surface with their origin,
+// size and extra frames taken from their own arguments.
+TEST_F(GlRoomTest, GetpixelReadsTheTargetAndSpritesComeFromSurfaces) {
+  RoomRecord room;
+  room.name = "rm_getpixel";
+  room.layers = {instance_layer("Instances", 1, 0, {})};
+  game_.rooms = {room};
+  if (!Start()) GTEST_SKIP() << "no display";
+  const auto call = [](const char* name, std::initializer_list<RValue> args) {
+    return tsl::call(name, nullptr, nullptr, args);
+  };
+  const tsl::Value source = call("surface_create", {R(4), R(4)});
+  const tsl::Value target = call("surface_create", {R(16), R(16)});
+  call("surface_set_target", {*source});
+  call("draw_clear_alpha", {R(0x123456), R(0.5)});
+  EXPECT_EQ(call("draw_getpixel", {R(1), R(2)}).real(), 0x123456);
+  const auto ext = static_cast<uint32_t>(call("draw_getpixel_ext", {R(1), R(2)}).real());
+  EXPECT_EQ(ext & 0xFFFFFFu, 0x123456u);
+  EXPECT_NEAR(static_cast<double>(ext >> 24), 127, 1) << hex(ext);
+  call("draw_clear_alpha", {R(0xFF0000), R(1)});
+  call("draw_sprite", {R(kSprFrames), R(0), R(2), R(0)});  // red from x = 2
+  call("surface_reset_target", {});
+  // Blue then red, four pixels wide, origin (1, 2).
+  const tsl::Value made = call("sprite_create_from_surface", {*source, R(0), R(0), R(4), R(4), R(0), R(0), R(1), R(2)});
+  ASSERT_GE(made.real(), 0);
+  EXPECT_EQ(call("sprite_get_width", {*made}).real(), 4);
+  EXPECT_EQ(call("sprite_get_height", {*made}).real(), 4);
+  EXPECT_EQ(call("sprite_get_xoffset", {*made}).real(), 1);
+  EXPECT_EQ(call("sprite_get_yoffset", {*made}).real(), 2);
+  call("surface_set_target", {*target});
+  call("draw_clear_alpha", {R(0), R(1)});
+  call("draw_sprite", {*made, R(0), R(5), R(6)});
+  EXPECT_EQ(call("draw_getpixel", {R(4), R(4)}).real(), 0xFF0000) << "blue at the top left";
+  EXPECT_EQ(call("draw_getpixel", {R(7), R(7)}).real(), 0x0000FF) << "red on the right";
+  EXPECT_EQ(call("draw_getpixel", {R(8), R(4)}).real(), 0) << "four wide";
+  call("surface_reset_target", {});
+  // A frame added from a part of the surface: the right half, red.
+  const tsl::Value copy = call("sprite_duplicate", {*made});
+  call("sprite_add_from_surface", {*copy, *source, R(2), R(0), R(2), R(4), R(0), R(0)});
+  EXPECT_EQ(call("sprite_get_number", {*copy}).real(), 2);
+  EXPECT_EQ(call("sprite_get_number", {*made}).real(), 1);
+}
+
 }  // namespace

@@ -464,6 +464,41 @@ TEST_F(BuiltinsTest, PrimitivesDrawOnlyWholePrimitives) {
   }
 }
 
+// Each vertex builtin takes its position, texture coordinates, colour and alpha from its own places.
+TEST_F(BuiltinsTest, VertexBuiltinsReadTheirOwnArguments) {
+  struct Case {
+    const char* name;
+    std::vector<double> args;
+    float u, v;
+    uint32_t colour;
+  };
+  const Case cases[] = {
+      {"draw_vertex", {3, 4}, 0, 0, 0xFF0000FFu},
+      {"draw_vertex_colour", {3, 4, 0x112233, 0.5}, 0, 0, 0x7F112233u},
+      {"draw_vertex_color", {3, 4, 0x112233, 0.25}, 0, 0, 0x3F112233u},
+      {"draw_vertex_texture", {3, 4, 0.25, 0.75}, 0.25f, 0.75f, 0xFF0000FFu},
+      {"draw_vertex_texture_colour", {3, 4, 0.25, 0.75, 0x445566, 0.5}, 0.25f, 0.75f, 0x7F445566u},
+      {"draw_vertex_texture_color", {3, 4, 0.5, 0.125, 0x445566, 1}, 0.5f, 0.125f, 0xFF445566u},
+  };
+  CallBuiltin("draw_set_colour", {R(0x0000FF)});
+  for (const Case& c : cases) {
+    device_.clear_record();
+    CallBuiltin("draw_primitive_begin", {R(1)});
+    std::vector<RValue> args;
+    for (double a : c.args) args.push_back(R(a));
+    CallBuiltin(c.name, args);
+    CallBuiltin("draw_primitive_end");
+    GR_Flush();
+    ASSERT_EQ(device_.draws().size(), 1u) << c.name;
+    const auto* v = reinterpret_cast<const VertexTextured*>(device_.draws()[0].vertices.data());
+    EXPECT_EQ(v->x, 3.0f) << c.name;
+    EXPECT_EQ(v->y, 4.0f) << c.name;
+    EXPECT_EQ(v->u, c.u) << c.name;
+    EXPECT_EQ(v->v, c.v) << c.name;
+    EXPECT_EQ(v->colour, c.colour) << c.name;
+  }
+}
+
 TEST_F(BuiltinsTest, ColoursMixAndConvert) {
   EXPECT_EQ(RV_ToDouble(CallBuiltin("make_colour_rgb", {R(1), R(2), R(3)})), 1 + 2 * 256 + 3 * 65536);
   EXPECT_EQ(RV_ToDouble(CallBuiltin("make_colour_hsv", {R(0), R(255), R(255)})), 0x0000FF);
@@ -489,6 +524,21 @@ TEST_F(BuiltinsTest, WindowRectangleMovesAndSizesTheWindowAndFixedAnswersHold) {
   };
   for (const auto& [name, want] : fixed) EXPECT_EQ(RV_ToDouble(CallBuiltin(name)), want) << name;
   EXPECT_EQ(RV_ToDouble(CallBuiltin("display_set_ui_visibility", {R(1)})), 0);
+  // Each size limit goes to its own side.
+  CallBuiltin("window_set_min_width", {R(101)});
+  CallBuiltin("window_set_max_width", {R(102)});
+  CallBuiltin("window_set_min_height", {R(103)});
+  CallBuiltin("window_set_max_height", {R(104)});
+  EXPECT_EQ((std::vector<int32_t>{host_.min_w, host_.max_w, host_.min_h, host_.max_h}),
+            (std::vector<int32_t>{101, 102, 103, 104}));
+  // The display pointer is in screen coordinates, the window pointer in client ones.
+  CallBuiltin("display_mouse_set", {R(130), R(70)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("display_mouse_get_x")), 130);
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("display_mouse_get_y")), 70);
+  EXPECT_EQ(host_.mouse_x, 30);
+  CallBuiltin("window_set_color", {R(0x0A0B0C)});
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("window_get_color")), 0x0A0B0C);
+  EXPECT_EQ(Window_State().colour, 0xFF0A0B0Cu);
 }
 
 TEST_F(BuiltinsTest, WindowBuiltinsReadTheWindowState) {
