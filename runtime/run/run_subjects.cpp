@@ -11,6 +11,7 @@
 #include "core/event_context.h"
 #include "core/frame_state.h"
 #include "data/asset_names.h"
+#include "data/asset_options.h"
 #include "data/game_data.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/font.h"
@@ -18,6 +19,7 @@
 #include "graphics/vertex_buffer.h"
 #include "graphics/camera.h"
 #include "graphics/cull.h"
+#include "graphics/draw.h"
 #include "graphics/image_files.h"
 #include "graphics/sprite.h"
 #include "graphics/surface.h"
@@ -173,6 +175,9 @@ bool AudioGroup_Prepare() { return Audio_PrepareGroups(); }
 // go with the device at a reset; buffers and graphics files reach each other here.
 bool InitGraphics() {
   Shader_CompileAll();
+  // The draw state of a new game: black, opaque, unless the data file names its own colour.
+  Draw_ResetState();
+  if (Options_Get().draw_colour_set) Draw_SetColour(Options_Get().draw_colour);
   Window_SetSurfaceReleaseHook(Surface_Free_All);
   Buffer_SetSurfaceAccess(&kBufferSurfaces);
   Graphics_SetFileAccess(&kGraphicsFiles);

@@ -12,6 +12,7 @@
 #include "graphics/batcher.h"
 #include "graphics/cull.h"
 #include "graphics/device_state.h"
+#include "graphics/draw.h"
 #include "graphics/sprite_draw.h"
 #include "graphics/tile_draw.h"
 #include "graphics/window.h"
@@ -547,6 +548,41 @@ TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   EXPECT_THROW(Call("sprite_get_uvs", {R(42), R(0)}), KVTSLException);
   EXPECT_EQ(Call("sprite_delete", {*copy}).real(), 1);
   EXPECT_EQ(Call("sprite_duplicate", {R(kSprWhite)}).real(), kSprDot + 1);  // the freed id comes back
+}
+
+}  // namespace
+
+namespace {
+
+// A new game's draw state: the data file's "@@DrawColour" when it has one, black otherwise, always
+// opaque, whatever the game before it left behind.
+TEST(GameStartDrawStateTest, TheDataFilesDrawColourStartsEachGame) {
+  struct Case {
+    std::vector<OptnConstant> constants;
+    uint32_t colour;
+  };
+  const Case cases[] = {
+      {{}, 0x000000},
+      {{{"@@DrawColour", "0xFF8000"}}, 0xFF8000},
+      {{{"k", "v"}, {"@@DrawColour", "4294967295"}}, 0xFFFFFF},
+  };
+  for (const Case& c : cases) {
+    FakeWindowHost host;
+    NullDevice device{64, 64};
+    Window_UsePlatform(&host, &device);
+    Draw_SetColour(0x123456);
+    Draw_SetAlpha(0.5);
+    DrawGame game;
+    RoomRecord room;
+    room.name = "rm_empty";
+    game.rooms = {room};
+    game.constants = c.constants;
+    ASSERT_TRUE(game.Start());
+    EXPECT_EQ(Draw_GetColour(), c.colour) << c.constants.size();
+    EXPECT_DOUBLE_EQ(Draw_GetAlpha(), 1.0);
+    game.Stop();
+    Window_UsePlatform(nullptr, nullptr);
+  }
 }
 
 }  // namespace

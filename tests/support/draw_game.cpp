@@ -98,6 +98,11 @@ bool DrawGame::Start() {
   add_bgnd(writer, 2, {tiles});
   add_objt(writer, objects, 17);
   add_room(writer, rooms);
+  if (!constants.empty()) {
+    OptnRecord options;
+    options.constants = constants;
+    add_optn(writer, options);
+  }
   add_tpag(writer,
            {entry(0, 0, 16, 16), entry(16, 0, 16, 16), entry(32, 0, 16, 16), entry(48, 0, 16, 16),
             entry(0, 16, 32, 16), entry(0, 32, 16, 16), TpagEntry{4, 52, 8, 8, 4, 4, 8, 8, 16, 16, 0},

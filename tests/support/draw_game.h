@@ -19,6 +19,7 @@
 #include "core/code_tables.h"
 #include "platform/audio_device.h"
 #include "datawin/writer/chunk_objects.h"
+#include "datawin/writer/chunk_options.h"
 #include "datawin/writer/chunk_rooms.h"
 
 class CInstance;
@@ -57,6 +58,8 @@ class DrawGame {
   float sprite_speed = 1.0f;  // spr_frames: frames per game frame
   std::vector<std::optional<datawin::ObjectRecord>> objects;
   std::vector<std::optional<datawin::RoomRecord>> rooms;
+  // Option constants of the data file ("@@DrawColour" and the like); none: no OPTN chunk.
+  std::vector<datawin::OptnConstant> constants;
   // The mixing layer the game opens at start, as the runner's; none: the game runs silent.
   AudioPlatform audio;
 

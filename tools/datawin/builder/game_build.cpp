@@ -224,6 +224,8 @@ void Builder::add_header() {
   add_gen8(writer_, header);
   OptnRecord options;
   options.flags = optn::kDefaultFlags;
+  // The game's drawing starts white: its words take their colours from tags, over the draw colour.
+  options.constants.push_back({"@@DrawColour", "4294967295"});
   add_optn(writer_, options);
 }
 
