@@ -1,57 +1,16 @@
 #include "scripts/screen_text.h"
 
-#include <cstdlib>
-#include <cstring>
-
 #include "scripts/game_code.h"
 
 namespace {
 
 #define TEXT_VARIABLES(X) X(gold) X(score)
-#define TEXT_FUNCTIONS(X)                                                                               \
-  X(string) X(draw_set_font) X(draw_set_halign) X(draw_set_valign) X(draw_set_colour) \
-  X(draw_text)
+#define TEXT_FUNCTIONS(X) X(string) X(draw_text_scribble)
 GAME_CODE_ENTRIES(TEXT_VARIABLES, TEXT_FUNCTIONS)
 
 using game::R;
 
 constexpr const char* kCreamColour = "[#cdbeac]";
-
-struct Alignment {
-  const char* tag;
-  const KVFunctionEntry* setter;
-  double value;
-};
-const Alignment kAlignments[] = {
-    {"fa_left", &f_draw_set_halign, 0},  {"fa_center", &f_draw_set_halign, 1}, {"fa_right", &f_draw_set_halign, 2},
-    {"fa_top", &f_draw_set_valign, 0},   {"fa_middle", &f_draw_set_valign, 1}, {"fa_bottom", &f_draw_set_valign, 2},
-};
-
-// A tag's effect on the draw state; false for a tag this layer doesn't know, which is then drawn as
-// text.
-bool apply_tag(CInstance* self, CInstance* other, const std::string& tag) {
-  for (const Alignment& a : kAlignments) {
-    if (tag == a.tag) {
-      tsl::call(*a.setter, self, other, {R(a.value)});
-      return true;
-    }
-  }
-  if (tag == "c_white" || tag == "c_red") {
-    tsl::call(f_draw_set_colour, self, other, {R(tag == "c_white" ? kColourWhite : kColourRed)});
-    return true;
-  }
-  if (tag.size() == 7 && tag[0] == '#') {
-    // #rrggbb: colours are words with red in the lowest byte.
-    const long rgb = std::strtol(tag.c_str() + 1, nullptr, 16);
-    const double colour = ((rgb >> 16) & 0xFF) | (rgb & 0xFF00) | ((rgb & 0xFF) << 16);
-    tsl::call(f_draw_set_colour, self, other, {R(colour)});
-    return true;
-  }
-  const tsl::Value font = game::asset(self, other, tag);
-  if (font.real() < 0) return false;
-  tsl::call(f_draw_set_font, self, other, {*font});
-  return true;
-}
 
 // "[tag][tag]" + string(value)
 std::string with_value(const char* tags, CInstance* self, CInstance* other, const RValue& value) {
@@ -61,18 +20,11 @@ std::string with_value(const char* tags, CInstance* self, CInstance* other, cons
 
 }  // namespace
 
+// The text library takes the style from the tags inside the string; the draw state (font,
+// alignment, colour, alpha) is only its starting point, and the game leaves it at its defaults.
 void ScreenText_Draw(CInstance* self, CInstance* other, double x, double y, const std::string& tagged) {
-  size_t at = 0;
-  while (at < tagged.size() && tagged[at] == '[') {
-    const size_t close = tagged.find(']', at);
-    if (close == std::string::npos || !apply_tag(self, other, tagged.substr(at + 1, close - at - 1))) break;
-    at = close + 1;
-  }
-  const tsl::Value words = game::text(tagged.substr(at));
-  tsl::call(f_draw_text, self, other, {R(x), R(y), *words});
-  tsl::call(f_draw_set_halign, self, other, {R(0)});
-  tsl::call(f_draw_set_valign, self, other, {R(0)});
-  tsl::call(f_draw_set_colour, self, other, {R(kColourWhite)});
+  const tsl::Value words = game::text(tagged);
+  tsl::call(f_draw_text_scribble, self, other, {R(x), R(y), *words});
 }
 
 void ScreenText_Gold(CInstance* self, CInstance* other) {

@@ -2,9 +2,8 @@
 // Every word the game's screens draw, in one place: each item is its tagged string, whose leading
 // tags name the font ([fnt_regular], [fnt_regular_small], [fnt_title]), the alignments ([fa_left],
 // [fa_center], [fa_right], [fa_top], [fa_middle], [fa_bottom]) and the colour ([c_white], [c_red],
-// [#rrggbb]), and whose rest is the text. Today the tags set the draw state and the text goes
-// through draw_text; the alignments and colour are put back to left, top and white afterwards, so no
-// other drawing sees them.
+// [#rrggbb]), and whose rest is the text. Each string goes whole to the text library's
+// draw_text_scribble, which reads the tags itself; the draw state is left untouched.
 #include <string>
 
 #include "core/rvalue.h"

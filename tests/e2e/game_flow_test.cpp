@@ -16,6 +16,7 @@
 
 #include "image/image.h"
 #include "support/fixture.h"
+#include "support/golden.h"
 
 namespace {
 
@@ -88,6 +89,71 @@ class GameFlowTest : public ::testing::Test {
 
 // Brightness of a pixel, 0 to 765.
 int Light(const kimage::Rgba& p) { return p.r + p.g + p.b; }
+
+// A box of the picture where a text item is drawn.
+struct Box {
+  int x, y, width, height;
+};
+
+// The box compared with its reviewed golden crop (the software renderer may differ by a little in
+// each channel, not by a glyph, a colour or a pixel's shift).
+void ExpectCrop(const kimage::Image& picture, const char* name, Box box) {
+  std::vector<uint32_t> pixels;
+  for (int y = box.y; y < box.y + box.height; ++y) {
+    for (int x = box.x; x < box.x + box.width; ++x) {
+      const kimage::Rgba p = picture.at(x, y);
+      pixels.push_back(p.r | (p.g << 8) | (p.b << 16) | 0xFF000000u);
+    }
+  }
+  ExpectGolden(name, box.width, box.height, pixels);
+}
+
+// How many pixels of the box have the colour (each channel within 8): a text's own colour shows in
+// the solid middles of its strokes.
+int CountColour(const kimage::Image& picture, Box box, kimage::Rgba colour) {
+  int n = 0;
+  for (int y = box.y; y < box.y + box.height; ++y) {
+    for (int x = box.x; x < box.x + box.width; ++x) {
+      const kimage::Rgba p = picture.at(x, y);
+      if (std::abs(p.r - colour.r) <= 8 && std::abs(p.g - colour.g) <= 8 && std::abs(p.b - colour.b) <= 8) ++n;
+    }
+  }
+  return n;
+}
+
+constexpr kimage::Rgba kWhite{255, 255, 255, 255};
+constexpr kimage::Rgba kRed{255, 0, 0, 255};
+constexpr kimage::Rgba kCream{205, 190, 172, 255};  // #cdbeac of the screens' messages
+constexpr Box kContinueBox{112, 314, 120, 24};       // "PRESS ANY", the start of the centred line
+
+TEST_F(GameFlowTest, TheScreensWordsShowInTheirFontsColoursAndPlaces) {
+  Play("game_words", {400}, {150, 400});
+  // The title, faded in: the centred "press any button" line in cream.
+  const kimage::Image title = Shot(150);
+  EXPECT_GT(CountColour(title, kContinueBox, kCream), 100);
+  ExpectCrop(title, "words_title_continue", kContinueBox);
+  // The game with 50 gold left: the gold and the score in white beside their icons; the prices of
+  // the scorpion (50) and the catapult (40) in white, those of the ballista (100) and the onager (80)
+  // in red, each ending left of its button.
+  EXPECT_EQ(digests_[400].global("gold"), 50);
+  EXPECT_EQ(digests_[400].global("score"), 0);
+  const kimage::Image game = Shot(400);
+  struct Item {
+    const char* golden;
+    Box box;
+    kimage::Rgba colour;
+  };
+  const Item items[] = {
+      {"words_gold", {33, 11, 24, 16}, kWhite},        {"words_score", {569, 11, 16, 16}, kWhite},
+      {"words_price_white", {126, 12, 18, 14}, kWhite}, {"words_price_red", {184, 12, 24, 14}, kRed},
+  };
+  for (const Item& item : items) {
+    EXPECT_GT(CountColour(game, item.box, item.colour), 10) << item.golden;
+    ExpectCrop(game, item.golden, item.box);
+  }
+  EXPECT_GT(CountColour(game, {253, 12, 18, 14}, kWhite), 10) << "the catapult's price";
+  EXPECT_GT(CountColour(game, {318, 12, 18, 14}, kRed), 10) << "the onager's price";
+}
 
 TEST_F(GameFlowTest, BuyPlaceAndRefundInTheGameRoom) {
   Play("game_buy_place", {4, 40, 52, 72, 100}, {100});
@@ -188,6 +254,13 @@ TEST_F(GameFlowTest, ALostRunFadesToTheLossScreenAndBackToAFreshRunTheSameWayEac
   ASSERT_GT(loss_shot, 0) << "no picture of the faded-in loss screen";
   const kimage::Image loss_picture = Shot(loss_shot);
   EXPECT_GT(Light(loss_picture.at(320, 120)), 60);
+  // Its words: the final score with its quoted word on the banner, and the "press any button" line,
+  // both in cream.
+  constexpr Box kScoreBox{244, 164, 152, 24};
+  EXPECT_GT(CountColour(loss_picture, kScoreBox, kCream), 100);
+  ExpectCrop(loss_picture, "words_loss_score", kScoreBox);
+  EXPECT_GT(CountColour(loss_picture, kContinueBox, kCream), 100);
+  ExpectCrop(loss_picture, "words_loss_continue", kContinueBox);
 
   // Played again from the same recording, the game takes the same course: the same digest at every
   // frame and the same pictures.

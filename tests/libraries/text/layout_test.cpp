@@ -331,4 +331,17 @@ TEST_F(LayoutTest, DrawTextScribbleTakesTheDrawState) {
   Draw_SetAlpha(1);
 }
 
+// The game draws its words with the draw state it starts with: the data file makes that white, so a
+// word's tag colour reaches the screen unchanged (a black start would blend every word to black).
+TEST_F(LayoutTest, TheGamesWordsKeepTheirTagColourOverTheStartingDrawColour) {
+  EXPECT_EQ(Draw_GetColour(), 0xFFFFFFu);
+  EXPECT_DOUBLE_EQ(Draw_GetAlpha(), 1.0);
+  const char* text = "[fnt_title][fa_center][fa_middle][#cdbeac]PRESS ANY BUTTON TO CONTINUE";
+  call(tsl_Script_draw_text_scribble, {RV_Real(320), RV_Real(330), *str(text)});
+  Element* e = native(element(text));
+  EXPECT_EQ(e->blend_colour_, 0xFFFFFFu);
+  EXPECT_DOUBLE_EQ(e->blend_alpha_, 1.0);
+  for (const Quad& q : quads(*e->get_model(true)->pages[0])) EXPECT_EQ(q.colour, 0xFFACBECDu);
+}
+
 }  // namespace
