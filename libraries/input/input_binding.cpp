@@ -52,8 +52,22 @@ void Binding::set_gamepad_button(double button) {
   type = "gamepad button";
   value = button;
   has_value = true;
-  label = "gamepad button " + std::to_string(static_cast<int64_t>(button));
+  label = gamepad_constant_name(button);
 }
+
+namespace {
+
+// A stick's half reads as its direction ("gamepad thumbstick l left"); other axes by their name.
+std::string axis_label(double axis, bool negative) {
+  const int32_t stick = static_cast<int32_t>(axis) - 32785;
+  if (stick < 0 || stick > 3 || axis != std::floor(axis)) return gamepad_constant_name(axis);
+  const char* side = stick < 2 ? "l" : "r";
+  const bool horizontal = stick % 2 == 0;
+  const char* direction = horizontal ? (negative ? "left" : "right") : (negative ? "up" : "down");
+  return std::string("gamepad thumbstick ") + side + " " + direction;
+}
+
+}  // namespace
 
 void Binding::set_gamepad_axis(double axis, bool negative) {
   set_empty();
@@ -62,7 +76,7 @@ void Binding::set_gamepad_axis(double axis, bool negative) {
   has_value = true;
   axis_negative = negative;
   has_axis_negative = true;
-  label = "gamepad axis " + std::to_string(static_cast<int64_t>(axis)) + (negative ? " negative" : " positive");
+  label = axis_label(axis, negative);
 }
 
 std::string Binding::source_type() const {

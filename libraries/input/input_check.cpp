@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 using namespace input;
@@ -54,8 +55,6 @@ bool recent(bool flag, double at, double buffer) {
   if (buffer <= 0) return flag;
   return at >= 0 && get_time() - at <= buffer;
 }
-
-RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
 
 #define INPUT_CHECK(name, momentary, flag, time)                                                   \
   INPUT_SCRIPT(name) {                                                                             \

@@ -2,6 +2,7 @@
 // translation, limits), and the library's own keyboard and mouse checks.
 #include <algorithm>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 namespace input {
@@ -87,42 +88,30 @@ void Cursor::limit() {
 
 using namespace input;
 
-namespace {
-
-Player& player_arg(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index);
-  return player(std::clamp(index, 0.0, static_cast<double>(INPUT_MAX_PLAYERS - 1)));
-}
-
-RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
-
-}  // namespace
-
 INPUT_SCRIPT(input_cursor_x) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_x", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.x));
+  return scope.give(real(player_at(argc, argv, 0).cursor.x));
 }
 
 INPUT_SCRIPT(input_cursor_y) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_y", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.y));
+  return scope.give(real(player_at(argc, argv, 0).cursor.y));
 }
 
 INPUT_SCRIPT(input_cursor_previous_x) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_previous_x", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.prev_x));
+  return scope.give(real(player_at(argc, argv, 0).cursor.prev_x));
 }
 
 INPUT_SCRIPT(input_cursor_previous_y) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_previous_y", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.prev_y));
+  return scope.give(real(player_at(argc, argv, 0).cursor.prev_y));
 }
 
 // input_cursor_set(x, y, player_index = 0, prev_too = true)
 INPUT_SCRIPT(input_cursor_set) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_set", self, result);
-  Cursor& c = player_arg(argc, argv, 2).cursor;
+  Cursor& c = player_at(argc, argv, 2).cursor;
   c.x = RV_ToDouble(input::arg(argc, argv, 0));
   c.y = RV_ToDouble(input::arg(argc, argv, 1));
   if (arg_bool(argc, argv, 3, true)) {
@@ -137,7 +126,7 @@ INPUT_SCRIPT(input_cursor_set) {
 // input_cursor_translate(x, y, duration, player_index = 0)
 INPUT_SCRIPT(input_cursor_translate) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_translate", self, result);
-  Cursor& c = player_arg(argc, argv, 3).cursor;
+  Cursor& c = player_at(argc, argv, 3).cursor;
   c.translation_active = true;
   c.translation_start_x = c.x;
   c.translation_start_y = c.y;
@@ -151,53 +140,49 @@ INPUT_SCRIPT(input_cursor_translate) {
 
 INPUT_SCRIPT(input_cursor_speed_set) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_speed_set", self, result);
-  player_arg(argc, argv, 1).cursor.speed = RV_ToDouble(input::arg(argc, argv, 0));
+  player_at(argc, argv, 1).cursor.speed = RV_ToDouble(input::arg(argc, argv, 0));
   return result;
 }
 
 INPUT_SCRIPT(input_cursor_speed_get) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_speed_get", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.speed));
+  return scope.give(real(player_at(argc, argv, 0).cursor.speed));
 }
+
+namespace {
+
+using Limit = std::optional<double> Cursor::*;
+constexpr Limit kAllLimits[] = {&Cursor::limit_l, &Cursor::limit_t, &Cursor::limit_r,     &Cursor::limit_b,
+                                &Cursor::limit_x, &Cursor::limit_y, &Cursor::limit_radius};
+
+// A cursor's limits become those given: each taken from the arguments in order, the player index
+// after them; a box and a circle exclude each other, so every other limit goes.
+void set_limits(int argc, RValue** argv, std::initializer_list<Limit> given) {
+  Cursor& c = player_at(argc, argv, static_cast<int>(given.size())).cursor;
+  for (Limit limit : kAllLimits) (c.*limit).reset();
+  int n = 0;
+  for (Limit limit : given) c.*limit = RV_ToDouble(input::arg(argc, argv, n++));
+}
+
+}  // namespace
 
 // input_cursor_limit_aabb(left, top, right, bottom, player_index = 0)
 INPUT_SCRIPT(input_cursor_limit_aabb) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_limit_aabb", self, result);
-  Cursor& c = player_arg(argc, argv, 4).cursor;
-  c.limit_x.reset();
-  c.limit_y.reset();
-  c.limit_radius.reset();
-  c.limit_l = RV_ToDouble(input::arg(argc, argv, 0));
-  c.limit_t = RV_ToDouble(input::arg(argc, argv, 1));
-  c.limit_r = RV_ToDouble(input::arg(argc, argv, 2));
-  c.limit_b = RV_ToDouble(input::arg(argc, argv, 3));
+  set_limits(argc, argv, {&Cursor::limit_l, &Cursor::limit_t, &Cursor::limit_r, &Cursor::limit_b});
   return result;
 }
 
 // input_cursor_limit_circle(x, y, radius, player_index = 0)
 INPUT_SCRIPT(input_cursor_limit_circle) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_limit_circle", self, result);
-  Cursor& c = player_arg(argc, argv, 3).cursor;
-  c.limit_l.reset();
-  c.limit_t.reset();
-  c.limit_r.reset();
-  c.limit_b.reset();
-  c.limit_x = RV_ToDouble(input::arg(argc, argv, 0));
-  c.limit_y = RV_ToDouble(input::arg(argc, argv, 1));
-  c.limit_radius = RV_ToDouble(input::arg(argc, argv, 2));
+  set_limits(argc, argv, {&Cursor::limit_x, &Cursor::limit_y, &Cursor::limit_radius});
   return result;
 }
 
 INPUT_SCRIPT(input_cursor_limit_remove) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_limit_remove", self, result);
-  Cursor& c = player_arg(argc, argv, 0).cursor;
-  c.limit_l.reset();
-  c.limit_t.reset();
-  c.limit_r.reset();
-  c.limit_b.reset();
-  c.limit_x.reset();
-  c.limit_y.reset();
-  c.limit_radius.reset();
+  set_limits(argc, argv, {});
   return result;
 }
 
@@ -205,7 +190,7 @@ INPUT_SCRIPT(input_cursor_limit_remove) {
 // where unset.
 INPUT_SCRIPT(input_cursor_limit_get) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_limit_get", self, result);
-  const Cursor& c = player_arg(argc, argv, 0).cursor;
+  const Cursor& c = player_at(argc, argv, 0).cursor;
   const Value out = new_struct();
   auto put = [&](const char* name, const std::optional<double>& v) { set_member(*out, name, v ? RV_Real(*v) : RV_Undefined()); };
   put("left", c.limit_l);
@@ -221,7 +206,7 @@ INPUT_SCRIPT(input_cursor_limit_get) {
 // input_cursor_elastic_set(x, y, strength, player_index = 0)
 INPUT_SCRIPT(input_cursor_elastic_set) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_elastic_set", self, result);
-  Cursor& c = player_arg(argc, argv, 3).cursor;
+  Cursor& c = player_at(argc, argv, 3).cursor;
   c.elastic_x = RV_ToDouble(input::arg(argc, argv, 0));
   c.elastic_y = RV_ToDouble(input::arg(argc, argv, 1));
   c.elastic_strength = std::clamp(RV_ToDouble(input::arg(argc, argv, 2)), 0.0, 1.0);
@@ -230,7 +215,7 @@ INPUT_SCRIPT(input_cursor_elastic_set) {
 
 INPUT_SCRIPT(input_cursor_elastic_get) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_elastic_get", self, result);
-  const Cursor& c = player_arg(argc, argv, 0).cursor;
+  const Cursor& c = player_at(argc, argv, 0).cursor;
   const Value out = new_struct();
   set_member(*out, "x", RV_Real(c.elastic_x));
   set_member(*out, "y", RV_Real(c.elastic_y));
@@ -240,7 +225,7 @@ INPUT_SCRIPT(input_cursor_elastic_get) {
 
 INPUT_SCRIPT(input_cursor_elastic_remove) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_elastic_remove", self, result);
-  player_arg(argc, argv, 0).cursor.elastic_strength = 0;
+  player_at(argc, argv, 0).cursor.elastic_strength = 0;
   return result;
 }
 
@@ -251,7 +236,7 @@ INPUT_SCRIPT(input_cursor_coord_space_set) {
     error("Coordinate space " + shown(input::arg(argc, argv, 0)) + " not recognised");
     return result;
   }
-  Cursor& c = player_arg(argc, argv, 1).cursor;
+  Cursor& c = player_at(argc, argv, 1).cursor;
   c.coord_space = static_cast<int32_t>(space);
   if (c.using_mouse) {
     c.x = mouse_x_in(c.coord_space);
@@ -262,7 +247,7 @@ INPUT_SCRIPT(input_cursor_coord_space_set) {
 
 INPUT_SCRIPT(input_cursor_coord_space_get) {
   tsl::ScriptScope scope("tsl_Script_input_cursor_coord_space_get", self, result);
-  return scope.give(real(player_arg(argc, argv, 0).cursor.coord_space));
+  return scope.give(real(player_at(argc, argv, 0).cursor.coord_space));
 }
 
 // ---- Keyboard and mouse -------------------------------------------------------------------------
@@ -272,11 +257,11 @@ namespace {
 // A key the player's sources can read: the player must hold the keyboard, and the key not be
 // ignored.
 bool keyboard_ok(int argc, RValue** argv, int n) {
-  return player_arg(argc, argv, n).source_contains(Source{kSourceKeyboard, -1});
+  return player_at(argc, argv, n).source_contains(Source{kSourceKeyboard, -1});
 }
 
 bool mouse_ok(int argc, RValue** argv, int n) {
-  return !sys().mouse_blocked && player_arg(argc, argv, n).source_contains(Source{kSourceMouse, -1});
+  return !sys().mouse_blocked && player_at(argc, argv, n).source_contains(Source{kSourceMouse, -1});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 namespace input {
@@ -14,7 +15,11 @@ Gamepad* gamepad(int32_t index) {
   return s.gamepads[static_cast<size_t>(index)].get();
 }
 
-bool gamepad_connected(int32_t index) { return gamepad(index) != nullptr; }
+// A blacklisted pad stays known (its description and type) but reads as absent.
+bool gamepad_connected(int32_t index) {
+  const Gamepad* pad = gamepad(index);
+  return pad != nullptr && !pad->blacklisted;
+}
 
 void GamepadMapping::tick(int32_t index) {
   held_previous = held;
@@ -156,6 +161,11 @@ void Gamepad::discover() {
   product = parts.product;
   const Value d = builtin(f_gamepad_get_description, {RV_Real(index)});
   description = is_string(*d) ? RV_StringText(*d) : "";
+
+  // __input_gamepad_set_blacklist, ahead of the database: a blacklisted pad is looked up nowhere.
+  const std::string reason = blacklist_reason(*this);
+  blacklisted = !reason.empty();
+  if (blacklisted) trace("Warning! Gamepad " + std::to_string(index) + " is blacklisted (" + reason + ")");
 
   // __input_gamepad_find_in_sdl2_database
   if (!blacklisted && !xinput) {
@@ -395,93 +405,7 @@ bool Gamepad::is_axis(double tv) const {
   return tv >= 32785 && tv <= 32788;
 }
 
-double Gamepad::get_value(double tv) const {
-  if (!sys().window_focus) return 0;
-  if (custom_mapping) {
-    const auto found = mapping.find(tv);
-    return found != mapping.end() ? found->second.value : 0;
-  }
-  if (is_axis(tv)) return builtin_real(f_gamepad_axis_value, {RV_Real(index), RV_Real(tv)});
-  return builtin_real(f_gamepad_button_value, {RV_Real(index), RV_Real(tv)});
-}
-
-double Gamepad::get_delta(double tv) const {
-  if (!sys().window_focus) return 0;
-  const auto found = mapping.find(tv);
-  return found != mapping.end() ? found->second.value_delta : 0;
-}
-
-// __input_load_sdl2_from_buffer: cells split at ",", lines at carriage returns and line feeds, text
-// in double quotes one cell, "#" in a line's first cell a comment. A row is kept when its platform
-// entry names the one the program runs on, or, with extended entries allowed, when it has none.
-void sdl2_load_string(const std::string& text) {
-  Sdl2Database& db = sys().sdl2;
-  std::vector<std::vector<std::string>> lines;
-  std::vector<std::string> row;
-  std::string cell;
-  bool quoted = false;
-  auto end_cell = [&] {
-    row.push_back(cell);
-    cell.clear();
-  };
-  auto end_line = [&] {
-    if (!cell.empty() || !row.empty()) end_cell();
-    if (!row.empty()) lines.push_back(row);
-    row.clear();
-  };
-  for (const char c : text) {
-    if (quoted) {
-      if (c == '"') quoted = false;
-      else cell.push_back(c);
-    } else if (c == '"') {
-      quoted = true;
-    } else if (c == ',') {
-      end_cell();
-    } else if (c == '\r' || c == '\n') {
-      end_line();
-    } else {
-      cell.push_back(c);
-    }
-  }
-  end_line();
-  for (std::vector<std::string>& line : lines) {
-    if (line.empty() || line[0].find('#') != std::string::npos || line.size() < 2) continue;
-    while (!line.empty() && line.back().empty()) line.pop_back();
-    std::optional<std::string> platform;
-    for (size_t i = 2; i < line.size(); ++i) {
-      if (line[i].rfind("platform:", 0) == 0) platform = line[i].substr(9);
-    }
-    if (platform ? *platform != kSdl2Platform : !INPUT_SDL2_ALLOW_EXTENDED) continue;
-    const size_t at = db.rows.size();
-    db.rows.push_back(line);
-    db.by_guid[line[0]].push_back(at);
-    db.by_description[line[1]].push_back(at);
-    const GuidParts parts = guid_parse(line[0], false, true);
-    if (parts.valid) db.by_vendor_product[parts.vendor + parts.product].push_back(at);
-  }
-}
-
-void Player::tick_binding_scan() {}
-
-void Player::binding_scan_failure(int64_t code) {
-  rebind_state = 0;
-  (void)code;
-}
-
-void Player::binding_scan_success(const Binding& binding) {
-  rebind_state = 0;
-  (void)binding;
-}
-
-}  // namespace input
-
-using namespace input;
-
 namespace {
-
-RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
-
-const Gamepad* pad_arg(int argc, RValue** argv) { return gamepad(static_cast<int32_t>(arg_real(argc, argv, 0, -1))); }
 
 // The names scripts see for the standard constants.
 const std::pair<double, const char*> kConstantNames[] = {
@@ -499,10 +423,54 @@ const std::pair<double, const char*> kConstantNames[] = {
 
 }  // namespace
 
+std::string gamepad_constant_name(double tv) {
+  for (const auto& [constant, name] : kConstantNames) {
+    if (constant == tv) return name;
+  }
+  return "unknown";
+}
+
+bool Gamepad::answers(double tv) const {
+  if (custom_mapping) return mapping.count(tv) != 0;
+  return tv >= 32769 && tv <= 32788;
+}
+
+double Gamepad::get_value(double tv) const {
+  if (!sys().window_focus) return 0;
+  if (custom_mapping) {
+    const auto found = mapping.find(tv);
+    return found != mapping.end() ? found->second.value : 0;
+  }
+  if (is_axis(tv)) return builtin_real(f_gamepad_axis_value, {RV_Real(index), RV_Real(tv)});
+  return builtin_real(f_gamepad_button_value, {RV_Real(index), RV_Real(tv)});
+}
+
+double Gamepad::get_delta(double tv) const {
+  if (!sys().window_focus) return 0;
+  const auto found = mapping.find(tv);
+  return found != mapping.end() ? found->second.value_delta : 0;
+}
+
+}  // namespace input
+
+using namespace input;
+
+namespace {
+
+const Gamepad* pad_arg(int argc, RValue** argv) { return gamepad(static_cast<int32_t>(arg_real(argc, argv, 0, -1))); }
+
+// The pad of a read: none when it is blacklisted.
+const Gamepad* live_pad_arg(int argc, RValue** argv) {
+  const Gamepad* pad = pad_arg(argc, argv);
+  return pad != nullptr && !pad->blacklisted ? pad : nullptr;
+}
+
+}  // namespace
+
 #define INPUT_GAMEPAD_QUERY(name, kind, method, none)                                   \
   INPUT_SCRIPT(name) {                                                                  \
     tsl::ScriptScope scope("tsl_Script_" #name, self, result);                          \
-    const Gamepad* pad = pad_arg(argc, argv);                                           \
+    const Gamepad* pad = live_pad_arg(argc, argv);                                      \
     if (pad == nullptr || !sys().window_focus) return scope.give(kind(none));           \
     return scope.give(kind(pad->method(RV_ToDouble(input::arg(argc, argv, 1)))));       \
   }
@@ -521,7 +489,7 @@ INPUT_SCRIPT(input_gamepad_is_axis) {
 
 INPUT_SCRIPT(input_gamepad_is_connected) {
   tsl::ScriptScope scope("tsl_Script_input_gamepad_is_connected", self, result);
-  return give_bool(scope, pad_arg(argc, argv) != nullptr);
+  return give_bool(scope, live_pad_arg(argc, argv) != nullptr);
 }
 
 INPUT_SCRIPT(input_gamepad_get_description) {
@@ -559,21 +527,14 @@ INPUT_SCRIPT(input_gamepad_get_map) {
   if (pad == nullptr) return scope.give(out);
   for (const auto& [tv, name] : kConstantNames) {
     const std::string key = std::to_string(static_cast<int64_t>(tv));
-    if (pad->custom_mapping) {
-      const auto found = pad->mapping.find(tv);
-      if (found != pad->mapping.end()) set_member(*out, key.c_str(), RV_Real(found->second.raw));
-    } else if (tv < 32889) {
-      set_member(*out, key.c_str(), RV_Real(tv));
-    }
+    if (!pad->answers(tv)) continue;
+    const auto found = pad->mapping.find(tv);
+    set_member(*out, key.c_str(), RV_Real(found != pad->mapping.end() ? found->second.raw : tv));
   }
   return scope.give(out);
 }
 
 INPUT_SCRIPT(input_gamepad_constant_get_name) {
   tsl::ScriptScope scope("tsl_Script_input_gamepad_constant_get_name", self, result);
-  const double tv = arg_real(argc, argv, 0, -1);
-  for (const auto& [constant, name] : kConstantNames) {
-    if (constant == tv) return scope.give(text(name));
-  }
-  return scope.give(text("unknown"));
+  return scope.give(text(gamepad_constant_name(arg_real(argc, argv, 0, -1))));
 }

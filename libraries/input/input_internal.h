@@ -335,7 +335,10 @@ struct Player {
   double rebind_start_time = 0;
   Value rebind_success_callback, rebind_failure_callback;
   std::vector<Source> rebind_source_filter;
-  Value rebind_ignore_struct, rebind_allow_struct;
+  // The scan's parameters (input_binding_scan_set_params): constants a scan passes over, or the
+  // only ones it takes, and the sources a scan started without a filter reads.
+  std::optional<std::set<double>> rebind_ignore, rebind_allow;
+  std::optional<std::vector<Source>> rebind_filter_param;
   std::map<double, AxisThreshold> axis_thresholds;
   std::map<std::string, Profile> profiles;
   std::optional<std::string> profile_name;
@@ -387,6 +390,8 @@ struct Player {
   void tick_binding_scan();
   void binding_scan_failure(int64_t code);
   void binding_scan_success(const Binding& binding);
+  // __scan_for_binding: the binding a source shows this frame, after the scan's filters.
+  std::optional<Binding> scan_for_binding(const Source& source) const;
   void reset();
 };
 
@@ -424,6 +429,8 @@ struct Gamepad {
   int32_t button_count = 0, axis_count = 0, hat_count = 0;
   bool scale_trigger = false;
   bool vibration_support = true;
+  // The device layer here reports no motion sensors, so no pad has motion data.
+  bool motion = false;
   double vibration_left = 0, vibration_right = 0;
   bool vibration_received_this_frame = false;
   Value color;
@@ -439,6 +446,9 @@ struct Gamepad {
   double get_value(double tv) const;
   double get_delta(double tv) const;
   bool is_axis(double tv) const;
+  // Whether the pad reads the standard constant: through its own mapping, or, without one, the
+  // device layer's layout (which has none of the library's added constants).
+  bool answers(double tv) const;
 };
 
 // The platform whose rows of the controller database apply: the pads' GUIDs are those of the
@@ -504,6 +514,10 @@ struct System {
   std::vector<std::unique_ptr<Gamepad>> gamepads;
   Sdl2Database sdl2;
   std::map<std::string, std::string> raw_type_dictionary;
+  // The icon tables (input_icons): category -> binding label -> icon.
+  std::map<std::string, std::map<std::string, Value>> icons;
+  // __input_blacklist_dictionary: operating system -> rule -> values.
+  std::map<std::string, std::map<std::string, std::vector<std::string>>> blacklist;
 
   Status players_status, gamepads_status;
   std::array<bool, INPUT_MAX_PLAYERS> players_were_connected{};
@@ -514,6 +528,8 @@ struct System {
   int32_t multiplayer_min = 1, multiplayer_max = INPUT_MAX_PLAYERS;
   bool multiplayer_leave_verb = true, multiplayer_drop_down = true;
   bool multiplayer_abort = false;
+  // The function the abort runs: the one the parameters gave, else INPUT_MULTIPLAYER_ABORT_CALLBACK.
+  Value multiplayer_abort_callback;
 };
 
 System& sys();
@@ -541,11 +557,22 @@ bool key_is_ignored(int32_t key);
 Gamepad* gamepad(int32_t index);
 bool gamepad_connected(int32_t index);
 void sdl2_load_string(const std::string& text);
+// __input_load_type_csv: rows "vendor,product,raw type" into the raw type dictionary.
+void type_csv_load_string(const std::string& text);
+// __input_load_blacklist_csv: rows "operating system,rule,value" into the blacklist.
+void blacklist_csv_load_string(const std::string& text);
+// Why a pad is blacklisted on this platform ("" when it isn't).
+std::string blacklist_reason(const Gamepad& pad);
 bool axis_is_directional(double axis);
+// The name scripts see for a standard constant ("gamepad face south"), "unknown" for another value.
+std::string gamepad_constant_name(double tv);
+
 // Sources of every player: a source given to a player leaves the others.
 void source_relinquish(const Source& source);
 void hotswap_tick();
 void multiplayer_assignment_tick();
+// Join mode has what it needs: at least the minimum of players connected (always, outside it).
+bool multiplayer_is_finished();
 std::optional<Source> source_detect_new();
 bool source_detect_input(const Source& source, bool allow_mouse_move);
 void build_status();

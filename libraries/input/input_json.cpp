@@ -2,6 +2,7 @@
 // text and imported back with the library's checks; the same for one profile and for the system.
 #include <algorithm>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 namespace input {
@@ -181,7 +182,61 @@ bool import_player(Player& p, const RValue& data, Checker& check) {
   return true;
 }
 
-Value as_output(const Value& data, bool as_string) { return as_string ? builtin(f_json_stringify, {*data}) : data; }
+// __input_snap_to_json: JSON text of a struct or array; pretty text puts each member on its own line,
+// indented by four spaces a level, and alphabetised text sorts each struct's names. Each value that
+// is neither struct nor array is written as json_stringify writes it.
+void snap_to_json(const RValue& data, bool pretty, bool alphabetise, const std::string& indent, std::string* out) {
+  const std::string inner = indent + "    ";
+  const char* newline = pretty ? "\n" : "";
+  if (is_struct(data)) {
+    std::vector<std::string> names = struct_names(data);
+    if (alphabetise) std::sort(names.begin(), names.end());
+    if (names.empty()) {
+      *out += "{}";
+      return;
+    }
+    *out += "{";
+    *out += newline;
+    for (size_t i = 0; i < names.size(); ++i) {
+      if (pretty) *out += inner;
+      *out += shown(*builtin(f_json_stringify, {*text(names[i])}));
+      *out += pretty ? ": " : ":";
+      snap_to_json(*member(data, names[i].c_str()), pretty, alphabetise, inner, out);
+      if (i + 1 < names.size()) *out += ",";
+      *out += newline;
+    }
+    if (pretty) *out += indent;
+    *out += "}";
+  } else if (is_array(data)) {
+    const int32_t count = array_length(data);
+    if (count == 0) {
+      *out += "[]";
+      return;
+    }
+    *out += "[";
+    *out += newline;
+    for (int32_t i = 0; i < count; ++i) {
+      if (pretty) *out += inner;
+      snap_to_json(*array_get(data, i), pretty, alphabetise, inner, out);
+      if (i + 1 < count) *out += ",";
+      *out += newline;
+    }
+    if (pretty) *out += indent;
+    *out += "]";
+  } else {
+    *out += shown(*builtin(f_json_stringify, {data}));
+  }
+}
+
+// The struct itself, or its text: pretty and alphabetised when prettify is asked for, else as
+// json_stringify writes it.
+Value as_output(const Value& data, bool as_string, bool prettify) {
+  if (!as_string) return data;
+  if (!prettify) return builtin(f_json_stringify, {*data});
+  std::string out;
+  snap_to_json(*data, true, true, "", &out);
+  return text(out);
+}
 
 }  // namespace
 
@@ -219,20 +274,10 @@ void player_import(Player& p, const RValue& data) {
 
 using namespace input;
 
-namespace {
-
-Player& player_at(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index);
-  return player(std::clamp(index, 0.0, static_cast<double>(INPUT_MAX_PLAYERS - 1)));
-}
-
-}  // namespace
-
 // input_player_export(player_index = 0, string = true, prettify = false)
 INPUT_SCRIPT(input_player_export) {
   tsl::ScriptScope scope("tsl_Script_input_player_export", self, result);
-  return scope.give(as_output(player_export(player_at(argc, argv, 0)), arg_bool(argc, argv, 1, true)));
+  return scope.give(as_output(player_export(player_at(argc, argv, 0)), arg_bool(argc, argv, 1, true), arg_bool(argc, argv, 2, false)));
 }
 
 // input_player_import(json, player_index = 0)
@@ -256,7 +301,7 @@ INPUT_SCRIPT(input_profile_export) {
   tsl::ScriptScope scope("tsl_Script_input_profile_export", self, result);
   Player& p = player_at(argc, argv, 1);
   const std::string name = p.profile_resolve(input::arg(argc, argv, 0));
-  return scope.give(as_output(profile_export(p, name), arg_bool(argc, argv, 2, true)));
+  return scope.give(as_output(profile_export(p, name), arg_bool(argc, argv, 2, true), arg_bool(argc, argv, 3, false)));
 }
 
 // input_profile_import(json, profile_name, player_index = 0)
@@ -343,7 +388,7 @@ bool system_import(const RValue& input, Checker& check) {
 // input_system_export(string = true, prettify = false)
 INPUT_SCRIPT(input_system_export) {
   tsl::ScriptScope scope("tsl_Script_input_system_export", self, result);
-  return scope.give(as_output(system_export(), arg_bool(argc, argv, 0, true)));
+  return scope.give(as_output(system_export(), arg_bool(argc, argv, 0, true), arg_bool(argc, argv, 1, false)));
 }
 
 INPUT_SCRIPT(input_system_import) {

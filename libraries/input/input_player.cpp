@@ -213,13 +213,6 @@ std::optional<int32_t> Player::source_get_gamepad() const {
   return std::nullopt;
 }
 
-bool Player::sources_any_input() const {
-  for (const Source& source : sources) {
-    if (source_detect_input(source, false)) return true;
-  }
-  return false;
-}
-
 void source_relinquish(const Source& source) {
   for (Player& p : sys().players) p.source_remove(source);
 }
@@ -372,15 +365,19 @@ bool source_detect_input(const Source& source, bool allow_mouse_move) {
 // The claim check of a source and the hand-over: the source leaves every other player.
 void source_set(const Source& source, Player& p, bool auto_profile) {
   System& s = sys();
-  if ((source.kind == kSourceKeyboard || source.kind == kSourceMouse) && !s.any_keyboard_binding && !s.any_mouse_binding) {
+  const bool together = INPUT_ASSIGN_KEYBOARD_AND_MOUSE_TOGETHER && source.kind != kSourceGamepad;
+  if ((source.kind == kSourceKeyboard || together) && !s.any_keyboard_binding && !s.any_mouse_binding) {
     error("Cannot claim " + source.name() + ", no keyboard or mouse bindings have been created in a default profile");
+    return;
+  }
+  if (source.kind == kSourceMouse && !together && !s.any_mouse_binding) {
+    error("Cannot claim " + source.name() + ", no mouse bindings have been created in a default profile");
     return;
   }
   if (source.kind == kSourceGamepad && !s.any_gamepad_binding) {
     error("Cannot claim " + source.name() + ", no gamepad bindings have been created in a default profile");
     return;
   }
-  const bool together = INPUT_ASSIGN_KEYBOARD_AND_MOUSE_TOGETHER && source.kind != kSourceGamepad;
   source_relinquish(source);
   if (together) {
     source_relinquish(Source{kSourceKeyboard, -1});
@@ -428,10 +425,25 @@ void consume_all(Player& p) {
   }
 }
 
+int32_t connected_count() {
+  int32_t connected = 0;
+  for (const Player& p : sys().players) connected += p.connected ? 1 : 0;
+  return connected;
+}
+
+bool multiplayer_is_finished() {
+  const System& s = sys();
+  return s.source_mode != kModeJoin || connected_count() >= s.multiplayer_min;
+}
+
 void multiplayer_assignment_tick() {
   System& s = sys();
   if (INPUT_MULTIPLAYER_LEAVE_VERB[0] != '\0' && !is_verb(INPUT_MULTIPLAYER_LEAVE_VERB)) {
     error("INPUT_MULTIPLAYER_LEAVE_VERB \"" INPUT_MULTIPLAYER_LEAVE_VERB "\" doesn't exist");
+    return;
+  }
+  if (s.multiplayer_abort && !is_callable(*s.multiplayer_abort_callback)) {
+    error("INPUT_MULTIPLAYER_ABORT_CALLBACK has not been defined to a function or script");
     return;
   }
   if (s.multiplayer_drop_down) {
@@ -449,7 +461,6 @@ void multiplayer_assignment_tick() {
     }
   }
   for (int32_t i = s.multiplayer_max; i < INPUT_MAX_PLAYERS; ++i) s.players[static_cast<size_t>(i)].sources_clear();
-  bool aborted = false;
   for (int32_t i = 0; i < s.multiplayer_max; ++i) {
     Player& p = s.players[static_cast<size_t>(i)];
     if (!p.sources.empty() || p.ghost) continue;
@@ -467,11 +478,10 @@ void multiplayer_assignment_tick() {
     trace("Assignment: Player " + std::to_string(i) + " joined");
     consume_all(p);
   }
-  if (s.multiplayer_abort) {
-    int32_t connected = 0;
-    for (const Player& p : s.players) connected += p.connected ? 1 : 0;
+  bool aborted = false;
+  if (s.multiplayer_abort && connected_count() <= 1) {
     const VerbState* leave = s.players[0].find_verb(INPUT_MULTIPLAYER_LEAVE_VERB);
-    if (connected <= 1 && leave != nullptr && leave->press && !leave->inactive) {
+    if (leave != nullptr && leave->press && !leave->inactive) {
       trace("Assignment: Player 0 aborted source assignment");
       aborted = true;
     }
@@ -485,9 +495,16 @@ void multiplayer_assignment_tick() {
       }
     }
   }
-  if (aborted) {
+  // Every slot up to the maximum holds a player: joining is over.
+  bool full = true;
+  for (int32_t i = 0; i < s.multiplayer_max; ++i) {
+    const Player& p = s.players[static_cast<size_t>(i)];
+    if (p.sources.empty() && !p.ghost) full = false;
+  }
+  if (aborted || full) {
     trace("Assignment: Restoring source mode " + std::to_string(s.previous_source_mode));
     s.source_mode = s.previous_source_mode;
+    if (aborted) call_function(*s.multiplayer_abort_callback);
   }
 }
 

@@ -2,6 +2,7 @@
 // axis thresholds, ghosts, and the connection queries.
 #include <algorithm>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 using namespace input;
@@ -11,27 +12,6 @@ void source_set(const Source& source, Player& p, bool auto_profile);
 }
 
 namespace {
-
-RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
-
-Player& player_at(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index);
-  return player(std::clamp(index, 0.0, static_cast<double>(INPUT_MAX_PLAYERS - 1)));
-}
-
-// The players a call names: one index, or all for -3.
-std::vector<Player*> players_at(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index, true);
-  std::vector<Player*> out;
-  if (index == kAllPlayers) {
-    for (Player& p : sys().players) out.push_back(&p);
-  } else if (index >= 0 && index < INPUT_MAX_PLAYERS) {
-    out.push_back(&player(index));
-  }
-  return out;
-}
 
 std::string verb_arg(int argc, RValue** argv, int n) {
   const RValue& verb = input::arg(argc, argv, n);
@@ -540,7 +520,7 @@ INPUT_SCRIPT(input_binding_is_valid) {
   for (const Source& s : p.sources) {
     if (source == "gamepad" && s.kind == kSourceGamepad) {
       const Gamepad* pad = gamepad(s.gamepad);
-      if (pad == nullptr || !pad->custom_mapping || pad->mapping.count(binding->value) != 0) return give_bool(scope, true);
+      if (pad == nullptr || pad->answers(binding->value)) return give_bool(scope, true);
     }
     if (source != "gamepad" && s.kind != kSourceGamepad) return give_bool(scope, true);
   }
@@ -606,14 +586,6 @@ INPUT_SCRIPT(input_binding_gamepad_get) {
   return b.gamepad_index ? scope.give(real(*b.gamepad_index)) : scope.give(Value());
 }
 
-// The label stands for the icon: the game defines no icon tables.
-INPUT_SCRIPT(input_binding_get_icon) {
-  tsl::ScriptScope scope("tsl_Script_input_binding_get_icon", self, result);
-  const std::optional<Binding> b = binding_from_struct(input::arg(argc, argv, 0));
-  if (!b) return scope.give(text("not a binding"));
-  return scope.give(text(b->label));
-}
-
 // ---- Connection reports -------------------------------------------------------------------------
 
 namespace {
@@ -645,4 +617,83 @@ INPUT_SCRIPT(input_players_get_status) {
 INPUT_SCRIPT(input_gamepads_get_status) {
   tsl::ScriptScope scope("tsl_Script_input_gamepads_get_status", self, result);
   return scope.give(status_struct(sys().gamepads_status, "gamepads"));
+}
+
+// ---- Joining ------------------------------------------------------------------------------------
+
+// input_multiplayer_params_set(min = 1, max = INPUT_MAX_PLAYERS, leave_verb = true, abort = false,
+// drop_down = true): how many players join mode takes, whether the leave verb drops a player,
+// whether player 0 may abort (true for INPUT_MULTIPLAYER_ABORT_CALLBACK, or the function to run),
+// and whether players move down into empty slots.
+INPUT_SCRIPT(input_multiplayer_params_set) {
+  tsl::ScriptScope scope("tsl_Script_input_multiplayer_params_set", self, result);
+  const double min = arg_real(argc, argv, 0, 1);
+  const double max = arg_real(argc, argv, 1, INPUT_MAX_PLAYERS);
+  if (min < 1 || min > INPUT_MAX_PLAYERS || min != std::floor(min)) {
+    error("Minimum number of players must be an integer from 1 to " + std::to_string(INPUT_MAX_PLAYERS) + " (was " +
+          shown(RV_Real(min)) + ")");
+    return result;
+  }
+  if (max < min || max > INPUT_MAX_PLAYERS || max != std::floor(max)) {
+    error("Maximum number of players must be an integer from " + shown(RV_Real(min)) + " to " +
+          std::to_string(INPUT_MAX_PLAYERS) + " (was " + shown(RV_Real(max)) + ")");
+    return result;
+  }
+  System& s = sys();
+  s.multiplayer_min = static_cast<int32_t>(min);
+  s.multiplayer_max = static_cast<int32_t>(max);
+  s.multiplayer_leave_verb = arg_bool(argc, argv, 2, true);
+  const RValue& abort = input::arg(argc, argv, 3);
+  if (RV_ToBool(*builtin(f_is_method, {abort}))) {
+    s.multiplayer_abort = true;
+    s.multiplayer_abort_callback = Value::Copy(abort);
+    hold("multiplayer_abort", abort);
+  } else {
+    s.multiplayer_abort = !is_undefined(abort) && RV_ToBool(abort);
+    s.multiplayer_abort_callback = global_value("INPUT_MULTIPLAYER_ABORT_CALLBACK");
+  }
+  s.multiplayer_drop_down = arg_bool(argc, argv, 4, true);
+  return result;
+}
+
+// input_multiplayer_params_get(): {min, max, leave_verb, abort, drop_down}.
+INPUT_SCRIPT(input_multiplayer_params_get) {
+  tsl::ScriptScope scope("tsl_Script_input_multiplayer_params_get", self, result);
+  const System& s = sys();
+  const Value out = new_struct();
+  set_member(*out, "min", RV_Real(s.multiplayer_min));
+  set_member(*out, "max", RV_Real(s.multiplayer_max));
+  set_member(*out, "leave_verb", RV_Bool(s.multiplayer_leave_verb));
+  set_member(*out, "abort", RV_Bool(s.multiplayer_abort));
+  set_member(*out, "drop_down", RV_Bool(s.multiplayer_drop_down));
+  return scope.give(out);
+}
+
+INPUT_SCRIPT(input_multiplayer_is_finished) {
+  tsl::ScriptScope scope("tsl_Script_input_multiplayer_is_finished", self, result);
+  return give_bool(scope, multiplayer_is_finished());
+}
+
+// input_player_get_invalid_gamepad_bindings(player_index = 0, profile_name = active):
+// [{verb, alternate, tv}] of the gamepad bindings whose constant the player's pad doesn't answer.
+INPUT_SCRIPT(input_player_get_invalid_gamepad_bindings) {
+  tsl::ScriptScope scope("tsl_Script_input_player_get_invalid_gamepad_bindings", self, result);
+  Player& p = player_at(argc, argv, 0);
+  std::vector<Value> out;
+  const std::optional<int32_t> index = p.source_get_gamepad();
+  const Gamepad* pad = index ? gamepad(*index) : nullptr;
+  if (pad == nullptr || (is_undefined(input::arg(argc, argv, 1)) && !p.profile_name)) return scope.give(make_array(out));
+  const std::string profile = p.profile_resolve(input::arg(argc, argv, 1));
+  for (const std::string& verb : sys().basic_verbs) {
+    for (int32_t alternate = 0; alternate < INPUT_MAX_ALTERNATE_BINDINGS; ++alternate) {
+      const Binding b = p.binding_get(profile, verb, alternate);
+      if (b.source_type() != "gamepad" || pad->answers(b.value)) continue;
+      const Value entry = new_struct();
+      set_member(*entry, "verb", *text(verb));
+      set_member(*entry, "alternate", RV_Real(alternate));
+      set_member(*entry, "tv", RV_Real(b.value));
+      out.push_back(entry);
+    }
+  }
+  return scope.give(make_array(out));
 }

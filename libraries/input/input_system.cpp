@@ -177,8 +177,6 @@ void system_forget() {
     p.color.release();
     p.rebind_success_callback.release();
     p.rebind_failure_callback.release();
-    p.rebind_ignore_struct.release();
-    p.rebind_allow_struct.release();
     for (VibrationEvent& event : p.vibration_events) event.curve.release();
     p.trigger_effect_left.release();
     p.trigger_effect_right.release();
@@ -187,6 +185,10 @@ void system_forget() {
   for (Player& p : g_system->players) forget_player(p);
   for (auto& pad : g_system->gamepads) {
     if (pad != nullptr) pad->color.release();
+  }
+  g_system->multiplayer_abort_callback.release();
+  for (auto& [category, table] : g_system->icons) {
+    for (auto& [label, icon] : table) icon.release();
   }
   delete g_system;
   g_system = nullptr;
@@ -246,14 +248,14 @@ std::vector<DefaultProfile> default_bindings() {
   return {{"keyboard_and_mouse", {{"select", select}, {"refund", refund}, {"cancel", cancel}}}, {"gamepad", {}}};
 }
 
-// An included file of the game (beside the data file), read whole; false when it isn't there.
+// An included file of the game (in its working directory, beside the data file), read whole;
+// false when it isn't there.
 bool read_included_file(const char* name, std::string* bytes) {
-  const Value path = text(name);
+  const Value path = text(shown(*tsl::get(tsl::global(), v_working_directory)) + name);
   if (f_file_exists.id >= 0) {
     if (!RV_ToBool(*builtin(f_file_exists, {*path}))) return false;
   } else {
-    const Value directory = tsl::get(tsl::global(), v_working_directory);
-    std::ifstream probe(shown(*directory) + name, std::ios::binary);
+    std::ifstream probe(RV_StringText(*path), std::ios::binary);
     if (!probe) return false;
   }
   const Value buffer = builtin(f_buffer_load, {*path});
@@ -277,7 +279,8 @@ std::string environment_variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-void load_sdl2_database() {
+// The controller database, then the type table and the blacklist when the game includes them.
+void load_databases() {
   std::string bytes;
   if (read_included_file(INPUT_SDL2_DATABASE_PATH, &bytes)) {
     sdl2_load_string(bytes);
@@ -291,6 +294,45 @@ void load_sdl2_database() {
       sdl2_load_string(external);
     }
   }
+  if (read_included_file(INPUT_CONTROLLER_TYPE_PATH, &bytes)) type_csv_load_string(bytes);
+  if (read_included_file(INPUT_BLACKLIST_PATH, &bytes)) blacklist_csv_load_string(bytes);
+}
+
+}  // namespace
+
+namespace {
+
+// __input_validate_macros: the configuration the library is built with must make sense.
+bool validate_macros() {
+  const struct {
+    bool ok;
+    const char* message;
+  } checks[] = {
+      {INPUT_MAX_PLAYERS >= 1, "INPUT_MAX_PLAYERS must be an integer that is greater than or equal to 1"},
+      {INPUT_MAX_ALTERNATE_BINDINGS >= 0,
+       "INPUT_MAX_ALTERNATE_BINDINGS must be an integer that is greater than or equal to 0"},
+      {INPUT_BINDING_SCAN_TIMEOUT > 1000,
+       "INPUT_BINDING_SCAN_TIMEOUT must be a number that is greater than 1000ms (1 second)"},
+      {INPUT_REPEAT_DEFAULT_DELAY >= 1, "INPUT_REPEAT_DEFAULT_DELAY must be a number that is greater than or equal to 1"},
+      {INPUT_REPEAT_DEFAULT_PREDELAY >= 1,
+       "INPUT_REPEAT_DEFAULT_PREDELAY must be a number that is greater than or equal to 1"},
+      {INPUT_LONG_DELAY >= 1, "INPUT_LONG_DELAY must be a number that is greater than or equal to 1"},
+      {INPUT_DOUBLE_DELAY >= 1, "INPUT_DOUBLE_DELAY must be a number that is greater than or equal to 1"},
+      {INPUT_QUICK_BUFFER >= 1, "INPUT_QUICK_BUFFER must be a number that is greater than or equal to 1"},
+      {INPUT_CHORD_DEFAULT_TIME >= 1, "INPUT_CHORD_DEFAULT_TIME must be a number that is greater than or equal to 1"},
+      {INPUT_HOTSWAP_DELAY >= 1, "INPUT_HOTSWAP_DELAY must be a number that is greater than or equal to 1"},
+      {INPUT_MOUSE_MOVE_DEADZONE >= 0, "INPUT_MOUSE_MOVE_DEADZONE must be a number that is greater than or equal to 0"},
+      {INPUT_CURSOR_START_SPEED > 0, "INPUT_CURSOR_START_SPEED must be a number that is greater than 0"},
+      {INPUT_VIBRATION_DEFAULT_STRENGTH >= 0 && INPUT_VIBRATION_DEFAULT_STRENGTH <= 1,
+       "INPUT_VIBRATION_DEFAULT_STRENGTH must be a number from 0 to 1"},
+  };
+  for (const auto& check : checks) {
+    if (!check.ok) {
+      error(check.message);
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -299,6 +341,7 @@ void initialize() {
   System& s = sys();
   if (s.initialization_phase != "Pending") return;
   s.initialization_phase = "Initializing";
+  if (!validate_macros()) return;
 
   // The tick: a time source of period one frame that repeats for ever.
   Value tick;
@@ -322,7 +365,7 @@ void initialize() {
   tsl::set(tsl::global(), v___input_source_gamepad, *pads);
   tsl::set(tsl::global(), v___input_frame, RV_Real(0));
 
-  load_sdl2_database();
+  load_databases();
   s.initialization_phase = "Initialized";
 }
 

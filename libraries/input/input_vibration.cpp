@@ -3,6 +3,7 @@
 // gamepad queries.
 #include <algorithm>
 
+#include "input/input_args.h"
 #include "input/input_internal.h"
 
 namespace input {
@@ -103,24 +104,6 @@ void Player::tick_vibration() {
 using namespace input;
 
 namespace {
-
-RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
-
-std::vector<Player*> players_at(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index, true);
-  std::vector<Player*> out;
-  for (int32_t i = 0; i < INPUT_MAX_PLAYERS; ++i) {
-    if (index == kAllPlayers || i == index) out.push_back(&player(i));
-  }
-  return out;
-}
-
-Player& player_at(int argc, RValue** argv, int n) {
-  const double index = arg_real(argc, argv, n, 0);
-  verify_player_index(index);
-  return player(std::clamp(index, 0.0, static_cast<double>(INPUT_MAX_PLAYERS - 1)));
-}
 
 void add_event(Player& p, VibrationEvent event) {
   if (p.vibration_paused && !event.force) {

@@ -116,34 +116,44 @@ TEST(IoStateTest, StringAtItsLimitKeepsOnlyTheLastCharacter) {
 }
 
 TEST(IoStateTest, MouseButtonsAndWheel) {
+  struct Frame {
+    const char* name;
+    void (*events)(IoState&);
+    int32_t down1, pressed1, released1, pressed3, button, last_button, wheel_up, pointer_state;
+  };
+  const Frame frames[] = {
+      {"left down with the wheel up",
+       [](IoState& io) {
+         io.MouseMove(200, 160);
+         io.MouseDown(1, 200, 160);
+         io.WheelUp();
+       },
+       1, 1, 0, 0, 1, 1, 1, kPointerNew},
+      {"right down, left up",
+       [](IoState& io) {
+         io.MouseDown(3, 200, 160);
+         io.MouseUp(1, 200, 160);
+       },
+       0, 0, 1, 1, 0, 3, 0, kPointerFree},
+      {"a button that doesn't exist changes nothing", [](IoState& io) { io.MouseDown(6, 0, 0); },
+       0, 0, 0, 0, 0, 3, 0, kPointerFree},
+  };
   IoState io;
-  io.MouseMove(200, 160);
-  io.MouseDown(1, 200, 160);
-  io.WheelUp();
-  next_frame(io);
-  EXPECT_EQ(io.frame.mouseDown[0], 1);
-  EXPECT_EQ(io.frame.mousePressed[0], 1);
-  EXPECT_EQ(io.frame.mouseButton[0], 1);
-  EXPECT_EQ(io.frame.wheelUp[0], 1);
-  EXPECT_EQ(io.frame.pointerX[0], 200);
-  EXPECT_EQ(io.frame.pointerY[0], 160);
-  EXPECT_EQ(io.pointers[0].state, kPointerNew);
-
-  io.MouseDown(3, 200, 160);
-  io.MouseUp(1, 200, 160);
-  next_frame(io);
-  EXPECT_EQ(io.frame.mousePressed[0], 0);
-  EXPECT_EQ(io.frame.mouseReleased[0], 1);
-  EXPECT_EQ(io.frame.mouseDown[0], 0);
-  EXPECT_EQ(io.frame.mousePressed[2], 1);
-  EXPECT_EQ(io.frame.mouseButton[0], 0);
-  EXPECT_EQ(io.frame.mouseLastButton[0], 3);
-  EXPECT_EQ(io.frame.wheelUp[0], 0);
-  EXPECT_EQ(io.pointers[0].state, kPointerFree);
-
-  io.MouseDown(6, 0, 0);  // no such button
-  next_frame(io);
-  EXPECT_EQ(io.frame.mouseLastButton[0], 3);
+  for (const Frame& f : frames) {
+    SCOPED_TRACE(f.name);
+    f.events(io);
+    next_frame(io);
+    EXPECT_EQ(io.frame.mouseDown[0], f.down1);
+    EXPECT_EQ(io.frame.mousePressed[0], f.pressed1);
+    EXPECT_EQ(io.frame.mouseReleased[0], f.released1);
+    EXPECT_EQ(io.frame.mousePressed[2], f.pressed3);
+    EXPECT_EQ(io.frame.mouseButton[0], f.button);
+    EXPECT_EQ(io.frame.mouseLastButton[0], f.last_button);
+    EXPECT_EQ(io.frame.wheelUp[0], f.wheel_up);
+    EXPECT_EQ(io.pointers[0].state, f.pointer_state);
+    EXPECT_EQ(io.frame.pointerX[0], 200);
+    EXPECT_EQ(io.frame.pointerY[0], 160);
+  }
 }
 
 TEST(IoStateTest, ShiftSidesComeFromTheSystemState) {

@@ -289,6 +289,27 @@ TEST_F(InputPlayersTest, ProfilesRoundTripThroughJson) {
             std::string::npos);
 }
 
+TEST_F(InputPlayersTest, PrettyExportsAreIndentedSortedAndReadBack) {
+  const tsl::Value space = call("input_binding_key", {RV_Real(kSpace)});
+  call("input_binding_set", {*text("cancel"), *space});
+  const tsl::Value pretty = call("input_profile_export", {*text("keyboard_and_mouse"), RV_Real(0), RV_Bool(true), RV_Bool(true)});
+  ASSERT_EQ(RV_Kind(*pretty), static_cast<uint32_t>(kRVString));
+  const std::string json = RV_StringText(*pretty);
+  EXPECT_EQ(json.rfind("{\n    \"cancel\": [\n        {\n            \"type\": \"key\",\n            \"value\": 32", 0), 0u)
+      << json;
+  EXPECT_LT(json.find("\"cancel\""), json.find("\"refund\""));
+  EXPECT_LT(json.find("\"refund\""), json.find("\"select\"")) << "names in order";
+  EXPECT_NE(json.find("        {}\n    ]"), std::string::npos) << "an empty binding";
+  const std::string plain = RV_StringText(*call("input_profile_export", {*text("keyboard_and_mouse")}));
+  EXPECT_EQ(plain.find('\n'), std::string::npos) << plain;
+  call("input_player_reset");
+  call("input_profile_import", {*pretty, *text("keyboard_and_mouse")});
+  EXPECT_EQ(field(call("input_binding_get", {*text("cancel")}), "value"), "32");
+  const std::string system = RV_StringText(*call("input_system_export", {RV_Bool(true), RV_Bool(true)}));
+  EXPECT_EQ(system.rfind("{\n    \"accessibility\": {\n        \"cooldown_state\": false,", 0), 0u) << system;
+  EXPECT_TRUE(RV_ToBool(*call("input_system_verify", {*text(system.c_str())})));
+}
+
 TEST_F(InputPlayersTest, ALegacyGamepadConstantIsUpdatedOnImport) {
   const std::string json =
       "{\"profiles\":{\"gamepad\":{\"select\":[{\"type\":\"gamepad button\",\"value\":32789},{}],"
