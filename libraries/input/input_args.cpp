@@ -20,6 +20,24 @@ std::vector<Player*> players_at(int argc, RValue** argv, int n) {
   return out;
 }
 
+std::vector<Source> sources_arg(const RValue& value) {
+  std::vector<Source> out;
+  auto one = [&](const RValue& v) {
+    const std::optional<Source> source = source_from_value(v);
+    if (!source) {
+      error("Invalid source provided (" + shown(v) + ")");
+      return;
+    }
+    out.push_back(*source);
+  };
+  if (is_array(value)) {
+    for (int32_t i = 0; i < array_length(value); ++i) one(value.pArray->pArray[i]);
+  } else {
+    one(value);
+  }
+  return out;
+}
+
 RValue* give_bool(tsl::ScriptScope& scope, bool b) { return scope.give(Value::Bool(b)); }
 
 }  // namespace input

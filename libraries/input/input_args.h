@@ -11,6 +11,9 @@ namespace input {
 Player& player_at(int argc, RValue** argv, int n);
 // The players of argument n: one index, or every player for -3.
 std::vector<Player*> players_at(int argc, RValue** argv, int n);
+// The sources a call names: one source struct or an array of them ("Invalid source provided" for
+// anything else).
+std::vector<Source> sources_arg(const RValue& value);
 RValue* give_bool(tsl::ScriptScope& scope, bool b);
 
 }  // namespace input

@@ -32,25 +32,6 @@ int32_t alternate_arg(int argc, RValue** argv, int n) {
   return static_cast<int32_t>(alternate);
 }
 
-// Sources named by a call: one source struct or an array of them.
-std::vector<Source> sources_arg(const RValue& value) {
-  std::vector<Source> out;
-  auto one = [&](const RValue& v) {
-    const std::optional<Source> source = source_from_value(v);
-    if (!source) {
-      error("Invalid source provided (" + shown(v) + ")");
-      return;
-    }
-    out.push_back(*source);
-  };
-  if (is_array(value)) {
-    for (int32_t i = 0; i < array_length(value); ++i) one(value.pArray->pArray[i]);
-  } else {
-    one(value);
-  }
-  return out;
-}
-
 }  // namespace
 
 // ---- Profiles -----------------------------------------------------------------------------------

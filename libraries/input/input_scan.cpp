@@ -90,21 +90,10 @@ Value filter_value(const std::optional<std::set<double>>& filter) {
   return make_array(items);
 }
 
-// Sources a call names: undefined for none given, else one source or an array of them.
+// Sources a call names: none given (undefined), or one source or an array of them.
 std::optional<std::vector<Source>> source_filter_arg(const RValue& value) {
   if (is_undefined(value)) return std::nullopt;
-  std::vector<Source> out;
-  auto one = [&](const RValue& v) {
-    const std::optional<Source> source = source_from_value(v);
-    if (source) out.push_back(*source);
-    else error("Invalid source provided (" + shown(v) + ")");
-  };
-  if (is_array(value)) {
-    for (int32_t i = 0; i < array_length(value); ++i) one(value.pArray->pArray[i]);
-  } else {
-    one(value);
-  }
-  return out;
+  return sources_arg(value);
 }
 
 }  // namespace
