@@ -78,14 +78,21 @@ std::vector<uint32_t> g_bitmap;
 
 bool reusable_kind(int32_t kind) { return kind == kObjStruct || kind == kObjAccessor || kind == kObjProperty; }
 
-// Objects of classes derived from the plain object (curves, sequences and the like) carry the
-// struct kind but can't be handed out again as plain objects: they wait in the last list, which
-// no CreateObject takes from, until they are deleted.
-constexpr int32_t kParkedDerived = kGCParkedKinds - 1;
+// Only plain objects of the reusable kinds wait for CreateObject; everything else the sweep frees
+// (arrays, weak references, function objects, and the classes derived from the plain object such
+// as curves and sequences, which can't be handed out again as plain objects) is deleted by the
+// sweep itself, so a game that makes and drops arrays every frame holds no more of them than one
+// pass frees, whether or not its frames have idle time.
+bool parks(const KVObjectBase* object) { return reusable_kind(object->kind) && typeid(*object) == typeid(KVObjectBase); }
+
+// Parked objects a kind may keep beyond what CreateObject takes back; above it each step deletes
+// at most kParkedTrimPerStep of them, so a burst of garbage is given back over a few frames even
+// when no frame has idle time.
+constexpr size_t kParkedKeep = 1024;
+constexpr int32_t kParkedTrimPerStep = 256;
 
 void park(KVObjectBase* object) {
-  int32_t kind = object->kind >= 0 && object->kind < kGCParkedKinds ? object->kind : kObjStruct;
-  if (reusable_kind(kind) && typeid(*object) != typeid(KVObjectBase)) kind = kParkedDerived;
+  const int32_t kind = object->kind;
   object->prev = nullptr;
   object->next = g_parked[kind];
   if (object->next != nullptr) object->next->prev = object;
@@ -229,9 +236,11 @@ bool run_finalisers(const std::vector<KVObjectBase*>& dead) {
   return ran;
 }
 
-// The free path of an object the pass found dead.
+// The free path of the objects the pass found dead: every one lets go of what it holds first, then
+// those that aren't parked are deleted (last, since a weak reference freed in the loop may still
+// have pointed at one of them).
 void free_dead(const std::vector<KVObjectBase*>& dead) {
-  std::vector<KVObjectBase*> functions;
+  std::vector<KVObjectBase*> gone;
   for (KVObjectBase* object : dead) {
     forget_remembered(object);
     unregister(object);
@@ -240,14 +249,20 @@ void free_dead(const std::vector<KVObjectBase*>& dead) {
     object->prototype = nullptr;
     object->flags = kObjFlagExtensible;
     object->Free(true);
-    if (object->kind == kObjScriptRef) {
-      functions.push_back(object);
-    } else {
+    if (parks(object)) {
       park(object);
+    } else {
+      gone.push_back(object);
     }
   }
-  // Deleted last: a weak reference freed above may still have pointed at one of them.
-  for (KVObjectBase* function : functions) destroy_storage(function);
+  for (KVObjectBase* object : gone) destroy_storage(object);
+}
+
+void trim_parked() {
+  int32_t budget = kParkedTrimPerStep;
+  for (int32_t kind = 0; kind < kGCParkedKinds && budget > 0; ++kind) {
+    while (g_parked_count[kind] > kParkedKeep && budget-- > 0) destroy_storage(unpark(kind));
+  }
 }
 
 void run_pass() {
@@ -354,6 +369,7 @@ void GCStep(int mode) {
   (void)mode;
   g_GCForce = false;
   run_pass();
+  trim_parked();
 }
 
 void GCCollectAll() {

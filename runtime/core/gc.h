@@ -7,9 +7,10 @@
 // container stored on the global object), the objects pushed with GC_PushSelf, instances (they
 // belong to their room), arrays that some value outside every object still counts (a local, a
 // data structure), and whatever those reach. A pass marks from them and frees the rest, running
-// "@@Dispose@@" and "dispose" finalisers first (a pass in which any ran frees nothing). Freed
-// objects of kinds 0, 2 and 4 are parked for CreateObject to reuse; function objects are deleted at
-// once; the rest wait in their parked list until idle time (GC_DeleteParked) or GCCollectAll.
+// "@@Dispose@@" and "dispose" finalisers first (a pass in which any ran frees nothing). Freed plain
+// objects of kinds 0, 2 and 4 are parked for CreateObject to reuse; everything else is deleted by
+// the sweep. Parked objects are deleted in the frame's idle time (GC_DeleteParked), by each step
+// while a kind holds more than a thousand or so (a bounded number a step), and by GCCollectAll.
 // Weak references to a freed object are cleared before its slots are freed.
 //
 // The collector only runs between frames, when no script holds anything on the native stack:

@@ -19,7 +19,12 @@ class CollectorTest : public ::testing::Test {
   void TearDown() override { GC_Reset(); }
 };
 
-TEST_F(CollectorTest, ArraysNoValueHoldsAreFreedAndParkedUntilIdleTime) {
+// Structs nothing holds: dead at the next pass.
+void drop_structs(int count) {
+  for (int i = 0; i < count; ++i) CreateObject(0, kRVUndefined, kObjStruct, false);
+}
+
+TEST_F(CollectorTest, ArraysNoValueHoldsAreDeletedByTheSweepNotParked) {
   RValue kept = RV_Undefined();
   RV_SetArray(&kept, KVCreateArray());
   kept.pArray->refCount = 1;  // RV_SetArray took a second count on the new array
@@ -32,9 +37,16 @@ TEST_F(CollectorTest, ArraysNoValueHoldsAreFreedAndParkedUntilIdleTime) {
   EXPECT_EQ(GC_ObjectCount(), 21u);
   GCStep(-1);
   EXPECT_EQ(GC_ObjectCount(), 1u);
+  for (int32_t kind = 0; kind < kGCParkedKinds; ++kind) EXPECT_EQ(GC_ParkedCount(kind), 0u) << kind;
+  RV_FreeToUndefined(&kept);
+}
 
+TEST_F(CollectorTest, IdleTimeDeletesParkedStructsCheckingTheClockEveryEighth) {
+  drop_structs(20);
+  GCStep(-1);
+  ASSERT_EQ(GC_ParkedCount(kObjStruct), 20u);
   // The clock is read once at the start and then only after every 8th deletion; the budget is
-  // over at the second check, so 16 of the 20 parked arrays go now.
+  // over at the second check, so 16 of the 20 parked structs go now.
   g_fake_now = 0;
   g_clock_reads = 0;
   static int reads_before_overrun;
@@ -45,9 +57,35 @@ TEST_F(CollectorTest, ArraysNoValueHoldsAreFreedAndParkedUntilIdleTime) {
   });
   EXPECT_GT(used, 100);
   EXPECT_EQ(g_clock_reads, 4);  // start, after 8, after 16 (over), and the time used
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 4u);
   EXPECT_EQ(GC_DeleteParked(1000000, counting_clock), 0);  // the other 4 need no check
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 0u);
   EXPECT_EQ(GC_DeleteParked(1000000, counting_clock), 0);
-  RV_FreeToUndefined(&kept);
+}
+
+// Without idle time the steps themselves give back what is parked beyond what reuse needs, a
+// bounded number at a time.
+TEST_F(CollectorTest, StepsTrimAParkedListAboveItsKeepInBoundedSlices) {
+  drop_structs(1200);
+  GCStep(-1);
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 1024u);  // 176 beyond the keep, under one slice
+  drop_structs(2000);  // 1024 of them reused from the list
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 0u);
+  GCStep(-1);
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 2000u - 256u);
+  size_t last = GC_ParkedCount(kObjStruct);
+  int steps = 0;
+  while (GC_ParkedCount(kObjStruct) > 1024u && steps < 100) {
+    GCStep(-1);
+    EXPECT_GE(GC_ParkedCount(kObjStruct) + 256u, last);
+    last = GC_ParkedCount(kObjStruct);
+    ++steps;
+  }
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 1024u);
+  EXPECT_EQ(steps, 3);  // 720 beyond the keep: two whole slices and a part
+  // What is kept is what CreateObject hands out again.
+  drop_structs(1);
+  EXPECT_EQ(GC_ParkedCount(kObjStruct), 1023u);
 }
 
 TEST_F(CollectorTest, FreeingAnArrayDropsTheCountsOfArraysInside) {
