@@ -28,8 +28,12 @@ bool g_abort_latched = false;
 bool g_display_errors = true;
 
 // The workers are joined first: static destruction must not pull their state away under them.
+// The device and then the window go before the exit as at shutdown: the device's GL objects can
+// only be deleted while the window's context lives, and static destruction would otherwise free
+// the two in whatever order their files were linked.
 void process_exit(int status) {
   JobManager_Stop();
+  Window_Destroy();
   std::exit(status);
 }
 

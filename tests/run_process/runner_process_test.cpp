@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "datawin/writer/chunk_code_lists.h"
 #include "support/fixture.h"
 
 namespace {
@@ -219,6 +220,38 @@ TEST(RunnerProcess, TheDisplayGoingAwayEndsTheGameWithALineAndStatusOne) {
   EXPECT_EQ(result.status, 1) << result.output;
   EXPECT_NE(result.output.find("Lost the connection to the display - the game ends\n"), std::string::npos)
       << result.output;
+}
+
+// A script error with the window and its GL device open: the report, then the process ends with
+// the error's status (1, or what the unhandled-error handler gives) and nothing on the way out
+// touches GL without its context. The raising runner is the real runner with a failing global
+// initialiser; -noerrors keeps the dialog away.
+TEST(RunnerProcess, AScriptErrorWithTheWindowOpenExitsWithItsStatusAndNoAbort) {
+  if (std::system("command -v Xvfb > /dev/null 2>&1") != 0) GTEST_SKIP() << "Xvfb is not installed";
+  PrivateXServer server;
+  ASSERT_FALSE(server.display().empty()) << "the private X server didn't start";
+  struct Case {
+    int32_t boot_row;
+    int status;
+    const char* report;
+  };
+  const Case cases[] = {{0, 1, "ERROR!!! :: "}, {2, 7, "handled: Variable hp not set before reading it.\n"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE("boot row " + std::to_string(c.boot_row));
+    TempDir dir;
+    datawin::Writer writer = MakeMinimalGame();
+    datawin::add_glob(writer, {c.boot_row});
+    WriteFixtureTo(writer, dir.file("game.win"));
+    const std::string out = dir.file("out.txt");
+    const int status = RunCommand("cd " + dir.path() + " && DISPLAY=" + server.display() +
+                                  " LIBGL_ALWAYS_SOFTWARE=1 ASAN_OPTIONS=detect_leaks=0 " + KOVA_BINARY_DIR +
+                                  "/kova-raising-runner -game game.win -noerrors -noaudio > " + out + " 2>&1");
+    const std::string output = ReadTextFile(out);
+    EXPECT_EQ(status, c.status) << output;
+    EXPECT_NE(output.find(c.report), std::string::npos) << output;
+    EXPECT_EQ(output.find("No display available"), std::string::npos) << "the window must be open: " << output;
+    EXPECT_EQ(output.find("Couldn't find current"), std::string::npos) << output;
+  }
 }
 
 TEST(RunnerProcess, ADisplayThatCannotBeReachedIsNoDisplayAndSaysSo) {

@@ -1,8 +1,12 @@
 // The real runner with a small compiled script table linked in, for process tests of the error
 // path. Row 0 is a global initialiser that fails two calls down; row 2 first installs row 3 as the
 // exception_unhandled_handler (which ends the process with status 7) and then fails the same way.
+// It opens the runner's own window and GL device where a display is named, so the error path can
+// be seen ending a process that has a window.
 #include "core/console.h"
 #include "core/script_api.h"
+#include "platform/gl/gl_device.h"
+#include "platform/sdl/sdl_window_host.h"
 #include "script_runner.h"
 
 namespace {
@@ -46,4 +50,6 @@ KVScriptRow g_rows[] = {
 
 }  // namespace
 
-int main(int argc, char** argv) { return RunWithScripts(argc, argv, g_rows); }
+int main(int argc, char** argv) {
+  return RunWithScripts(argc, argv, g_rows, DisplayBackend{SdlWindowHost_Create, GlDevice_Create});
+}
