@@ -293,7 +293,14 @@ ELEMENT_METHOD(region_detect) {
   const double det = m[0] * m[5] - m[1] * m[4];
   if (det == 0) return result;
   const double dx = RV_ToDouble(ARG(2)) - m[12], dy = RV_ToDouble(ARG(3)) - m[13];
-  const double lx = (dx * m[5] - dy * m[4]) / det, ly = (dy * m[0] - dx * m[1]) / det;
+  double lx = (dx * m[5] - dy * m[4]) / det, ly = (dy * m[0] - dx * m[1]) / det;
+  // The shader shears the text about its origin (x by y, y by x): the point is sheared back.
+  const double sx = e->skew_x_, sy = e->skew_y_;
+  const double shear = 1 - sx * sy;
+  if (shear == 0) return result;
+  const double ux = (lx - sx * ly) / shear, uy = (ly - sy * lx) / shear;
+  lx = ux;
+  ly = uy;
   for (const Region& region : page->regions) {
     for (const auto& b : region.bboxes) {
       if (lx >= b[0] && lx <= b[2] && ly >= b[1] && ly <= b[3]) return scope.give(Value::String(region.name.c_str()));

@@ -29,13 +29,17 @@ Generator& generator() {
   return gen;
 }
 
+// A quad as two triangles. The half width and half height are negative on the left and top
+// corners, so that the shader finds the glyph's centre from any corner (to turn, scale and shear
+// the glyph about it).
 void put_quad(VertexBuffer* b, uint32_t stride, float l, float t, float r, float bottom, float z, const float normal[3],
               uint32_t colour, float u0, float v0, float u1, float v1, float scale, float half_height) {
+  const float hw = normal[0];
   const TextVertex corners[4] = {
-      {l, t, z, normal[0], normal[1], normal[2], colour, u0, v0, scale, half_height},
-      {r, t, z, normal[0], normal[1], normal[2], colour, u1, v0, scale, half_height},
-      {r, bottom, z, normal[0], normal[1], normal[2], colour, u1, v1, scale, half_height},
-      {l, bottom, z, normal[0], normal[1], normal[2], colour, u0, v1, scale, half_height},
+      {l, t, z, -hw, normal[1], normal[2], colour, u0, v0, scale, -half_height},
+      {r, t, z, hw, normal[1], normal[2], colour, u1, v0, scale, -half_height},
+      {r, bottom, z, hw, normal[1], normal[2], colour, u1, v1, scale, half_height},
+      {l, bottom, z, -hw, normal[1], normal[2], colour, u0, v1, scale, half_height},
   };
   static constexpr int kOrder[6] = {0, 1, 3, 1, 2, 3};
   for (const int c : kOrder) {
@@ -122,6 +126,9 @@ void generator_write_vbuffs(Generator& gen) {
 
   uint32_t colour = (element.starting_colour_ & 0xFFFFFFu) | 0xFF000000u;
   int32_t effects = 0;
+  // Colour cycling: the four hues go in the vertex colour's bytes, and effect bit 7 tells the shader.
+  bool cycling = false;
+  uint32_t cycle_hues = 0;
   size_t control = 0;
   std::string region;
   int32_t region_start = 0;
@@ -143,6 +150,11 @@ void generator_write_vbuffs(Generator& gen) {
         switch (c.type) {
           case kControlColour: colour = static_cast<uint32_t>(c.number); break;
           case kControlEffects: effects = static_cast<int32_t>(c.number); break;
+          case kControlCycle:
+            cycling = c.defined;
+            cycle_hues = 0;
+            for (size_t i = 0; i < 4; ++i) cycle_hues |= (std::min<uint32_t>(c.cycle[i], 255)) << (8 * i);
+            break;
           case kControlEvent:
             c.event->position = position;
             page.events[position].push_back(c.event);
@@ -173,26 +185,33 @@ void generator_write_vbuffs(Generator& gen) {
       float right = left + static_cast<float>(glyph.width);
       float bottom = top + static_cast<float>(glyph.height);
       if (code == -1) {
-        // An in-line sprite: its frame's texture and uvs.
-        const RValue sprite = RV_Real(glyph.sprite);
-        const RValue image = RV_Real(glyph.sprite_image);
-        const Value texture = tsl::call("sprite_get_texture", nullptr, nullptr, {sprite, image});
-        const Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {sprite, image});
-        Glyph frame = glyph;
-        frame.texture = RV_Kind(*texture) == kRVPtr ? static_cast<int64_t>(reinterpret_cast<intptr_t>(texture.get()->ptr))
-                                                    : static_cast<int64_t>(RV_ToDouble(*texture));
-        float uv[4] = {0, 0, 1, 1};
-        if (RV_Kind(*uvs) == kRVArray && uvs.get()->pArray->length >= 4) {
-          for (int i = 0; i < 4; ++i) uv[i] = static_cast<float>(RV_ToDouble(uvs.get()->pArray->pArray[i]));
+        // An in-line sprite. A still one is one quad of its image; an animated one has a quad per
+        // frame, from its starting image on, and the shader draws the frame of the moment.
+        const bool animated = glyph.sprite_speed > 0 && glyph.sprite_frames > 1;
+        const int32_t quads = animated ? glyph.sprite_frames : 1;
+        const uint32_t sprite_colour = 0xFF000000u | colour;
+        for (int32_t k = 0; k < quads; ++k) {
+          const int32_t image = (glyph.sprite_image + k) % std::max(1, glyph.sprite_frames);
+          const RValue sprite = RV_Real(glyph.sprite);
+          const RValue frame_image = RV_Real(image);
+          const Value texture = tsl::call("sprite_get_texture", nullptr, nullptr, {sprite, frame_image});
+          const Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {sprite, frame_image});
+          Glyph frame = glyph;
+          frame.texture = RV_Kind(*texture) == kRVPtr
+                              ? static_cast<int64_t>(reinterpret_cast<intptr_t>(texture.get()->ptr))
+                              : static_cast<int64_t>(RV_ToDouble(*texture));
+          float uv[4] = {0, 0, 1, 1};
+          if (RV_Kind(*uvs) == kRVArray && uvs.get()->pArray->length >= 4) {
+            for (int i = 0; i < 4; ++i) uv[i] = static_cast<float>(RV_ToDouble(uvs.get()->pArray->pArray[i]));
+          }
+          const float packed = static_cast<float>(4096.0 * std::floor(1024.0 * glyph.sprite_speed) +
+                                                  64.0 * glyph.sprite_frames + (animated ? k : image));
+          const float normal[3] = {half_w, packed, static_cast<float>(effects)};
+          VertexRecord& record = page.vertex_buffer(frame);
+          put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal, sprite_colour, uv[0],
+                   uv[1], uv[2], uv[3], static_cast<float>(glyph.font_scale), half_h);
         }
-        const double speed = glyph.sprite_speed;
-        const float packed = static_cast<float>(4096.0 * std::floor(1024.0 * speed) + 64.0 * glyph.sprite_frames +
-                                                glyph.sprite_image);
-        const float normal[3] = {half_w, packed, static_cast<float>(effects)};
-        VertexRecord& record = page.vertex_buffer(frame);
-        put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal,
-                 0xFF000000u | (colour & 0xFFFFFFu) | (colour & 0xFF000000u), uv[0], uv[1], uv[2], uv[3],
-                 static_cast<float>(glyph.font_scale), half_h);
+        if (!region.empty()) region_boxes.push_back({left, top, right, bottom});
         continue;
       }
       if (glyph.texture < 0) continue;
@@ -213,9 +232,9 @@ void generator_write_vbuffs(Generator& gen) {
         bottom += static_cast<float>(py);
       }
       if (!region.empty()) region_boxes.push_back({left, top, right, bottom});
-      const float normal[3] = {half_w, 0, static_cast<float>(effects)};
+      const float normal[3] = {half_w, 0, static_cast<float>(cycling ? effects | (1 << 7) : effects)};
       VertexRecord& record = page.vertex_buffer(glyph);
-      put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal, colour,
+      put_quad(VertexBuffer_Get(record.buffer), stride, left, top, right, bottom, z, normal, cycling ? cycle_hues : colour,
                static_cast<float>(glyph.u0), static_cast<float>(glyph.v0), static_cast<float>(glyph.u1),
                static_cast<float>(glyph.v1), static_cast<float>(glyph.font_scale), half_h);
     }

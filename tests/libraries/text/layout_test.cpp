@@ -1,6 +1,7 @@
 // Elements, the tag parser and layout: tags, colours, alignment, scale, wrapping and pages read
 // back from the built model (its pages, their glyph codes and the quads in their vertex buffers),
 // the element cache and its lifetime, and the draw-state functions.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ struct Quad {
   float left, top, right, bottom;
   uint32_t colour;
   float z;
+  float half_width_tl, sprite, half_width_br;  // the normal's x at the top-left and bottom-right corners, its y
 };
 
 class LayoutTest : public TextLibraryTest {
@@ -54,12 +56,12 @@ class LayoutTest : public TextLibraryTest {
       const VertexBuffer* b = VertexBuffer_Get(record.buffer);
       const uint32_t stride = b->formatPtr->stride;
       for (uint32_t v = 0; v + 6 <= b->vertexCount; v += 6) {
-        float tl[3], br[3];
+        float tl[6], br[6];
         uint32_t colour = 0;
-        std::memcpy(tl, b->data + v * stride, 12);
-        std::memcpy(br, b->data + (v + 4) * stride, 12);
+        std::memcpy(tl, b->data + v * stride, 24);
+        std::memcpy(br, b->data + (v + 4) * stride, 24);
         std::memcpy(&colour, b->data + v * stride + 24, 4);
-        out.push_back({tl[0], tl[1], br[0], br[1], colour, tl[2]});
+        out.push_back({tl[0], tl[1], br[0], br[1], colour, tl[2], tl[3], tl[4], br[3]});
       }
     }
     return out;
@@ -342,6 +344,58 @@ TEST_F(LayoutTest, TheGamesWordsKeepTheirTagColourOverTheStartingDrawColour) {
   EXPECT_EQ(e->blend_colour_, 0xFFFFFFu);
   EXPECT_DOUBLE_EQ(e->blend_alpha_, 1.0);
   for (const Quad& q : quads(*e->get_model(true)->pages[0])) EXPECT_EQ(q.colour, 0xFFACBECDu);
+}
+
+// A still in-line sprite is one quad of its image; an animated one a quad per frame, each with its
+// place in the cycle packed beside the speed and the frame count. Corners carry signed half sizes.
+TEST_F(LayoutTest, InlineSpritesAnimateThroughAQuadPerFrame) {
+  const std::vector<Quad> still = quads(*model(element("[spr_scorpion_projectile,2]"))->pages[0]);
+  ASSERT_EQ(still.size(), 1u);
+  EXPECT_EQ(still[0].sprite, 64 * 4 + 2);
+  EXPECT_FLOAT_EQ(still[0].half_width_tl, -0.5f * (still[0].right - still[0].left));
+  EXPECT_FLOAT_EQ(still[0].half_width_br, 0.5f * (still[0].right - still[0].left));
+  const std::vector<Quad> animated = quads(*model(element("a[spr_scorpion_projectile,1,0.5]"))->pages[0]);
+  ASSERT_EQ(animated.size(), 5u);
+  for (int k = 0; k < 4; ++k) {
+    const Quad& q = animated[static_cast<size_t>(k + 1)];
+    EXPECT_EQ(q.sprite, 4096 * 512 + 64 * 4 + k) << k;
+    EXPECT_EQ(q.left, animated[1].left);
+    EXPECT_EQ(q.z, animated[1].z) << "one character";
+  }
+  std::string message;
+  try {
+    model(element("[spr_scorpion_projectile,0,5]"));
+  } catch (const KVTSLException& e) {
+    message = e.message();
+  }
+  EXPECT_NE(message.find("Image speed cannot be more than 4.0 (5)"), std::string::npos) << message;
+}
+
+// region_detect takes the element's transform and its skew back off the pointer.
+TEST_F(LayoutTest, RegionDetectFindsRegionsUnderAScaledAndSkewedText) {
+  const tsl::Value e = element("[region,first]AB[/region] CD");
+  const Page& page = *model(e)->pages[0];
+  ASSERT_EQ(page.regions.size(), 1u);
+  double right = -1e9, bottom = -1e9, top = 1e9;
+  for (const auto& b : page.regions[0].bboxes) {
+    right = std::max(right, b[2]);
+    top = std::min(top, b[1]);
+    bottom = std::max(bottom, b[3]);
+  }
+  const double lx = right - 1, ly = bottom - 1;
+  auto detect = [&](double px, double py) {
+    const tsl::Value found = method(e, "region_detect", {RV_Real(100), RV_Real(50), RV_Real(px), RV_Real(py)});
+    return RV_Kind(*found) == kRVString ? std::string(RV_StringText(*found)) : std::string("-");
+  };
+  EXPECT_EQ(detect(100 + lx, 50 + ly), "first");
+  EXPECT_EQ(detect(100 + right + 8, 50 + ly), "-");
+  method(e, "transform", {RV_Real(2), RV_Real(2), RV_Real(0)});
+  EXPECT_EQ(detect(100 + 2 * lx, 50 + 2 * ly), "first");
+  method(e, "transform", {RV_Real(1), RV_Real(1), RV_Real(0)});
+  method(e, "skew", {RV_Real(1), RV_Real(0)});
+  // The sheared corner lies ly further right, outside the unsheared box.
+  EXPECT_EQ(detect(100 + lx + ly, 50 + ly), "first");
+  EXPECT_EQ(detect(100 + lx, 50 + top + 1), "first") << "the top edge moves less";
 }
 
 }  // namespace
