@@ -74,6 +74,22 @@ class SpriteDrawTest : public ::testing::Test {
   static tsl::Value Call(const char* name, std::initializer_list<RValue> args) {
     return tsl::call(name, nullptr, nullptr, args);
   }
+  // A builtin called with arguments built at run time, as a table row holds them; its number result.
+  static double CallRow(const char* name, std::vector<RValue> args) {
+    int32_t id = -1;
+    if (!Function_Find(name, &id)) ADD_FAILURE() << "no builtin " << name;
+    if (id < 0) return 0;
+    RValue result = RV_Undefined();
+    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    const double value = RV_Kind(result) == kRVUndefined ? 0 : RV_ToDouble(result);
+    RV_FreeToUndefined(&result);
+    return value;
+  }
+  static double CallRow(const char* name, const std::vector<double>& numbers) {
+    std::vector<RValue> args;
+    for (double a : numbers) args.push_back(R(a));
+    return CallRow(name, std::move(args));
+  }
 
   FakeWindowHost host_;
   NullDevice device_;
@@ -145,12 +161,7 @@ TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
   Call("draw_set_alpha", {R(0.5)});
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    std::vector<RValue> args;
-    for (double a : c.args) args.push_back(R(a));
-    int32_t id = -1;
-    ASSERT_TRUE(Function_Find(c.name, &id));
-    RValue result = RV_Undefined();
-    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    CallRow(c.name, c.args);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
     const Quad& q = quads[c.index];
@@ -409,11 +420,7 @@ TEST_F(SpriteDrawTest, TextFormsTakeTheirColoursScalesAndSeparationFromTheirArgu
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    std::vector<RValue> args = c.args;
-    int32_t id = -1;
-    ASSERT_TRUE(Function_Find(c.name, &id));
-    RValue result = RV_Undefined();
-    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
+    CallRow(c.name, c.args);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
     EXPECT_NEAR(quads[0].x[0], 10, 1e-3);
@@ -486,14 +493,8 @@ TEST_F(SpriteDrawTest, SpriteSettersReachTheirGetters) {
       {"sprite_flush", {kSprFrames}, 0},
   };
   for (const Step& step : steps) {
-    std::vector<RValue> args;
-    for (double a : step.args) args.push_back(R(a));
-    int32_t id = -1;
-    ASSERT_TRUE(Function_Find(step.name, &id)) << step.name;
-    RValue result = RV_Undefined();
-    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
-    if (step.want != kAny) EXPECT_EQ(RV_ToDouble(result), step.want) << step.name << " " << step.args[0];
-    RV_FreeToUndefined(&result);
+    const double got = CallRow(step.name, step.args);
+    if (step.want != kAny) EXPECT_EQ(got, step.want) << step.name << " " << step.args[0];
   }
   const tsl::Value copy = Call("sprite_duplicate", {R(kSprWhite)});
   Call("sprite_merge", {*copy, R(kSprFrames)});
