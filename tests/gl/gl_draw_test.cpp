@@ -191,6 +191,38 @@ TEST_F(GlDrawTest, ShapesCrossingAPortsEdgesCoverOnlyThePort) {
   GR_SetViewport(0, 0, kSize, kSize);
 }
 
+// The target's depth buffer keeps what depth-tested draws wrote, and takes every clear, also the
+// clears made while no draw tested depth.
+TEST_F(GlDrawTest, DepthTestsSeeEarlierDrawsAndEveryClear) {
+  RenderState_Set(kRSZEnable, 1);
+  RenderState_Set(kRSZWriteEnable, 1);
+  GR_Set_Depth(100.0f);
+  Fill(0, 0, 31, 31, 0xFF0000FFu);
+  GR_Set_Depth(200.0f);
+  Fill(0, 0, 63, 63, 0xFF00FF00u);  // farther: hidden behind red
+  ExpectNear(Pixel(10, 10), {255, 0, 0}, "the nearer draw stands");
+  ExpectNear(Pixel(40, 40), {0, 255, 0}, "the farther draw where nothing was nearer");
+
+  Draw_Clear(0xFF000000u);
+  ExpectNear(Pixel(10, 10), {0, 0, 0}, "cleared");
+  Fill(0, 0, 31, 31, 0xFFFF0000u);
+  ExpectNear(Pixel(10, 10), {0, 0, 255}, "the clear emptied the depth buffer");
+
+  GR_Set_Depth(100.0f);
+  Fill(0, 0, 31, 31, 0xFF0000FFu);
+  RenderState_Set(kRSZEnable, 0);
+  Draw_Clear(0xFF000000u);
+  Fill(40, 40, 50, 50, 0xFFFFFFFFu);  // a draw without the depth test between the clear and the next test
+  RenderState_Set(kRSZEnable, 1);
+  GR_Set_Depth(200.0f);
+  Fill(0, 0, 31, 31, 0xFF00FF00u);
+  ExpectNear(Pixel(10, 10), {0, 255, 0}, "a clear made while nothing tested depth still emptied it");
+  ExpectNear(Pixel(45, 45), {255, 255, 255}, "the untested draw");
+
+  RenderState_Set(kRSZEnable, 0);
+  GR_Set_Depth(0.0f);
+}
+
 TEST_F(GlDrawTest, AlphaTestWithReferenceZeroDropsOnlyTransparentPixels) {
   RenderState_Set(kRSAlphaTestEnable, 1);
   RenderState_Set(kRSAlphaRef, 0);

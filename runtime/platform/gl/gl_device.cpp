@@ -18,6 +18,15 @@ struct GlTexture {
   int32_t height = 0;
   int32_t levels = 1;  // GL_TEXTURE_MAX_LEVEL + 1: sampling never reaches past the levels given
   bool live = false;
+  // A target's depth-stencil buffer is attached only while draws test depth or stencil: software
+  // rasterisers take their fast paths (whole rectangles, 8-bit shading) only for targets without
+  // one. Clears made while it is detached wait here and reach it when it is attached again; no
+  // draw can touch it meanwhile, so it then holds exactly what it would have held.
+  bool depth_attached = false;
+  bool depth_clear_pending = false;
+  bool stencil_clear_pending = false;
+  float depth_clear = 1.0f;
+  uint8_t stencil_clear = 0;
 };
 
 struct GlBuffer {
@@ -125,8 +134,10 @@ class GlDevice final : public IDevice {
     for (GlBuffer& b : buffers_) {
       if (b.live) glDeleteBuffers(1, &b.buffer);
     }
-    for (Program& p : programs_) {
-      if (p.program != 0) glDeleteProgram(p.program);
+    for (Program(&pair)[2] : programs_) {
+      for (Program& p : pair) {
+        if (p.program != 0) glDeleteProgram(p.program);
+      }
     }
     for (UserProgram& p : user_programs_) {
       if (p.program != 0) glDeleteProgram(p.program);
@@ -141,7 +152,9 @@ class GlDevice final : public IDevice {
       return false;
     }
     for (int set = 0; set < static_cast<int>(ShaderSet::kCount); ++set) {
-      if (!build_program(static_cast<ShaderSet>(set), error)) return false;
+      for (bool plain : {false, true}) {
+        if (!build_program(static_cast<ShaderSet>(set), plain, error)) return false;
+      }
     }
     glGenVertexArrays(1, &vao_);
     glBindVertexArray(vao_);
@@ -206,13 +219,16 @@ class GlDevice final : public IDevice {
       glGenFramebuffers(1, &t.framebuffer);
       glBindFramebuffer(GL_FRAMEBUFFER, t.framebuffer);
       glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, t.texture, 0);
+      bool complete = true;
       if (with_depth) {
         glGenRenderbuffers(1, &t.depth);
         glBindRenderbuffer(GL_RENDERBUFFER, t.depth);
         glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, width, height);
         glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, t.depth);
+        complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, 0);
       }
-      const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+      complete = complete && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
       glBindFramebuffer(GL_FRAMEBUFFER, current_framebuffer());
       if (!complete) {
         release_texture(&t);
@@ -297,6 +313,21 @@ class GlDevice final : public IDevice {
   }
 
   void Clear(uint32_t flags, uint32_t colour, float depth, uint8_t stencil) override {
+    GlTexture* t = texture(target_);
+    if (t != nullptr && t->depth != 0) {
+      // The clear covers the whole target, so the depth-stencil buffer can wait detached with the
+      // values it is to hold.
+      if (flags & kClearDepth) {
+        t->depth_clear_pending = true;
+        t->depth_clear = depth;
+      }
+      if (flags & kClearStencil) {
+        t->stencil_clear_pending = true;
+        t->stencil_clear = stencil;
+      }
+      if (t->depth_attached && (flags & (kClearDepth | kClearStencil)) != 0) detach_depth(t);
+      flags &= ~static_cast<uint32_t>(kClearDepth | kClearStencil);
+    }
     GLbitfield bits = 0;
     if (flags & kClearColour) bits |= GL_COLOR_BUFFER_BIT;
     if (flags & kClearDepth) bits |= GL_DEPTH_BUFFER_BIT;
@@ -441,15 +472,27 @@ class GlDevice final : public IDevice {
       }
       send_user_matrices(user);
     } else {
-      Program& p = programs_[set];
+      // Without fog and alpha test the pixel stage is a plain sample times colour: software
+      // rasterisers have fast paths for such programs that a discard or a branch rules out.
+      Program& p = programs_[set][!constants_.fog && !constants_.alpha_test ? 1 : 0];
       if (program_ != p.program) {
         glUseProgram(p.program);
         program_ = p.program;
       }
       send_constants(&p);
     }
+    if (depth_.depth_test || depth_.stencil) attach_depth(texture(target_));
     bind_layout(layout, b->buffer, first_byte);
-    glDrawArrays(primitive_mode(type), 0, vertex_count);
+    if (type != PrimitiveType::kTriangleList) {
+      glDrawArrays(primitive_mode(type), 0, vertex_count);
+      return;
+    }
+    // Mesa's software rasteriser sees two triangles of a screen-aligned quad as one rectangle only
+    // when both arrive in one of its segments of at most 4095 vertices; a list cut at a multiple
+    // of 6 keeps every quad whole.
+    for (int32_t start = 0; start < vertex_count; start += kTriangleListChunk) {
+      glDrawArrays(GL_TRIANGLES, start, std::min(kTriangleListChunk, vertex_count - start));
+    }
   }
 
   DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
@@ -627,6 +670,7 @@ class GlDevice final : public IDevice {
  private:
   static constexpr int kScratchUnit = kTextureStages;  // uploads never disturb a stage's binding
   static constexpr int32_t kMaxGuardFactor = 8;
+  static constexpr int32_t kTriangleListChunk = 4092;
 
   GlTexture* texture(DeviceTextureId id) {
     if (id == 0 || id > textures_.size() || !textures_[id - 1].live) return nullptr;
@@ -636,6 +680,32 @@ class GlDevice final : public IDevice {
   GlBuffer* buffer(DeviceBufferId id) {
     if (id == 0 || id > buffers_.size() || !buffers_[id - 1].live) return nullptr;
     return &buffers_[id - 1];
+  }
+
+  // Attaches the depth-stencil buffer of target t (when it has one) and applies the clears that
+  // waited for it.
+  void attach_depth(GlTexture* t) {
+    if (t == nullptr || t->depth == 0 || t->depth_attached) return;
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, t->depth);
+    t->depth_attached = true;
+    GLbitfield bits = 0;
+    if (t->depth_clear_pending) bits |= GL_DEPTH_BUFFER_BIT;
+    if (t->stencil_clear_pending) bits |= GL_STENCIL_BUFFER_BIT;
+    t->depth_clear_pending = t->stencil_clear_pending = false;
+    if (bits == 0) return;
+    glDisable(GL_SCISSOR_TEST);
+    glDepthMask(GL_TRUE);
+    glStencilMask(0xFF);
+    glClearDepth(t->depth_clear);
+    glClearStencil(t->stencil_clear);
+    glClear(bits);
+    glEnable(GL_SCISSOR_TEST);
+    apply_write_masks();
+  }
+
+  void detach_depth(GlTexture* t) {
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, 0);
+    t->depth_attached = false;
   }
 
   void release_texture(GlTexture* t) {
@@ -706,8 +776,9 @@ class GlDevice final : public IDevice {
     glStencilMask(depth_.stencil_write_mask);
   }
 
-  bool build_program(ShaderSet set, std::string* error) {
+  bool build_program(ShaderSet set, bool plain, std::string* error) {
     std::string defines = "#version 330 core\n";
+    if (plain) defines += "#define PLAIN\n";
     if (set != ShaderSet::kColour) defines += "#define TEXTURED\n";
     if (set == ShaderSet::kNormalLit) defines += "#define LIT\n";
     const GLuint vs = compile(GL_VERTEX_SHADER, defines + GlShaders_VertexSource(), error);
@@ -721,7 +792,7 @@ class GlDevice final : public IDevice {
       glDeleteShader(vs);
       return false;
     }
-    Program& p = programs_[static_cast<int>(set)];
+    Program& p = programs_[static_cast<int>(set)][plain ? 1 : 0];
     p.program = glCreateProgram();
     glAttachShader(p.program, vs);
     glAttachShader(p.program, ps);
@@ -859,7 +930,7 @@ class GlDevice final : public IDevice {
   IWindowHost* host_;
   std::vector<GlTexture> textures_;
   std::vector<GlBuffer> buffers_;
-  Program programs_[static_cast<int>(ShaderSet::kCount)];
+  Program programs_[static_cast<int>(ShaderSet::kCount)][2];  // [set][plain pixel stage]
   std::vector<UserProgram> user_programs_;
   DeviceProgramId user_program_ = 0;
   std::vector<GLuint> samplers_;

@@ -1,5 +1,6 @@
 // The built-in shader sets in GLSL 330 core. One source pair serves all four sets; the set is
-// chosen by defines put in front of the source (TEXTURED, NORMALS, LIT).
+// chosen by defines put in front of the source (TEXTURED, LIT); PLAIN leaves the alpha test and
+// fog out of the pixel stage, for the draws that use neither.
 #include "platform/gl/gl_device.h"
 
 namespace {
@@ -84,9 +85,13 @@ void main() {
 #else
   vec4 colour = v_colour;
 #endif
+#ifdef PLAIN
+  out_colour = colour;
+#else
   if (u_alphaTest && u_alphaRef >= colour.a) discard;
   if (u_fogEnable) colour.rgb = colour.rgb + clamp(v_fog, 0.0, 1.0) * (u_fogColour - colour.rgb);
   out_colour = colour;
+#endif
 }
 )";
 
