@@ -186,9 +186,8 @@ void* GR_Alloc_Verts(int32_t prim, GRTexture* texture, uint32_t format, int32_t 
   const bool joins = g_batch.prim != -1 && texture == g_batch.texture && prim == g_batch.prim &&
                      format == g_batch.format && RenderState_AnyDirty() == 0 && !g_batch.no_merge &&
                      g_batch.vertex_count + count <= g_batch.staging_verts;
-  if (joins) {
-    ensure_staging(g_batch.vertex_count + count);
-  } else {
+  // A call that joins fits the staging memory by the test above; only a new batch may grow it.
+  if (!joins) {
     const int32_t previous = g_batch.vertex_count;
     const int32_t old_capacity = g_batch.staging_verts;
     GR_Flush();

@@ -12,7 +12,11 @@ inline void Real(RValue* result, double value) { *result = RV_Real(value); }
 inline void Bool(RValue* result, bool value) { *result = RV_Real(value ? 1.0 : 0.0); }
 
 // Readers that see a missing argument as undefined (0, false, "").
-inline double Arg(int argc, const RValue* argv, int n) { return n < argc ? KVGetReal(argv, n) : 0.0; }
+// Reals, what drawing is nearly always given, are read in place; other kinds go through KVGetReal.
+inline double Arg(int argc, const RValue* argv, int n) {
+  if (n >= argc) return 0.0;
+  return RV_Kind(argv[n]) == kRVReal ? argv[n].val : KVGetReal(argv, n);
+}
 inline int32_t ArgInt(int argc, const RValue* argv, int n) { return n < argc ? KVGetInt32(argv, n) : 0; }
 inline uint32_t ArgColour(int argc, const RValue* argv, int n) { return n < argc ? KVGetUint32(argv, n) : 0; }
 inline bool ArgBool(int argc, const RValue* argv, int n) { return n < argc && KVGetBool(argv, n); }

@@ -30,17 +30,18 @@ struct Walk {
   bool ran = false;
 };
 
-void dispatch(Walk& walk, CInstance* instance) {
+void dispatch(Walk& walk, CInstance* instance, const CEvent* event) {
   if (!walk.ran && walk.before_first != nullptr) walk.before_first();
   walk.ran = true;
-  PerformEventOnInstance(instance, instance, kEventDraw, walk.subtype);
+  PerformEventFound(instance, event, kEventDraw, walk.subtype);
 }
 
 // An instance of the walk: its event, or for Draw its default drawing.
 void visit(Walk& walk, CInstance* instance) {
   if ((instance->flags & kDrawTestMask) != kInstVisible) return;
-  if (instance->object != nullptr && instance->object->HasEvent(kEventDraw, walk.subtype)) {
-    dispatch(walk, instance);
+  const CEvent* event = instance->object != nullptr ? instance->object->FindEvent(kEventDraw, walk.subtype) : nullptr;
+  if (event != nullptr) {
+    dispatch(walk, instance, event);
   } else if (walk.draw_all) {
     Draw_InstanceDefault(instance);
   }

@@ -52,11 +52,9 @@ void Event_RunCode(const CEvent* event, CInstance* self, CInstance* other) {
   Code_Execute(self, other, event->code, nullptr, 0);
 }
 
-void PerformEventDirect(CInstance* self, CInstance* other, int32_t object, int32_t type, int32_t subtype) {
-  CObjectTV* type_object = Object_Find(object);
-  if (type_object == nullptr) return;
-  const CEvent* event = type_object->FindEvent(type, subtype);
-  if (event == nullptr) return;
+namespace {
+
+void run_event(CInstance* self, CInstance* other, const CEvent* event, int32_t type, int32_t subtype) {
   DepthGuard depth;
   if (EventDepth > kMaxEventDepth) {
     KVError("PerformEvent recursion depth failure - check for infinite loops, check objects for parenting");
@@ -68,6 +66,18 @@ void PerformEventDirect(CInstance* self, CInstance* other, int32_t object, int32
   CurrentEventNumber = subtype;
   EventContextScope context(event->ownerObject, type, subtype);
   Event_RunCode(event, self, other);
+}
+
+}  // namespace
+
+const CEvent* Event_Find(int32_t object, int32_t type, int32_t subtype) {
+  const CObjectTV* type_object = Object_Find(object);
+  return type_object != nullptr ? type_object->FindEvent(type, subtype) : nullptr;
+}
+
+void PerformEventDirect(CInstance* self, CInstance* other, int32_t object, int32_t type, int32_t subtype) {
+  const CEvent* event = Event_Find(object, type, subtype);
+  if (event != nullptr) run_event(self, other, event, type, subtype);
 }
 
 void PerformEvent(CInstance* self, CInstance* other, int32_t object, int32_t type, int32_t subtype) {
@@ -84,6 +94,15 @@ void PerformEventOnInstance(CInstance* self, CInstance* other, int32_t type, int
   if (self == nullptr) return;
   try {
     PerformEvent(self, other, self->objectIndex, type, subtype);
+  } catch (const KVTSLException& exception) {
+    World_UnhandledException(exception);
+  }
+}
+
+void PerformEventFound(CInstance* self, const CEvent* event, int32_t type, int32_t subtype) {
+  try {
+    if (Run_Room == nullptr || !Event_Allowed(self, type)) return;
+    run_event(self, self, event, type, subtype);
   } catch (const KVTSLException& exception) {
     World_UnhandledException(exception);
   }

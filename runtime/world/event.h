@@ -66,6 +66,12 @@ void PerformEventAll(int32_t type, int32_t subtype);
 // PerformEvent without the instance, room and filter checks.
 void PerformEventDirect(CInstance* self, CInstance* other, int32_t object, int32_t type, int32_t subtype);
 
+// The event that instances of object run for (type, subtype), own or inherited; null for none.
+const CEvent* Event_Find(int32_t object, int32_t type, int32_t subtype);
+// PerformEventOnInstance with self as other and the event already found (Event_Find of self's
+// object): the passes look an event up once for a run of instances of one object.
+void PerformEventFound(CInstance* self, const CEvent* event, int32_t type, int32_t subtype);
+
 // Whether the room-change filter lets an event of this type run on self now.
 bool Event_Allowed(const CInstance* self, int32_t type);
 

@@ -47,6 +47,9 @@ void pass_where(int32_t type, int32_t subtype, Test test) {
   const int64_t c = PassCounter++;
   int32_t count = 0;
   const int32_t* objects = Object_EventObjects(type, subtype, &count);
+  // The event of the last object seen: a run of instances of one object looks it up once.
+  int32_t seen_object = -1;
+  const CEvent* event = nullptr;
   for (int32_t i = 0; i < count; ++i) {
     const CObjectTV* object = Object_Find(objects[i]);
     if (object == nullptr) continue;
@@ -54,7 +57,12 @@ void pass_where(int32_t type, int32_t subtype, Test test) {
       CInstance* instance = node->instance;
       node = node->next;
       if (!Instance_IsLive(instance) || instance->createCounter > c) continue;
-      if (test(instance)) PerformEventOnInstance(instance, instance, type, subtype);
+      if (!test(instance)) continue;
+      if (instance->objectIndex != seen_object) {
+        seen_object = instance->objectIndex;
+        event = Event_Find(seen_object, type, subtype);
+      }
+      if (event != nullptr) PerformEventFound(instance, event, type, subtype);
     }
   }
 }
