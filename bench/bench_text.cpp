@@ -1,6 +1,7 @@
 // Draws 10000 characters of text a frame (100 lines of 100) with draw_text's path into the
 // batcher and the recording null device, and reports microseconds per character. The font is the
-// runtime's default font (FreeType-rendered atlas, one texture): every glyph quad joins one batch.
+// runtime's default font (FreeType glyphs rendered into its glyph cache on first use, one texture):
+// every glyph quad joins one batch.
 #include <benchmark/benchmark.h>
 
 #include <chrono>

@@ -285,6 +285,13 @@ void GR_SetCustomFormatResolver(CustomFormatResolver resolver) { g_format_resolv
 void GR_SetUserProgram(DeviceProgramId program) { g_user_program = program; }
 DeviceProgramId GR_UserProgram() { return g_user_program; }
 
+void GR_BeginEvent(const char* name, uint32_t colour) {
+  if (g_device != nullptr) g_device->BeginEvent(name, colour);
+}
+void GR_EndEvent() {
+  if (g_device != nullptr) g_device->EndEvent();
+}
+
 void GR_Set_Depth(float z) { g_depth = std::clamp(z, -16000.0f, 16000.0f); }
 float GR_Depth() { return g_depth; }
 

@@ -70,6 +70,10 @@ void GR_SetUserProgram(DeviceProgramId program);
 DeviceProgramId GR_UserProgram();
 
 // The depth all 2D drawing writes, clamped to -16000..16000.
+// A named device event span (colour 0xRRGGBB) for graphics debuggers; nothing is flushed.
+void GR_BeginEvent(const char* name, uint32_t colour);
+void GR_EndEvent();
+
 void GR_Set_Depth(float z);
 float GR_Depth();
 

@@ -14,6 +14,7 @@
 #include "graphics/sprite.h"
 #include "graphics/sprite_draw.h"
 #include "graphics/texture_table.h"
+#include "graphics/window.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ int32_t g_halign = 0;
 int32_t g_valign = 0;
 
 constexpr uint32_t kFallbackGlyph = 9647;  // U+25AF
+constexpr uint32_t kTextEventColour = 0xffff00;
 
 const void* first_record() {
   const auto& table = Font_Table();
@@ -145,7 +147,8 @@ void glyph_uv(const TextFont& f, const FontGlyph& g, float pad, float tw, float 
 // A sprite font's line: each glyph's frame whole, its corner at (pen + offset x scale, row), where
 // the pen starts at x and the row at y, both moved by the sprite's origin. A space only moves the
 // pen.
-void draw_sprite_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, const uint32_t (&corners)[4]) {
+void draw_sprite_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, const uint32_t (&corners)[4],
+                      float spacing, float gap) {
   const CSprite* sprite = Sprite_Data(f.spriteIndex);
   if (sprite == nullptr) return;
   float pen = x + static_cast<float>(sprite->xOrigin) * f.scaleX;
@@ -159,17 +162,17 @@ void draw_sprite_line(const TextFont& f, float x, float y, const uint32_t* codes
                       static_cast<float>(sprite->height), static_cast<float>(g->offset) * f.scaleX + pen, row, f.scaleX,
                       f.scaleY, 0.0f, corners);
     }
-    pen += static_cast<float>(g->shift) * f.scaleX;
+    pen += static_cast<float>(g->shift) * f.scaleX + spacing + (codes[i] == 32 ? gap : 0.0f);
   }
 }
 
-void draw_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, uint32_t colour) {
-  const uint32_t sprite_corners[4] = {colour, colour, colour, colour};
-  if (f.spriteIndex >= 0) return draw_sprite_line(f, x, y, codes, n, sprite_corners);
+// One line of glyph quads with its glyphs' upper edge at top (the atlas border included). The
+// pen moves by each advance, plus spacing behind every character and gap behind each space.
+void draw_line_at(const TextFont& f, float x, float top, const uint32_t* codes, size_t n, uint32_t colour,
+                  float spacing, float gap) {
   float tw = 0, th = 0;
   GRTexture* texture = Font_Texture(f, &tw, &th);
   const uint32_t corners[4] = {colour, colour, colour, colour};
-  const float top = y - static_cast<float>(f.ascenderOffset) * f.scaleY - 1.0f;
   float pen = x;
   const FontGlyph* previous = nullptr;
   for (size_t i = 0; i < n; ++i) {
@@ -191,9 +194,15 @@ void draw_line(const TextFont& f, float x, float y, const uint32_t* codes, size_
       const Corner p[4] = {{left, upper}, {right, upper}, {right, lower}, {left, lower}};
       if (!put_quad(texture, p, u0, v0, u1, v1, corners)) return;
     }
-    pen += static_cast<float>(g->shift) * f.scaleX;
+    pen += static_cast<float>(g->shift) * f.scaleX + spacing + (codes[i] == 32 ? gap : 0.0f);
     previous = g;
   }
+}
+
+void draw_line(const TextFont& f, float x, float y, const uint32_t* codes, size_t n, uint32_t colour) {
+  const uint32_t corners[4] = {colour, colour, colour, colour};
+  if (f.spriteIndex >= 0) return draw_sprite_line(f, x, y, codes, n, corners, 0.0f, 0.0f);
+  draw_line_at(f, x, y - static_cast<float>(f.ascenderOffset) * f.scaleY - 1.0f, codes, n, colour, 0.0f, 0.0f);
 }
 
 // Glyph quads along an axis: the pen starts at (x, y) and moves by its advance along (c, -s);
@@ -274,14 +283,59 @@ struct Laid {
 
 }  // namespace
 
+void Font_DrawSpaced(const TextFont& font, float x, float y, const uint32_t* codes, size_t count, uint32_t colour,
+                     float char_spacing, float extra_gap) {
+  if (font.spriteIndex >= 0) {
+    const uint32_t corners[4] = {colour, colour, colour, colour};
+    return draw_sprite_line(font, x, y, codes, count, corners, char_spacing, extra_gap);
+  }
+  const float top = y + static_cast<float>(font.maxHeight - font.ascender - font.ascenderOffset) * font.scaleY - 1.0f;
+  draw_line_at(font, x, top, codes, count, colour, char_spacing, extra_gap);
+}
+
 // ---- TextFont -------------------------------------------------------------------------------------
+
+TextFont::~TextFont() {
+  if (cache != nullptr) Font_ReleaseFace(cache->face);
+}
+
+namespace {
+
+// A cached glyph's cell becomes the most recently used, stamped with this frame.
+void touch(GlyphCache& cache, GlyphCacheNode* node) {
+  node->lastUsedFrame = Window_State().frame_number;
+  if (cache.head == node) return;
+  node->prev->next = node->next;
+  if (node->next != nullptr) {
+    node->next->prev = node->prev;
+  } else {
+    cache.tail = node->prev;
+  }
+  node->prev = nullptr;
+  node->next = cache.head;
+  cache.head->prev = node;
+  cache.head = node;
+}
+
+}  // namespace
 
 const FontGlyph* TextFont::GetGlyph(uint32_t code) const {
   int32_t low = 0, high = static_cast<int32_t>(glyphs.size()) - 1;
   while (low <= high) {
     const int32_t mid = low + (high - low) / 2;
     const uint32_t c = glyphs[static_cast<size_t>(mid)].character;
-    if (c == code) return &glyphs[static_cast<size_t>(mid)];
+    if (c == code) {
+      const FontGlyph& g = glyphs[static_cast<size_t>(mid)];
+      if (cache != nullptr) {
+        GlyphCacheNode* node = cache->glyphNodes[static_cast<size_t>(mid)];
+        if ((g.x != -1 || g.y != -1) && node != nullptr) {
+          touch(*cache, node);
+        } else {
+          GlyphCache_Put(*this, static_cast<size_t>(mid));
+        }
+      }
+      return &g;
+    }
     if (c < code) {
       low = mid + 1;
     } else {
@@ -556,12 +610,14 @@ void Text_Draw(float x, float y, const char* text, int32_t sep, int32_t width) {
   if (g_valign == 1) y = y - static_cast<float>(h / 2) - static_cast<float>(((lines - 1) * sep) / 2);
   if (g_valign == 2) y = y - static_cast<float>(h) - static_cast<float>((lines - 1) * sep);
   const uint32_t colour = Draw_MergedColour();
+  GR_BeginEvent("Text", kTextEventColour);
   for (int32_t k = 0; k < lines; ++k) {
     const TextLine& l = laid.lines[static_cast<size_t>(k)];
     if (l.length == 0) continue;
     const uint32_t* codes = laid.codes.data() + l.start;
     draw_line(*f, aligned_x(*f, x, codes, l.length), y + static_cast<float>(k * sep), codes, l.length, colour);
   }
+  GR_EndEvent();
 }
 
 void Text_DrawColour(float x, float y, const char* text, int32_t sep, int32_t width, const TextColours& colours) {
@@ -601,12 +657,15 @@ void Text_DrawTransformed(float x, float y, const char* text, int32_t sep, int32
   start_y -= move * step_y;
   const float sx = xscale * f->scaleX, sy = yscale * f->scaleY;
   TextColours plain;
+  const bool plain_form = colours == nullptr;
   if (colours == nullptr) {
     const uint32_t merged = Draw_MergedColour();
     plain = TextColours{merged & 0xFFFFFFu, merged & 0xFFFFFFu, merged & 0xFFFFFFu, merged & 0xFFFFFFu,
                         static_cast<double>(merged >> 24) / 255.0};
     colours = &plain;
   }
+  // The plain form is a "Text" span of its own for graphics debuggers; the colour form isn't.
+  if (plain_form) GR_BeginEvent("Text", kTextEventColour);
   for (int32_t k = 0; k < lines; ++k) {
     const TextLine& l = laid.lines[static_cast<size_t>(k)];
     if (l.length == 0) continue;
@@ -621,4 +680,5 @@ void Text_DrawTransformed(float x, float y, const char* text, int32_t sep, int32
     const float oy = ly - c * sy * static_cast<float>(f->ascenderOffset);
     draw_line_general(*f, ox, oy, codes, l.length, sx, sy, s, c, *colours, true);
   }
+  if (plain_form) GR_EndEvent();
 }

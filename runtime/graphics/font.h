@@ -16,12 +16,47 @@
 #include "graphics/asset_fonts.h"
 
 class GRTexture;
+struct Texture;
+
+// The glyph cache of a run-time (FreeType) font: one texture of equal cells, each holding at most
+// one rendered glyph, kept in an exact least-recently-used list. A glyph is rendered into the
+// least recently used cell the first time it is looked up; the cell's old glyph goes back to
+// "not cached" (x = y = -1). A cell used this frame is reused only after the batch is flushed, and
+// only the changed cell is uploaded.
+struct GlyphCacheNode {
+  GlyphCacheNode* prev = nullptr;  // towards the head (most recently used)
+  GlyphCacheNode* next = nullptr;
+  FontGlyph* glyph = nullptr;
+  int32_t x = 0, y = 0;  // the cell's corner on the texture
+  uint32_t lastUsedFrame = 0xFFFFFFFFu;
+};
+struct GlyphCache {
+  GlyphCacheNode* head = nullptr;
+  GlyphCacheNode* tail = nullptr;
+  Texture* texture = nullptr;  // with CPU pixels; owned by its slot
+  void* face = nullptr;        // the font's FreeType face
+  int32_t capacity = 0;
+  int32_t slot = -1;
+  int32_t cellWidth = 0, cellHeight = 0;
+  int32_t texWidth = 0, texHeight = 0;
+  int32_t padX = 2, padY = 2;
+  std::vector<GlyphCacheNode> nodes;
+  std::vector<GlyphCacheNode*> glyphNodes;  // parallel to the font's glyphs: its cell, or null
+  uint64_t renders = 0;  // glyphs rendered into cells so far
+};
 
 struct TextFont {
+  TextFont() = default;
+  TextFont(const TextFont&) = delete;
+  TextFont& operator=(const TextFont&) = delete;
+  ~TextFont();
+
   std::string fontName;
   const uint8_t* pageEntry = nullptr;  // the atlas on a texture page; null for run-time fonts
   std::vector<FontGlyph> glyphs;       // sorted by character
   std::vector<uint8_t> kerningStore;   // the pairs of glyphs a run-time font built
+  std::vector<uint8_t> fileData;       // a FreeType font's file, read by its face for its life
+  std::unique_ptr<GlyphCache> cache;   // a FreeType font's cells; null for every other font
   float size = 12.0f;
   int32_t ascenderOffset = 0;
   int32_t ascender = 0;
@@ -38,6 +73,8 @@ struct TextFont {
   bool bold = false, italic = false;
   bool valid = true;
 
+  // The glyph of a code (else of U+25AF, else null). A FreeType font's glyph is put into its cache
+  // cell when it isn't there, and its cell marked used this frame: measuring fills the cache too.
   const FontGlyph* GetGlyph(uint32_t code) const;
   // The kerning amount of `glyph` after `other`; 0 without a pair.
   int32_t GetKerning(uint32_t other, const FontGlyph& glyph) const;
@@ -101,6 +138,32 @@ void Text_DrawColour(float x, float y, const char* text, int32_t sep, int32_t wi
 void Text_DrawTransformed(float x, float y, const char* text, int32_t sep, int32_t width, float xscale,
                           float yscale, float angle, const TextColours* colours);
 
+// A sequence text box: the lines of a string laid out in a box (align: low byte 0 left, 1 centre,
+// 2 right, 3 justified; next byte 0 top, 1 middle, 2 bottom, which applies when wrapping). Each
+// line keeps its own text with runs of spaces squeezed to one when wrapping, its place in the box,
+// its width, its word count and the gap a justified line adds behind each space.
+struct TextBoxLine {
+  std::vector<uint32_t> codes;
+  float x = 0, y = 0;
+  float extraGap = 0;
+  float width = 0;
+  bool isLast = false;  // the last line of a paragraph (without wrapping, of the text)
+  int32_t words = 0;
+};
+struct TextBox {
+  std::vector<TextBoxLine> lines;
+  float width = 0;   // the widest line
+  float height = 0;  // of the text
+};
+void Text_LayoutBox(const char* text, const TextFont& font, float box_width, float box_height, int32_t align,
+                    bool wrap, float char_spacing, float line_spacing, float paragraph_spacing, TextBox* out);
+// One line drawn like the plain form, with its row from the font's height and ascender, the pen
+// moved by char_spacing behind every character and by extra_gap behind each space.
+void Font_DrawSpaced(const TextFont& font, float x, float y, const uint32_t* codes, size_t count, uint32_t colour,
+                     float char_spacing, float extra_gap);
+// Every line of a laid-out box, the box's corner at (x, y).
+void Text_DrawBox(float x, float y, const TextFont& font, const TextBox& box, uint32_t colour, float char_spacing);
+
 // The glyph of a font's atlas on its page: (entry x + glyph x, entry y + glyph y).
 void Font_GlyphPagePosition(const TextFont& font, const FontGlyph& glyph, int32_t* x, int32_t* y);
 // The texture the font draws from, and its texel size; null when it has none.
@@ -108,6 +171,14 @@ GRTexture* Font_Texture(const TextFont& font, float* texel_w, float* texel_h);
 
 // Frees the default font's texture; it is made again at next use.
 void Font_ReleaseDefault();
+
+// The cell size of a FreeType font's cache page (font_texture_page_size, process-wide; 1024).
+int32_t Font_TexturePageSize();
+void Font_SetTexturePageSize(int32_t size);
+// Renders glyph `index` of a FreeType font into its cache's least recently used cell.
+void GlyphCache_Put(const TextFont& font, size_t index);
+// Ends a FreeType font's face (the font's destructor).
+void Font_ReleaseFace(void* face);
 
 // Registrars: the text and font queries, and font_add.
 void Font_RegisterBuiltins();

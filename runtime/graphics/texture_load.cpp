@@ -472,6 +472,8 @@ void TextureLoad_SetRoots(const std::string& save_area, const std::string& game_
   manager().save_area = save_area;
   manager().game_directory = game_directory;
 }
+const std::string& TextureLoad_SaveArea() { return manager().save_area; }
+const std::string& TextureLoad_GameDirectory() { return manager().game_directory; }
 
 bool TextureLoad_RequestSlot(int32_t index, bool fetch, bool synchronous) {
   TextureSlot* slot = Texture_Slot(index);

@@ -35,6 +35,8 @@ void TextureLoad_SetAsync(bool async);  // file reads and decodes through jobs; 
 // Where external page files are looked for: the save area first, then beside the game. Both are
 // directory prefixes ending in '/', or "" for the current directory.
 void TextureLoad_SetRoots(const std::string& save_area, const std::string& game_directory);
+const std::string& TextureLoad_SaveArea();
+const std::string& TextureLoad_GameDirectory();
 
 // Starts loading a page (texture_preload, texture_prefetch); true when a request runs or the page
 // was ready.

@@ -225,6 +225,11 @@ class IDevice {
   virtual void SetProgramUniform(DeviceProgramId /*program*/, int32_t /*location*/, UniformType /*type*/,
                                  int32_t /*columns*/, int32_t /*count*/, const void* /*data*/) {}
 
+  // A named span of device work for graphics debuggers, with a colour (0xRRGGBB); spans nest, and
+  // each BeginEvent is closed by one EndEvent. Nothing is drawn or flushed by them.
+  virtual void BeginEvent(const char* /*name*/, uint32_t /*colour*/) {}
+  virtual void EndEvent() {}
+
   // Reads a rectangle of the current target as RGBA words, rows top-down. False when the
   // rectangle leaves the target or nothing can be read.
   virtual bool ReadPixels(const DeviceRect& rect, uint32_t* out) = 0;

@@ -14,6 +14,7 @@
 #include "core/memory.h"
 #include "core/timing.h"
 #include "data/game_data.h"
+#include "graphics/font.h"
 #include "graphics/surface.h"
 #include "world/builtin_var_rows.h"
 #include "world/event.h"
@@ -308,8 +309,8 @@ void BuiltinVar_AddGlobalRows() {
       {"error_last", +[](CInstance*, int32_t, RValue* out) { set_text(out, Error_Last()); return true; },
        +[](CInstance*, int32_t, RValue* value) { Error_SetLast(text_of(value)); return true; }},
       {"application_surface", +[](CInstance*, int32_t, RValue* out) { return read_real(out, AppSurface().id); }, nullptr},
-      {"font_texture_page_size", +[](CInstance*, int32_t, RValue* out) { return read_real(out, g_RunVariables.fontTexturePageSize); },
-       +[](CInstance*, int32_t, RValue* value) { g_RunVariables.fontTexturePageSize = BuiltinVar_Int(value); return true; }},
+      {"font_texture_page_size", +[](CInstance*, int32_t, RValue* out) { return read_real(out, Font_TexturePageSize()); },
+       +[](CInstance*, int32_t, RValue* value) { Font_SetTexturePageSize(BuiltinVar_Int(value)); return true; }},
       {"os_type", get_zero, nullptr},
       {"os_device", get_zero, nullptr},  // a desktop display
       {"os_version", +[](CInstance*, int32_t, RValue* out) { return read_real(out, os_version()); }, nullptr},

@@ -27,7 +27,6 @@ struct RunVariables {
   std::string captionLives = "Lives: ";
   std::string captionHealth = "Health: ";
   int32_t cursorSprite = -1;
-  int32_t fontTexturePageSize = 1024;
 };
 extern RunVariables g_RunVariables;
 // Back to the start values (InitGame's reset of the run variables).

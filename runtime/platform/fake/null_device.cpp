@@ -176,6 +176,7 @@ int NullDevice::count(DeviceCallKind kind) const {
 void NullDevice::clear_record() {
   calls_.clear();
   draws_.clear();
+  event_names_.clear();
 }
 
 size_t NullDevice::buffer_size(DeviceBufferId buffer) const {

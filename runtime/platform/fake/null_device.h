@@ -34,13 +34,15 @@ enum class DeviceCallKind : int32_t {
   kPresent,
   kSetTextureMipLevel,
   kCopyToBackBuffer,
+  kBeginEvent,
+  kEndEvent,
   kCount,
 };
 inline constexpr const char* kDeviceCallKindNames[] = {
     "CreateTexture", "UpdateTexture", "DestroyTexture", "BindTexture", "SetRenderTarget", "SetViewport",
     "SetScissor", "Clear", "SetBlend", "SetDepthStencil", "SetRaster", "SetSampler", "SetConstants",
     "CreateVertexBuffer", "WriteVertexBuffer", "DestroyVertexBuffer", "Draw", "ReadPixels", "Flush", "Present",
-    "SetTextureMipLevel", "CopyToBackBuffer"};
+    "SetTextureMipLevel", "CopyToBackBuffer", "BeginEvent", "EndEvent"};
 static_assert(sizeof(kDeviceCallKindNames) / sizeof(kDeviceCallKindNames[0]) ==
               static_cast<size_t>(DeviceCallKind::kCount));
 
@@ -100,6 +102,13 @@ class NullDevice final : public IDevice {
   DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
                                 std::vector<DeviceUniform>* uniforms) override;
   void UseProgram(DeviceProgramId program) override { program_ = program; }
+  // A span's colour goes in the call's a, its name to event_names().
+  void BeginEvent(const char* name, uint32_t colour) override {
+    if (!recording_) return;
+    record(DeviceCallKind::kBeginEvent, colour);
+    event_names_.emplace_back(name);
+  }
+  void EndEvent() override { record(DeviceCallKind::kEndEvent); }
   bool ReadPixels(const DeviceRect& rect, uint32_t* out) override;
   void Flush() override;
   void CopyToBackBuffer(DeviceTextureId target, bool linear) override;
@@ -108,6 +117,7 @@ class NullDevice final : public IDevice {
   // The record.
   const std::vector<DeviceCall>& calls() const { return calls_; }
   const std::vector<RecordedDraw>& draws() const { return draws_; }
+  const std::vector<std::string>& event_names() const { return event_names_; }
   int count(DeviceCallKind kind) const;
   void clear_record();
   // When false, draws keep no copy of their vertices (benchmarks).
@@ -162,6 +172,7 @@ class NullDevice final : public IDevice {
   bool recording_ = true;
   std::vector<DeviceCall> calls_;
   std::vector<RecordedDraw> draws_;
+  std::vector<std::string> event_names_;
   std::vector<Texture> textures_;
   std::vector<Buffer> buffers_;
   BlendDesc blend_;

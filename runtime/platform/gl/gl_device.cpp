@@ -164,6 +164,7 @@ class GlDevice final : public IDevice {
       SetSampler(stage, SamplerDesc{});
       glBindSampler(stage, samplers_[stage]);
     }
+    debug_groups_ = epoxy_gl_version() >= 43 || epoxy_has_gl_extension("GL_KHR_debug");
     anisotropy_ = epoxy_has_gl_extension("GL_EXT_texture_filter_anisotropic") ||
                   epoxy_has_gl_extension("GL_ARB_texture_filter_anisotropic");
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_texture_size_);
@@ -587,6 +588,14 @@ class GlDevice final : public IDevice {
 
   void UseProgram(DeviceProgramId id) override { user_program_ = user_program(id) != nullptr ? id : 0; }
 
+  // Debug groups where the context has them; the colour has no place in GL's groups.
+  void BeginEvent(const char* name, uint32_t colour) override {
+    if (debug_groups_) glPushDebugGroup(GL_DEBUG_SOURCE_APPLICATION, colour, -1, name);
+  }
+  void EndEvent() override {
+    if (debug_groups_) glPopDebugGroup();
+  }
+
   void SetProgramUniform(DeviceProgramId id, int32_t location, UniformType type, int32_t columns, int32_t count,
                          const void* data) override {
     UserProgram* p = user_program(id);
@@ -953,6 +962,7 @@ class GlDevice final : public IDevice {
   int32_t guard_x_ = 1, guard_y_ = 1;
   uint32_t msaa_levels_ = 0;
   bool anisotropy_ = false;
+  bool debug_groups_ = false;
 };
 
 }  // namespace
