@@ -156,6 +156,7 @@ void font_add_all_from_project() {
     if (project_font_name(index).rfind("__newfont", 0) == 0) continue;
     font_add_from_project(index);
   }
+  font_add_all_msdf_from_project();
 }
 
 // Adds one project font by index; used by scribble_font_add.

@@ -57,6 +57,12 @@ bool thai_top(uint32_t code);
 bool thai_lower(uint32_t code);
 bool thai_upper(uint32_t code);
 
+// The Unicode-to-Krutidev tables: the Krutidev codes of the longest run (up to four codes) that
+// starts at `codes`, null without one; *length is the run's length. The vowel signs and marks that
+// stay with a consonant.
+const std::vector<uint32_t>* krutidev_lookup(const uint32_t* codes, size_t n, size_t* length);
+bool krutidev_matra(uint32_t code);
+
 // ---- Fonts ---------------------------------------------------------------------------------------
 // The 19 columns of a font's glyph row.
 enum GlyphColumn : int32_t {
@@ -120,6 +126,9 @@ Font* font_data(const std::string& name);
 Font* add_font(std::unique_ptr<Font> font);
 void destroy_font(const std::string& name);
 void font_add_all_from_project();
+// A distance-field font from a sprite and its metrics file; the tagged sprites of the project.
+void font_add_msdf(const std::string& name, const RValue& sprite, const std::string& json_name);
+void font_add_all_msdf_from_project();
 // font_get_name of a font index.
 std::string project_font_name(int32_t index);
 // The default font's name; empty when none is set.

@@ -1,9 +1,12 @@
 // The font store: the game's fonts as registered at start-up (glyph rows against the runtime's
 // atlas), the default font, scaling, glyph and kerning edits, superfonts, and the library's errors.
+#include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "data/asset_names.h"
 #include "graphics/font.h"
+#include "text/scribble_internal.h"
 #include "text_fixture.h"
 
 namespace {
@@ -181,6 +184,7 @@ TEST_F(FontsTest, DuplicateRenameAndDelete) {
   EXPECT_EQ(RV_Kind(*call(tsl_Script_scribble_font_get_default)), static_cast<uint32_t>(kRVUndefined));
 }
 
+// A distance-field font: a sprite for the atlas and the generator's metrics file (top origin).
 }  // namespace
 
 namespace {
@@ -213,6 +217,84 @@ TEST_F(FontsTest, SpriteFontsMapFramesToCharacters) {
   EXPECT_NE(error_of(tsl_Script_scribble_font_add_from_sprite, {*str("fnt_more"), RV_Real(sprite), *str("abcdefghijklmnopqrstuvwxyz0123456789"), RV_Real(0)})
                 .find("frames, fewer than the 36 characters of the mapping string"),
             std::string::npos);
+}
+
+// A distance-field font: a sprite for the atlas and the generator's metrics file (top origin).
+TEST_F(FontsTest, MsdfFontsTakeTheirGlyphsFromTheMetricsFile) {
+  const double sprite = sprite_with_frames();
+  ASSERT_GE(sprite, 0);
+  const std::string path = testing::TempDir() + "fnt_msdf_metrics.json";
+  {
+    std::ofstream out(path);
+    out << R"({"atlas": {"type": "msdf", "distanceRange": 4, "size": 32, "width": 64, "height": 64, "yOrigin": "top"},
+      "metrics": {"emSize": 1, "lineHeight": 1.25, "ascender": -0.75, "descender": 0.25},
+      "glyphs": [{"unicode": 32, "advance": 0.25},
+                 {"unicode": 65, "advance": 0.5, "planeBounds": {"left": 0.0625, "top": -0.75, "right": 0.5625, "bottom": 0},
+                  "atlasBounds": {"left": 16, "top": 8, "right": 32, "bottom": 32}}],
+      "kerning": [{"unicode1": 65, "unicode2": 65, "advance": -0.0625}]})";
+  }
+  call(tsl_Script_scribble_font_add_msdf, {*str("fnt_msdf"), RV_Real(sprite), *str(path.c_str())});
+  ASSERT_TRUE(exists("fnt_msdf"));
+  EXPECT_EQ(glyph("fnt_msdf", "A", kSeparation), 16);
+  EXPECT_EQ(glyph("fnt_msdf", "A", kWidth), 16);
+  EXPECT_EQ(glyph("fnt_msdf", "A", kHeight), 24);
+  EXPECT_EQ(glyph("fnt_msdf", "A", kXOffset), 2);
+  EXPECT_EQ(glyph("fnt_msdf", "A", 4), 0) << "the glyph's top on the ascender";
+  EXPECT_EQ(glyph("fnt_msdf", " ", kSeparation), 8);
+  EXPECT_EQ(glyph("fnt_msdf", "A", kFontHeight), 40);
+  EXPECT_EQ(glyph("fnt_msdf", "A", 16), 4) << "the distance range";
+  const tsl::Value uvs = tsl::call("sprite_get_uvs", nullptr, nullptr, {RV_Real(sprite), RV_Real(0)});
+  const double l = RV_ToDouble(uvs.get()->pArray->pArray[0]), r = RV_ToDouble(uvs.get()->pArray->pArray[2]);
+  const double t = RV_ToDouble(uvs.get()->pArray->pArray[1]), b = RV_ToDouble(uvs.get()->pArray->pArray[3]);
+  EXPECT_NEAR(glyph("fnt_msdf", "A", kU0), l + 0.25 * (r - l), 1e-9);
+  EXPECT_NEAR(glyph("fnt_msdf", "A", kU1), l + 0.5 * (r - l), 1e-9);
+  EXPECT_NEAR(glyph("fnt_msdf", "A", kV0), t + 0.125 * (b - t), 1e-9);
+  EXPECT_NEAR(glyph("fnt_msdf", "A", kV1), t + 0.5 * (b - t), 1e-9);
+  EXPECT_EQ(call(tsl_Script_scribble_kerning_pair_get, {*str("fnt_msdf"), *str("A"), *str("A")}).real(), -2);
+  // A distance-field font's glyphs don't mix with standard ones in a superfont.
+  call(tsl_Script_scribble_super_create, {*str("fnt_super")});
+  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_regular"), RV_Bool(true), *str("B")});
+  EXPECT_NE(error_of(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_msdf"), RV_Bool(true), *str("A")})
+                .find("Cannot mix standard and MSDF glyphs"),
+            std::string::npos);
+  EXPECT_NE(error_of(tsl_Script_scribble_font_add_msdf, {*str("fnt_msdf2"), RV_Real(sprite), *str("no_such_metrics.json")})
+                .find("Could not find \"no_such_metrics.json\""),
+            std::string::npos);
+  std::remove(path.c_str());
+}
+
+TEST(KrutidevTablesTest, LongestRunOfUpToFourCodesWins) {
+  struct Case {
+    std::u32string text;
+    size_t length;
+    std::u32string krutidev;
+  };
+  const Case cases[] = {
+      {U"\u0915\u094D\u0937", 3, U"{k"},                  // ksha
+      {U"\u0915\u094D\u0937\u094D", 4, U"{"},            // half ksha
+      {U"\u092A\u094D\u0930\u093E", 3, U"\u00E7"},       // pra, the aa sign left for the next run
+      {U"\u0915", 1, U"d"},                                 // ka
+      {U"\u0924\u094D\u0924\u094D", 4, U"\u00D9"},       // half tta
+      {U"\u091C\u093C", 2, U"t"},                          // za, as the parser leaves it: ja and nukta
+      {U"\u0906", 1, U"vk"},                                // aa
+      {U"\u0967", 1, U"\u0192"},                            // digit one
+      {U"x", 0, U""},
+  };
+  for (const Case& c : cases) {
+    const std::vector<uint32_t> codes(c.text.begin(), c.text.end());
+    size_t length = 99;
+    const std::vector<uint32_t>* got = scribble::krutidev_lookup(codes.data(), codes.size(), &length);
+    EXPECT_EQ(length, c.length);
+    if (c.length == 0) {
+      EXPECT_EQ(got, nullptr);
+      continue;
+    }
+    ASSERT_NE(got, nullptr);
+    EXPECT_EQ(std::u32string(got->begin(), got->end()), c.krutidev);
+  }
+  EXPECT_TRUE(scribble::krutidev_matra(0x093E));
+  EXPECT_TRUE(scribble::krutidev_matra(0x0902));
+  EXPECT_FALSE(scribble::krutidev_matra(0x0915));
 }
 
 }  // namespace
