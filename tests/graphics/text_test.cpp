@@ -176,7 +176,7 @@ TEST_F(GlyphCacheTest, ASmallCacheFlushesAtEachReuseOfACellOfThisFrameAndUploads
   GR_Set_View(0, 0, 640, 360, 0);
   GR_Flush();
   device_.clear_record();
-  CallBuiltin("draw_text", {R(0), R(0), S("abcdefghijklmnop")});
+  Number("draw_text", {R(0), R(0), S("abcdefghijklmnop")});
   GR_Flush();
   EXPECT_GT(device_.count(DeviceCallKind::kDraw), 1) << "16 glyphs through " << cache.capacity << " cells";
   EXPECT_EQ(Glyph(*f, 'a').x, -1) << "the first glyph lost its cell";
@@ -193,7 +193,7 @@ TEST_F(GlyphCacheTest, ASmallCacheFlushesAtEachReuseOfACellOfThisFrameAndUploads
   GR_Set_View(0, 0, 640, 360, 0);
   GR_Flush();
   device_.clear_record();
-  CallBuiltin("draw_text", {R(0), R(0), S("ab")});
+  Number("draw_text", {R(0), R(0), S("ab")});
   EXPECT_EQ(device_.count(DeviceCallKind::kDraw), 0) << "no flush for cells of an earlier frame";
   GR_Flush();
   EXPECT_EQ(device_.count(DeviceCallKind::kDraw), 1);
@@ -217,8 +217,7 @@ TEST_F(TextTest, PlainFormsOpenATextEventSpanAndColourFormsDont) {
   };
   for (const Case& c : cases) {
     device_.clear_record();
-    RValue r = CallBuiltin(c.name, c.args);
-    RV_FreeToUndefined(&r);
+    Number(c.name, c.args);
     EXPECT_EQ(device_.count(DeviceCallKind::kBeginEvent), c.span ? 1 : 0) << c.name;
     EXPECT_EQ(device_.count(DeviceCallKind::kEndEvent), c.span ? 1 : 0) << c.name;
     if (c.span) {
