@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,13 +13,11 @@
 #include "graphics/image_files.h"
 #include "graphics/surface.h"
 #include "graphics/window.h"
-#include "platform/fake/fake_display.h"
 #include "platform/files.h"
-#include "platform/gl/gl_device.h"
 #include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
 #include "scripts/game_code.h"
 #include "scripts/globals.h"
+#include "game_gl_start.h"
 #include "support/draw_game.h"
 
 namespace {
@@ -49,14 +46,7 @@ void ExpectColour(uint32_t got, uint32_t want, const std::string& what) {
 class CombatDrawTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Window_UsePlatform(nullptr, nullptr);
-    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
-    std::ifstream in(std::string(KOVA_BINARY_DIR) + "/data.win", std::ios::binary);
-    std::vector<uint8_t> image{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
-    game_.window_width = 640;
-    game_.window_height = 360;
-    ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
+    StartGameOnGl(&game_);
   }
   void TearDown() override {
     game_.Stop();

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -13,10 +12,8 @@
 #include "core/script_api.h"
 #include "graphics/texture_table.h"
 #include "graphics/window.h"
-#include "platform/fake/fake_display.h"
-#include "platform/gl/gl_device.h"
 #include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
+#include "game_gl_start.h"
 #include "support/draw_game.h"
 #include "text/scribble.h"
 
@@ -31,14 +28,7 @@ constexpr double kXOffset = 3, kWidth = 5, kHeight = 6, kSeparation = 8, kTextur
 class TextBakeTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Window_UsePlatform(nullptr, nullptr);
-    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
-    std::ifstream in(std::string(KOVA_BINARY_DIR) + "/data.win", std::ios::binary);
-    std::vector<uint8_t> image{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
-    game_.window_width = 640;
-    game_.window_height = 360;
-    ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
+    StartGameOnGl(&game_);
   }
   void TearDown() override {
     game_.Stop();
