@@ -57,12 +57,30 @@ Box local_box(Element* e) {
   return box;
 }
 
-// A point of element space on the screen at (x, y).
+// A point of element space on the screen at (x, y). The shader shears the text about its origin
+// (x by y, y by x) before the element's transform, so the point is sheared first.
 void transform_point(Element* e, double x, double y, double px, double py, double* ox, double* oy) {
   e->update_matrix(x, y);
   const auto& m = e->matrix_;
-  *ox = px * m[0] + py * m[4] + m[12];
-  *oy = px * m[1] + py * m[5] + m[13];
+  const double kx = px + e->skew_x_ * py, ky = py + e->skew_y_ * px;
+  *ox = kx * m[0] + ky * m[4] + m[12];
+  *oy = kx * m[1] + ky * m[5] + m[13];
+}
+
+// The screen point (px, py) back in element space for the element drawn at (x, y); false when
+// the transform or the shear flattens the text.
+bool untransform_point(Element* e, double x, double y, double px, double py, double* lx, double* ly) {
+  e->update_matrix(x, y);
+  const auto& m = e->matrix_;
+  const double det = m[0] * m[5] - m[1] * m[4];
+  const double sx = e->skew_x_, sy = e->skew_y_;
+  const double shear = 1 - sx * sy;
+  if (det == 0 || shear == 0) return false;
+  const double dx = px - m[12], dy = py - m[13];
+  const double kx = (dx * m[5] - dy * m[4]) / det, ky = (dy * m[0] - dx * m[1]) / det;
+  *lx = (kx - sx * ky) / shear;
+  *ly = (ky - sy * kx) / shear;
+  return true;
 }
 
 // The axis-aligned box on the screen: {left, top, right, bottom}.
@@ -174,8 +192,10 @@ ELEMENT_METHOD(transform) {
 
 ELEMENT_METHOD(skew) {
   ELEMENT_ENTRY(skew);
-  e->skew_x_ = real_or(ARG(0), 0);
-  e->skew_y_ = real_or(ARG(1), 0);
+  const double sx = real_or(ARG(0), 0), sy = real_or(ARG(1), 0);
+  if (sx != e->skew_x_ || sy != e->skew_y_) e->bbox_dirty_ = true;
+  e->skew_x_ = sx;
+  e->skew_y_ = sy;
   RETURN_SELF;
 }
 
@@ -287,20 +307,10 @@ ELEMENT_METHOD(region_detect) {
   ELEMENT_ENTRY(region_detect);
   const Page* page = current_page(e);
   if (page == nullptr) return result;
-  // The pointer in element space (the transform without rotation is inverted directly).
-  e->update_matrix(RV_ToDouble(ARG(0)), RV_ToDouble(ARG(1)));
-  const auto& m = e->matrix_;
-  const double det = m[0] * m[5] - m[1] * m[4];
-  if (det == 0) return result;
-  const double dx = RV_ToDouble(ARG(2)) - m[12], dy = RV_ToDouble(ARG(3)) - m[13];
-  double lx = (dx * m[5] - dy * m[4]) / det, ly = (dy * m[0] - dx * m[1]) / det;
-  // The shader shears the text about its origin (x by y, y by x): the point is sheared back.
-  const double sx = e->skew_x_, sy = e->skew_y_;
-  const double shear = 1 - sx * sy;
-  if (shear == 0) return result;
-  const double ux = (lx - sx * ly) / shear, uy = (ly - sy * lx) / shear;
-  lx = ux;
-  ly = uy;
+  double lx = 0, ly = 0;
+  if (!untransform_point(e, RV_ToDouble(ARG(0)), RV_ToDouble(ARG(1)), RV_ToDouble(ARG(2)), RV_ToDouble(ARG(3)), &lx, &ly)) {
+    return result;
+  }
   for (const Region& region : page->regions) {
     for (const auto& b : region.bboxes) {
       if (lx >= b[0] && lx <= b[2] && ly >= b[1] && ly <= b[3]) return scope.give(Value::String(region.name.c_str()));

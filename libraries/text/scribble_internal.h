@@ -228,6 +228,7 @@ struct Glyph {
   double separation = 0;
   double left_offset = 0;
   double font_scale = 1;
+  double span_scale = 1;  // the [scale] the parser applied to the row
   int64_t texture = -1;  // a texture handle as vertex_submit takes it
   double texel_w = 0, texel_h = 0;
   double u0 = 0, u1 = 0, v0 = 0, v1 = 0;

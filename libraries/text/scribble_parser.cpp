@@ -101,6 +101,8 @@ class Parser {
  private:
   void set_font(const std::string& name);
   void glyph_from_font(uint32_t code, uint32_t lookup);
+  // A row of the code alone (class by its block), its glyph left to stage 3.
+  void unshaped(uint32_t code);
   void space_like(int32_t code, int32_t cls, double width_factor);
   void line_feed();
   void page_break();
@@ -160,37 +162,15 @@ void Parser::push_glyph(Glyph g) {
   gen_.glyphs.push_back(g);
 }
 
-Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index) {
-  Glyph g;
-  g.code = static_cast<int32_t>(row[kGlyphUnicode]);
-  g.cls = static_cast<int32_t>(row[kGlyphBidi]);
-  g.xoff = row[kGlyphXOffset];
-  g.yoff = row[kGlyphYOffset];
-  g.width = row[kGlyphWidth];
-  g.height = row[kGlyphHeight];
-  g.font_height = row[kGlyphFontHeight];
-  g.separation = row[kGlyphSeparation];
-  g.left_offset = row[kGlyphLeftOffset];
-  g.font_scale = row[kGlyphFontScale];
-  g.texture = index < font.textures.size() ? font.textures[index] : -1;
-  g.u0 = row[kGlyphU0];
-  g.u1 = row[kGlyphU1];
-  g.v0 = row[kGlyphV0];
-  g.v1 = row[kGlyphV1];
-  g.msdf = font.msdf;
-  g.msdf_pxrange = font.msdf_pxrange;
-  return g;
-}
-
 void Parser::glyph_from_font(uint32_t code, uint32_t lookup) {
   int32_t at = font_->row_of(lookup);
+  if (at < 0 && font_->is_krutidev && lookup >= 32 && lookup < 65535) {
+    // A Krutidev font keeps its glyphs at their rewritten codes: the row waits for stage 3.
+    unshaped(code);
+    return;
+  }
   if (at < 0) {
-    char shown[5] = {};
-    std::u32string one(1, static_cast<char32_t>(code));
-    const std::string utf8 = encode(one);
-    std::strncpy(shown, utf8.c_str(), 4);
-    trace("Couldn't find glyph data for character code " + number_text(code) + " (" + shown + ") in font \"" +
-          font_name_ + "\"");
+    trace_missing_glyph(code, font_name_);
     at = font_->row_of(63);
     if (at < 0) return;
   }
@@ -201,6 +181,17 @@ void Parser::glyph_from_font(uint32_t code, uint32_t lookup) {
     if (it != font_->kerning.end()) gen_.glyphs.back().separation += it->second * font_->rows[0][kGlyphFontScale];
   }
   last_code_ = g.code;
+  push_glyph(g);
+}
+
+void Parser::unshaped(uint32_t code) {
+  Glyph g;
+  g.code = static_cast<int32_t>(code);
+  g.cls = bidi_class(code);
+  g.msdf = font_->msdf;
+  g.msdf_pxrange = font_->msdf_pxrange;
+  gen_.unshaped_rows = true;
+  last_code_ = -1;
   push_glyph(g);
 }
 
@@ -246,6 +237,7 @@ void Parser::close_span() {
       g.separation *= scale_;
       g.left_offset *= scale_;
       g.font_scale *= scale_;
+      g.span_scale *= scale_;
     }
   }
   span_start_ = gen_.glyphs.size();
@@ -384,9 +376,15 @@ bool Parser::tag(std::vector<std::string>& params, size_t* at) {
     return true;
   }
   if (name == "cycle") {
+    if (n < 2) {
+      trace("Not enough parameters for [cycle] tag!");
+      return true;
+    }
+    // Four hues; fewer given repeat in order.
     Control c;
     c.type = kControlCycle;
-    for (size_t i = 1; i < n && i <= 4; ++i) c.cycle[i - 1] = static_cast<uint32_t>(param_real(i, 0));
+    const size_t given = std::min<size_t>(n - 1, 4);
+    for (size_t i = 0; i < 4; ++i) c.cycle[i] = static_cast<uint32_t>(param_real(1 + i % given, 0));
     control(c);
     gen_.model->has_animation = true;
     return true;
@@ -727,7 +725,11 @@ void Parser::run() {
         model.has_hebrew = true;
         model.has_r2l = true;
       } else if (c >= 2304 && c <= 2431) {
+        // Devanagari goes in unshaped: stage 3 rewrites it and then finds the glyphs.
         model.has_devanagari = true;
+        unshaped(c);
+        arabic_prev_joins_ = false;
+        continue;
       }
       glyph_from_font(c, c);
     }
@@ -738,6 +740,36 @@ void Parser::run() {
 }
 
 }  // namespace
+
+Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index) {
+  Glyph g;
+  g.code = static_cast<int32_t>(row[kGlyphUnicode]);
+  g.cls = static_cast<int32_t>(row[kGlyphBidi]);
+  g.xoff = row[kGlyphXOffset];
+  g.yoff = row[kGlyphYOffset];
+  g.width = row[kGlyphWidth];
+  g.height = row[kGlyphHeight];
+  g.font_height = row[kGlyphFontHeight];
+  g.separation = row[kGlyphSeparation];
+  g.left_offset = row[kGlyphLeftOffset];
+  g.font_scale = row[kGlyphFontScale];
+  g.texture = index < font.textures.size() ? font.textures[index] : -1;
+  g.u0 = row[kGlyphU0];
+  g.u1 = row[kGlyphU1];
+  g.v0 = row[kGlyphV0];
+  g.v1 = row[kGlyphV1];
+  g.msdf = font.msdf;
+  g.msdf_pxrange = font.msdf_pxrange;
+  return g;
+}
+
+void trace_missing_glyph(uint32_t code, const std::string& font_name) {
+  char shown[5] = {};
+  const std::string utf8 = encode(std::u32string(1, static_cast<char32_t>(code)));
+  std::strncpy(shown, utf8.c_str(), 4);
+  trace("Couldn't find glyph data for character code " + number_text(code) + " (" + shown + ") in font \"" +
+        font_name + "\"");
+}
 
 void generator_limits(Generator& gen, Element& element) {
   gen.model_max_width = element.wrap_max_width_ - element.padding_l_ - element.padding_r_;

@@ -290,6 +290,7 @@ std::shared_ptr<Model> build_model(Element& element, const std::string& cache_na
   gen.reset(model.get(), &element);
   generator_limits(gen, element);
   generator_parse(gen, element);
+  generator_devanagari(gen);
   generator_build_words(gen);
   generator_finalize_bidi(gen);
   generator_build_lines(gen);

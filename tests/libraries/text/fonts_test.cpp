@@ -278,6 +278,12 @@ TEST(KrutidevTablesTest, LongestRunOfUpToFourCodesWins) {
       {U"\u091C\u093C", 2, U"t"},                          // za, as the parser leaves it: ja and nukta
       {U"\u0906", 1, U"vk"},                                // aa
       {U"\u0967", 1, U"\u0192"},                            // digit one
+      {U"\u201C", 1, U"\u00DF"},                            // opening quote, as a straight one opens
+      {U"\u201D", 1, U"\u00DE"},                            // closing quote
+      {U"\u092C\u094D\u0930", 3, U"cz"},                  // ba with the ra sign, before half ba
+      {U"\u0920\u094D\u0930", 3, U"B\u00AA"},            // a round letter takes the other ra sign
+      {U"\u094D ", 1, U"~"},                                 // a virama before a space leaves the space
+      {U"\u093C", 1, U"+"},                                  // a lone nukta
       {U"x", 0, U""},
   };
   for (const Case& c : cases) {

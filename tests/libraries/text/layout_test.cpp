@@ -398,4 +398,85 @@ TEST_F(LayoutTest, RegionDetectFindsRegionsUnderAScaledAndSkewedText) {
   EXPECT_EQ(detect(100 + lx, 50 + top + 1), "first") << "the top edge moves less";
 }
 
+// Devanagari is rewritten into the Krutidev encoding before layout; a font without those glyphs
+// shows the missing-glyph mark for each, at the span's scale, and the tags around the text still
+// take effect at their characters.
+TEST_F(LayoutTest, DevanagariIsRewrittenBeforeLayout) {
+  ConsoleCapture capture;
+  const tsl::Value e = element("a[c_red]\u0915\u093E\u0930\u094D\u092F[/c]b");  // ka aa ra virama ya: dk;Z
+  Model* m = model(e);
+  ASSERT_NE(m, nullptr);
+  EXPECT_TRUE(m->has_devanagari);
+  EXPECT_EQ(codes(*m->pages[0]), U"a????b");
+  EXPECT_NE(capture.text().find("Couldn't find glyph data for character code 65635"), std::string::npos);
+  const std::vector<Quad> q = quads(*m->pages[0]);
+  ASSERT_EQ(q.size(), 6u);
+  const uint32_t expected[] = {0xFFFFFFFFu, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, 0xFF0000FFu, 0xFFFFFFFFu};
+  for (size_t i = 0; i < q.size(); ++i) EXPECT_EQ(q[i].colour, expected[i]) << i;
+  const std::vector<Quad> scaled = quads(*model(element("[scale,2]\u0915"))->pages[0]);
+  ASSERT_EQ(scaled.size(), 1u);
+  const double mark = (*scribble::find_font("fnt_regular")->find('?'))[scribble::kGlyphWidth];
+  EXPECT_NEAR(scaled[0].right - scaled[0].left, 2 * mark, 1e-4);
+}
+
+// A cycle of fewer than four hues repeats them in order through the four bytes of the colour.
+TEST_F(LayoutTest, CycleTagsFillFourHues) {
+  struct Case {
+    const char* text;
+    uint32_t colour;
+  };
+  const Case cases[] = {
+      {"[cycle,1,2,3,4]a", 0x04030201u},
+      {"[cycle,1,2,3]a", 0x01030201u},
+      {"[cycle,10,20]a", 0x140A140Au},
+      {"[cycle,7]a", 0x07070707u},
+      {"[cycle]a", 0xFFFFFFFFu},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    const std::vector<Quad> q = quads(*model(element(c.text))->pages[0]);
+    ASSERT_EQ(q.size(), 1u);
+    EXPECT_EQ(q[0].colour, c.colour);
+  }
+}
+
+// The bounding box follows the shear the shader applies: corners move x by y and y by x about
+// the text's origin, and the axis-aligned box holds them.
+TEST_F(LayoutTest, BoundingBoxesFollowTheSkew) {
+  struct Case {
+    double skew_x, skew_y;
+  };
+  const Case cases[] = {{0, 0}, {0.5, 0}, {0, 0.25}, {-0.5, 0.3}};
+  const tsl::Value e = element("[fa_middle]AB CD");
+  const Page& page = *model(e)->pages[0];
+  const double left = page.min_x, top = page.min_y, right = page.max_x, bottom = page.max_y;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.skew_x << "," << c.skew_y);
+    method(e, "skew", {RV_Real(c.skew_x), RV_Real(c.skew_y)});
+    const tsl::Value box = method(e, "get_bbox", {RV_Real(10), RV_Real(20)});
+    auto field = [&](const char* name) { return tsl::get(KV_AsInstance(box.object()), name).real(); };
+    const double corners[4][2] = {{left, top}, {right, top}, {left, bottom}, {right, bottom}};
+    double min_x = 1e9, min_y = 1e9, max_x = -1e9, max_y = -1e9;
+    const char* names[4][2] = {{"x0", "y0"}, {"x1", "y1"}, {"x2", "y2"}, {"x3", "y3"}};
+    for (int i = 0; i < 4; ++i) {
+      const double x = 10 + corners[i][0] + c.skew_x * corners[i][1];
+      const double y = 20 + corners[i][1] + c.skew_y * corners[i][0];
+      EXPECT_NEAR(field(names[i][0]), x, 1e-3);
+      EXPECT_NEAR(field(names[i][1]), y, 1e-3);
+      min_x = std::min(min_x, x);
+      max_x = std::max(max_x, x);
+      min_y = std::min(min_y, y);
+      max_y = std::max(max_y, y);
+    }
+    EXPECT_NEAR(field("left"), min_x, 1e-3);
+    EXPECT_NEAR(field("right"), max_x, 1e-3);
+    EXPECT_NEAR(field("top"), min_y, 1e-3);
+    EXPECT_NEAR(field("bottom"), max_y, 1e-3);
+    EXPECT_NEAR(method(e, "get_width").real(), max_x - min_x, 1e-3);
+    EXPECT_NEAR(method(e, "get_height").real(), max_y - min_y, 1e-3);
+    EXPECT_NEAR(method(e, "get_left", {RV_Real(10), RV_Real(20)}).real(), min_x, 1e-3);
+    EXPECT_NEAR(method(e, "get_bottom", {RV_Real(10), RV_Real(20)}).real(), max_y, 1e-3);
+  }
+}
+
 }  // namespace
