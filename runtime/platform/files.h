@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+// The process's current directory, without a trailing '/' (except for the root itself).
+std::string Platform_CurrentDirectory();
+
 // The running program's own path, "" when it can't be read.
 std::string Platform_ExecutablePath();
 
@@ -46,3 +49,30 @@ bool Platform_MakeDirectories(const std::string& path);
 // of 2048 bytes or more is skipped, and so is a file whose target already exists. Returns the
 // number of files moved.
 int Platform_MoveAtNamedFiles(const std::string& directory);
+
+// Whether the path names an existing directory, or an existing entry that is not a directory.
+bool Platform_IsDirectory(const std::string& path);
+bool Platform_IsFile(const std::string& path);
+
+// Removes a file (never a directory). False when it is not there or can't be removed.
+bool Platform_DeleteFile(const std::string& path);
+// Moves a file or directory; an existing target file is replaced, as rename(2) does.
+bool Platform_Rename(const std::string& from, const std::string& to);
+// Removes the directory with everything in it, links removed rather than followed. False when the
+// path is no directory or something in it stays.
+bool Platform_RemoveTree(const std::string& path);
+
+// One entry of a directory listing. Attribute bits: read-only 1 (no write permission for this
+// process), hidden 2 (name starts with '.'), directory 16, archive 32 (any other entry).
+struct PlatformDirEntry {
+  std::string name;
+  uint32_t attributes = 0;
+};
+// The entries of directory whose names match the pattern, "." and ".." left out, in the order the
+// system gives them. The pattern is a file-name pattern of '*' and '?' matched whole without regard to
+// case; "*" and "*.*" take every entry. An unreadable
+// or missing directory gives none.
+std::vector<PlatformDirEntry> Platform_ListDirectory(const std::string& directory, const std::string& pattern);
+
+// The attribute bits of one path as the listing reports them; 0 when it does not exist.
+uint32_t Platform_FileAttributes(const std::string& path);

@@ -21,6 +21,7 @@
 #include "graphics/texture_load.h"
 #include "graphics/texture_table.h"
 #include "graphics/window.h"
+#include "storage/file_paths.h"
 #include "world/asset_curves.h"
 #include "world/asset_objects.h"
 #include "world/asset_paths.h"
@@ -38,6 +39,7 @@ bool read_options(const uint8_t* payload, uint32_t size, const uint8_t* image_ba
   Window_SetOptions(Options_Flag(optn::kOptionShowCursor), Options_Flag(optn::kOptionAltEnterFullScreen),
                     Options_Flag(optn::kOptionFreezeOnLostFocus));
   Window_SetColour(Options_Get().window_colour);
+  Files_SetNoSandbox(Options_Flag(optn::kOptionNoSandbox));
   return ok;
 }
 

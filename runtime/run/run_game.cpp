@@ -37,6 +37,8 @@
 #include "run/run_subjects.h"
 #include "storage/buffer.h"
 #include "storage/ds_core.h"
+#include "storage/file_paths.h"
+#include "storage/fn_file.h"
 #include "world/builtin_var_rows.h"
 #include "world/event_async.h"
 #include "world/world_init.h"
@@ -50,6 +52,8 @@ GameImage g_image;
 std::string g_temp_directory;
 bool g_game_started = false;
 bool g_in_game_end = false;
+// The working directory of the game that started this round through -exit; "" otherwise.
+std::string g_parent_directory;
 
 void on_allocation_failure(const char* message) { KVError("%s", message); }
 
@@ -120,6 +124,17 @@ bool PrepareGame() {
 }  // namespace
 
 const RunOptions& Run_Options() { return g_options; }
+
+void Run_SetFileRoots(const std::string& game_path, const std::string& parent_directory) {
+  const GameHeader& header = GameData_Header();
+  const std::string working = GamePath_WorkingDirectory(game_path);
+  // Both folder roots of the data file's flag live under the user's data folder here.
+  Files_SetRoots(working, working, Platform_SaveAreaDirectory(header.display_name), parent_directory);
+  g_DebugConsole->Output("SavePrePend = %s\n", Files_SaveDirectory().c_str());
+  Files_InstallBufferAccess();
+  g_GameDirectories = {Files_WorkingDirectory(), g_temp_directory + "/", Platform_DirectoryOf(Platform_ExecutablePath()),
+                       Files_SaveDirectory()};
+}
 const std::string& Run_TempDirectory() { return g_temp_directory; }
 
 bool InitGame() {
@@ -179,10 +194,8 @@ bool StartGame() {
   g_DebugConsole->Output("Create Load Form\n");
   g_DebugConsole->Output("Do The Work\n");
   std::srand(static_cast<unsigned>(Timing_Time()));
-  TextureLoad_SetRoots(Platform_SaveAreaDirectory(header.display_name),
-                       GamePath_WorkingDirectory(g_options.game_path));
-  g_GameDirectories = {GamePath_WorkingDirectory(g_options.game_path), g_temp_directory + "/",
-                       Platform_DirectoryOf(Platform_ExecutablePath()), Platform_SaveAreaDirectory(header.display_name)};
+  Run_SetFileRoots(g_options.game_path, g_parent_directory);
+  TextureLoad_SetRoots(Files_SaveDirectory(), Files_BundleDirectory());
   Assets_InstallReaders();
   // Scripts must be findable by name while the load links the function entries; an error raised
   // before the variable tables exist is reported at once instead of thrown.
@@ -263,6 +276,9 @@ void ShutDownGame() {
   DebugFile_Reset();
   Variable_ResetNames();
   Options_ReleaseIni();
+  File_CloseAll();
+  Buffer_SetFileAccess(nullptr);
+  Files_Reset();
   g_game_started = false;
 }
 
@@ -331,6 +347,7 @@ int Kova_Main(int argc, char** argv, const DisplayPlatform& platform, const Audi
     exit_status = Run_ExitCode;
     if (g_options.exit_set) {
       g_options.exit_set = false;
+      g_parent_directory = GamePath_WorkingDirectory(g_options.game_path);
       g_command_line = Options_ExitCommandLine(g_options.exit_path);
       Run_Restart = true;
     }

@@ -19,6 +19,12 @@ bool InitGame();
 bool StartGame();
 void ShutDownGame();
 
+// The file roots of a started game: the bundle and working directory are the data file's folder,
+// the save area is named by the header's display name (loaded already), parent_directory is the
+// folder of a game that started this one through -exit ("" otherwise). Also what game_save_id
+// and working_directory show, and the buffers' whole-file access.
+void Run_SetFileRoots(const std::string& game_path, const std::string& parent_directory);
+
 void Run_Start();
 void Run_End();
 void Run_Restart_Game();

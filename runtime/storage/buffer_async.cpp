@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/console.h"
+#include "storage/file_paths.h"
 #include "core/error.h"
 #include "storage/buffer.h"
 
@@ -84,6 +85,8 @@ void BufferAsync_GroupOption(const char* option, const std::string& value) {
   for (const char* known : kKnownOptions) {
     if (std::strcmp(option, known) == 0) {
       g_options.emplace_back(option, value);
+      // A temporary-file location the game names is a place its saves may be written.
+      if (std::strcmp(option, "temprloc") == 0) Files_AllowWrite(value.c_str(), true);
       return;
     }
   }

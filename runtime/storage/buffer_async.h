@@ -11,7 +11,7 @@
 // group to save", "Group name should not contain whitespace or slash characters.", "mixing async
 // save and loads in the same group" (all raised); an unknown group option prints
 // "unknown option %s passed to F_BUFFER_Async_Group_Option\n". The known options are kept with the
-// request and change nothing on this platform.
+// request; "temprloc" also lets writes reach every name under its value (a wildcard write-allow entry).
 #include <cstdint>
 #include <string>
 #include <utility>

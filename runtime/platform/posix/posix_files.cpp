@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fnmatch.h>
+
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -97,6 +99,8 @@ bool exists_at(int dir_fd, const char* name) {
 }
 
 }  // namespace
+
+std::string Platform_CurrentDirectory() { return current_directory(); }
 
 std::string Platform_ExecutablePath() {
   std::vector<char> buffer(PATH_MAX);
@@ -242,4 +246,73 @@ std::string Platform_SaveAreaDirectory(const std::string& display_name) {
   }
   if (root.back() != '/') root += '/';
   return root + name + "/";
+}
+
+bool Platform_IsDirectory(const std::string& path) { return !path.empty() && is_directory(path); }
+
+bool Platform_IsFile(const std::string& path) {
+  struct stat info {};
+  return !path.empty() && ::stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
+bool Platform_DeleteFile(const std::string& path) {
+  struct stat info {};
+  if (path.empty() || ::lstat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) return false;
+  return ::unlink(path.c_str()) == 0;
+}
+
+bool Platform_Rename(const std::string& from, const std::string& to) {
+  return !from.empty() && !to.empty() && ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool Platform_RemoveTree(const std::string& path) {
+  if (path.empty() || !is_directory(path)) return false;
+  DIR* dir = ::opendir(path.c_str());
+  if (dir == nullptr) return false;
+  std::vector<std::string> names;
+  while (const dirent* entry = ::readdir(dir)) {
+    if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) names.emplace_back(entry->d_name);
+  }
+  ::closedir(dir);
+  const std::string base = path.back() == '/' ? path : path + "/";
+  for (const std::string& name : names) {
+    const std::string child = base + name;
+    struct stat info {};
+    if (::lstat(child.c_str(), &info) != 0) continue;
+    if (S_ISDIR(info.st_mode)) {
+      Platform_RemoveTree(child);
+    } else {
+      ::unlink(child.c_str());
+    }
+  }
+  return ::rmdir(path.c_str()) == 0;
+}
+
+uint32_t Platform_FileAttributes(const std::string& path) {
+  struct stat info {};
+  if (path.empty() || ::stat(path.c_str(), &info) != 0) return 0;
+  uint32_t bits = S_ISDIR(info.st_mode) ? 16u : 32u;
+  if (::access(path.c_str(), W_OK) != 0) bits |= 1u;
+  const size_t slash = path.find_last_not_of('/');
+  const size_t start = slash == std::string::npos ? 0 : path.rfind('/', slash);
+  const size_t name = start == std::string::npos ? 0 : start + 1;
+  if (name < path.size() && path[name] == '.') bits |= 2u;
+  return bits;
+}
+
+std::vector<PlatformDirEntry> Platform_ListDirectory(const std::string& directory, const std::string& pattern) {
+  std::vector<PlatformDirEntry> entries;
+  DIR* dir = ::opendir(directory.empty() ? "." : directory.c_str());
+  if (dir == nullptr) return entries;
+  const std::string base = directory.empty() || directory.back() == '/' ? directory : directory + "/";
+  // "*.*" names every entry, dotted or not, as such masks mean on the systems that wrote them.
+  const bool match_all = pattern == "*" || pattern == "*.*";
+  while (const dirent* entry = ::readdir(dir)) {
+    const char* name = entry->d_name;
+    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+    if (!match_all && ::fnmatch(pattern.c_str(), name, FNM_CASEFOLD) != 0) continue;
+    entries.push_back(PlatformDirEntry{name, Platform_FileAttributes(base + name)});
+  }
+  ::closedir(dir);
+  return entries;
 }
