@@ -69,7 +69,7 @@
   X(__android_lowercase) X(__threshold_min) X(__threshold_max) X(__source) X(__gamepad) X(__name)       \
   X(mini) X(maxi) X(x) X(y) X(mouse_x) X(mouse_y) X(current_time) X(delta_time) X(keyboard_lastkey)     \
   X(__input_source_keyboard) X(__input_source_mouse) X(__input_source_gamepad) X(__input_frame)        \
-  X(__input_combo_name) X(gamepad_description) X(threshold_min) X(threshold_max) X(working_directory)
+  X(__input_combo_name) X(gamepad_description) X(threshold_min) X(threshold_max)
 
 // The builtins it calls.
 #define INPUT_BUILTINS(X)                                                                               \

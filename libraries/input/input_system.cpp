@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 #include "core/call.h"
 #include "core/object.h"
@@ -248,16 +247,11 @@ std::vector<DefaultProfile> default_bindings() {
   return {{"keyboard_and_mouse", {{"select", select}, {"refund", refund}, {"cancel", cancel}}}, {"gamepad", {}}};
 }
 
-// An included file of the game (in its working directory, beside the data file), read whole;
-// false when it isn't there.
+// An included file of the game, read whole through the runtime's file layer (the save area's copy
+// first, then the one beside the game); false when it is in neither.
 bool read_included_file(const char* name, std::string* bytes) {
-  const Value path = text(shown(*tsl::get(tsl::global(), v_working_directory)) + name);
-  if (f_file_exists.id >= 0) {
-    if (!RV_ToBool(*builtin(f_file_exists, {*path}))) return false;
-  } else {
-    std::ifstream probe(RV_StringText(*path), std::ios::binary);
-    if (!probe) return false;
-  }
+  const Value path = text(name);
+  if (!RV_ToBool(*builtin(f_file_exists, {*path}))) return false;
   const Value buffer = builtin(f_buffer_load, {*path});
   if (RV_ToDouble(*buffer) < 0) return false;
   const int32_t size = static_cast<int32_t>(builtin_real(f_buffer_get_size, {*buffer}));
@@ -271,12 +265,8 @@ bool read_included_file(const char* name, std::string* bytes) {
 }
 
 std::string environment_variable(const char* name) {
-  if (f_environment_get_variable.id >= 0) {
-    const Value value = builtin(f_environment_get_variable, {*text(name)});
-    return is_string(*value) ? RV_StringText(*value) : "";
-  }
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+  const Value value = builtin(f_environment_get_variable, {*text(name)});
+  return is_string(*value) ? RV_StringText(*value) : "";
 }
 
 // The controller database, then the type table and the blacklist when the game includes them.
