@@ -53,6 +53,8 @@ void generator_set_padding_flags(Generator& gen);
 
 // A glyph row of the generator from the font's row at `index` (its code as the text carries it).
 Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index);
+// Scales a row's position and size columns and its font scale (a [scale] span).
+void scale_glyph(Glyph& g, double factor);
 // The trace of a character that the font lacks.
 void trace_missing_glyph(uint32_t code, const std::string& font_name);
 

@@ -279,16 +279,7 @@ void refresh_glyphs(Generator& gen) {
       if (at < 0) continue;  // nothing to draw it with: the row goes, as the parser drops it
     }
     Glyph fresh = glyph_of_row(*font, font->rows[static_cast<size_t>(at)], static_cast<size_t>(at));
-    const double scale = glyph.span_scale;
-    fresh.xoff *= scale;
-    fresh.yoff *= scale;
-    fresh.width *= scale;
-    fresh.height *= scale;
-    fresh.font_height *= scale;
-    fresh.separation *= scale;
-    fresh.left_offset *= scale;
-    fresh.font_scale *= scale;
-    fresh.span_scale = scale;
+    scale_glyph(fresh, glyph.span_scale);
     fresh.control_count = glyph.control_count;
     out.push_back(fresh);
   }

@@ -228,16 +228,7 @@ void Parser::page_break() {
 void Parser::close_span() {
   if (scale_ != 1.0) {
     for (size_t i = span_start_; i < gen_.glyphs.size(); ++i) {
-      Glyph& g = gen_.glyphs[i];
-      g.xoff *= scale_;
-      g.yoff *= scale_;
-      g.width *= scale_;
-      g.height *= scale_;
-      g.font_height *= scale_;
-      g.separation *= scale_;
-      g.left_offset *= scale_;
-      g.font_scale *= scale_;
-      g.span_scale *= scale_;
+      scale_glyph(gen_.glyphs[i], scale_);
     }
   }
   span_start_ = gen_.glyphs.size();
@@ -761,6 +752,18 @@ Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index) {
   g.msdf = font.msdf;
   g.msdf_pxrange = font.msdf_pxrange;
   return g;
+}
+
+void scale_glyph(Glyph& g, double factor) {
+  g.xoff *= factor;
+  g.yoff *= factor;
+  g.width *= factor;
+  g.height *= factor;
+  g.font_height *= factor;
+  g.separation *= factor;
+  g.left_offset *= factor;
+  g.font_scale *= factor;
+  g.span_scale *= factor;
 }
 
 void trace_missing_glyph(uint32_t code, const std::string& font_name) {
