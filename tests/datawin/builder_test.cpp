@@ -67,6 +67,7 @@ void write_sources(const TempDir& dir) {
   const std::string vertex = "#version 330 core\nin vec3 in_Position;\nin vec4 in_Colour;\nvoid main() { gl_Position = vec4(in_Position, 1.0); }\n";
   std::ofstream(dir.file("shaders/shd_plain.vsh")) << vertex;
   std::ofstream(dir.file("shaders/shd_plain.fsh")) << "#version 330 core\nout vec4 c;\nvoid main() { c = vec4(1.0); }\n";
+  std::ofstream(dir.file("shaders/shd_half.fsh")) << "#version 330 core\nout vec4 c;\nvoid main() { c = vec4(0.5); }\n";
 }
 
 const char kSmallGame[] =
@@ -87,6 +88,7 @@ const char kSmallGame[] =
     "- fnt_main file=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf size=11 first=32 last=90\n"
     "[shaders]\n"
     "2 shd_plain\n"
+    "3 shd_half vertex=shaders/shd_plain\n"
     "[curves]\n"
     "curve 0 ac_sway\n"
     "channel sway smooth 0:0 0.5:3 1:0\n"
@@ -161,6 +163,12 @@ TEST_F(Builder, SmallGameLoadsAsItsManifestDescribes) {
   ASSERT_EQ(shader->attributes.size(), 2u);
   EXPECT_STREQ(shader->attributes[1], "in_Colour");
   EXPECT_NE(std::string(shader->programs[0]).find("gl_Position"), std::string::npos);
+  // A shader may take another's vertex program with its own fragment program.
+  const ShaderAsset* half = Shader_Table().get(3);
+  ASSERT_NE(half, nullptr);
+  EXPECT_STREQ(half->programs[0], shader->programs[0]);
+  EXPECT_NE(std::string(half->programs[1]).find("vec4(0.5)"), std::string::npos);
+  EXPECT_EQ(half->attributes.size(), 2u);
   EXPECT_STREQ(CurveAsset_Table().get(0)->channels[0].name, "sway");
 
   // Events are bound to their rows of the function table; parents and flags as listed.

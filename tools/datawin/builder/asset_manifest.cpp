@@ -205,13 +205,14 @@ bool parse_asset_sections(const std::string& text, const std::string& source, As
         break;
       }
       case Section::kShaders: {
-        if (parts.size() < 2) return fail("expected `<index> <name> [file=<stem>]`");
+        if (parts.size() < 2) return fail("expected `<index> <name> [file=<stem>] [vertex=<stem>]`");
         ShaderEntry e;
         e.at.line = line_number;
         if (!index_of(parts[0], &e.index) || !name_of(parts[1], &e.name)) return false;
         const Options o(parts, 2);
-        if (!known(o, {"file"}, {})) return false;
+        if (!known(o, {"file", "vertex"}, {})) return false;
         e.file = o.get("file", "shaders/" + e.name);
+        e.vertex_file = o.get("vertex", e.file);
         manifest.shaders.push_back(std::move(e));
         break;
       }

@@ -67,7 +67,8 @@ struct ShaderEntry {
   SourceLine at;
   int32_t index = -1;
   std::string name;
-  std::string file;  // without the .vsh / .fsh extension
+  std::string file;         // without the .vsh / .fsh extension
+  std::string vertex_file;  // the .vsh's stem: another shader's vertex program may be shared
 };
 
 struct CurvePoint {

@@ -322,7 +322,8 @@ void Builder::add_shaders() {
     r.name = e.name;
     r.kind = 1;
     for (int stage = 0; stage < 2; ++stage) {
-      const std::string path = find_file(e.at, "shader \"" + e.name + "\"", e.file + (stage == 0 ? ".vsh" : ".fsh"));
+      const std::string path =
+          find_file(e.at, "shader \"" + e.name + "\"", stage == 0 ? e.vertex_file + ".vsh" : e.file + ".fsh");
       const std::vector<uint8_t> bytes = read_bytes(path);
       const std::string text(bytes.begin(), bytes.end());
       if (text.find("#version") == std::string::npos || text.find("main") == std::string::npos) {
