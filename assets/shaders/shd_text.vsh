@@ -37,6 +37,7 @@ const float kPi = 3.14159265;
 
 out vec4 v_colour;
 out vec2 v_uv;
+out float v_font_scale;               // text pixels per texel of the glyph's atlas
 
 // 0 not yet shown .. 1 shown, from the reveal windows (pairs of head and tail positions).
 float reveal(float index) {
@@ -139,4 +140,5 @@ void main() {
   colour.a *= visible;
   v_colour = colour;
   v_uv = in_TextureCoord;
+  v_font_scale = in_TextureCoord1.x;
 }

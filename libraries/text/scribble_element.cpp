@@ -235,7 +235,7 @@ void set_uniforms(Element& e, int32_t shader, Typist* typist) {
     set_uniform_f(shader, "u_vRegionActive", {-1, -1, 0, 0});
     colour_uniform(shader, "u_vRegionColour", 0, 0);
   }
-  bool& desync = shader == 6 ? s.msdf_anim_desync : s.standard_anim_desync;
+  bool& desync = shader == kShaderMsdf ? s.msdf_anim_desync : s.standard_anim_desync;
   if (desync) {
     desync = false;
     float values[kAnimPropertyCount];
@@ -265,6 +265,28 @@ void set_uniforms(Element& e, int32_t shader, Typist* typist) {
 
 }  // namespace
 
+bool set_standard_uniforms(Element& e, Typist* typist) {
+  if (!Shader_IsCompiled(kShaderStandard)) return false;
+  Shader_Set(kShaderStandard);
+  set_uniforms(e, kShaderStandard, typist);
+  return true;
+}
+
+bool set_msdf_uniforms(Element& e, Typist* typist) {
+  if (!Shader_IsCompiled(kShaderMsdf)) return false;
+  Shader_Set(kShaderMsdf);
+  set_uniforms(e, kShaderMsdf, typist);
+  // The shadow (colour and alpha; offset in the text's pixels and softness) and the border
+  // (colour; thickness in the text's pixels) around each glyph's fill.
+  colour_uniform(kShaderMsdf, "u_vShadowColour", e.msdf_shadow_colour_, e.msdf_shadow_alpha_);
+  set_uniform_f(kShaderMsdf, "u_vShadowOffsetAndSoftness",
+                {static_cast<float>(e.msdf_shadow_xoffset_), static_cast<float>(e.msdf_shadow_yoffset_),
+                 static_cast<float>(e.msdf_shadow_softness_)});
+  colour_uniform(kShaderMsdf, "u_vBorderColour", e.msdf_border_colour_, 1);
+  set_uniform_f(kShaderMsdf, "u_fBorderThickness", {static_cast<float>(e.msdf_border_thickness_)});
+  return true;
+}
+
 void Element::draw(double x, double y, Typist* typist) {
   Model* model = get_model(true);
   if (model == nullptr) return;
@@ -277,14 +299,10 @@ void Element::draw(double x, double y, Typist* typist) {
   const double t = period > 0 ? std::fmod(animation_time_ - s.blink_time_offset, period) : 0;
   animation_blink_state_ = (t < 0 ? t + period : t) < s.blink_on_duration;
 
-  const int32_t previous_shader = Shader_Current();
-  const bool shaded = Shader_IsCompiled(1);
-  if (shaded) {
-    Shader_Set(1);
-    set_uniforms(*this, 1, typist);
-  } else if (typist != nullptr) {
-    typist->tick_for(this, typist->function_scope_);
-  }
+  // Each text shader in use gets this element's uniforms; a typist ticks once either way.
+  bool shaded = model->uses_standard_font && set_standard_uniforms(*this, typist);
+  if (model->uses_msdf_font && set_msdf_uniforms(*this, typist)) shaded = true;
+  if (!shaded && typist != nullptr) typist->tick_for(this, typist->function_scope_);
   float stored[16];
   GR_Get_Matrix(kMatrixWorld, stored);
   update_matrix(x, y);
@@ -294,7 +312,6 @@ void Element::draw(double x, double y, Typist* typist) {
   const bool double_draw = msdf_border_thickness_ > 0 || msdf_shadow_alpha_ > 0;
   model->submit(page_, msdf_feather_thickness_, double_draw);
   GR_Set_Matrix(kMatrixWorld, stored);
-  if (shaded) Shader_Set(previous_shader);
 }
 
 }  // namespace scribble

@@ -689,13 +689,17 @@ ELEMENT_METHOD(__get_model) {
   return scope.give(Value::Bool(e->get_model(RV_ToBool(ARG(0))) != nullptr));
 }
 
+// __set_standard_uniforms(typist, function_scope) and __set_msdf_uniforms: the text shader set with
+// this element's uniforms, a typist's reveal among them.
 ELEMENT_METHOD(__set_standard_uniforms) {
   ELEMENT_ENTRY(__set_standard_uniforms);
+  set_standard_uniforms(*e, typist_of(ARG(0)));
   RETURN_SELF;
 }
 
 ELEMENT_METHOD(__set_msdf_uniforms) {
   ELEMENT_ENTRY(__set_msdf_uniforms);
+  set_msdf_uniforms(*e, typist_of(ARG(0)));
   RETURN_SELF;
 }
 

@@ -233,7 +233,7 @@ struct Glyph {
   double texel_w = 0, texel_h = 0;
   double u0 = 0, u1 = 0, v0 = 0, v1 = 0;
   bool msdf = false;
-  double msdf_pxrange = 0;
+  double msdf_pxrange = 0, msdf_thickness = 0;
   int32_t control_count = 0;
   double animation_index = 0;
   int32_t sprite = -1, sprite_image = 0, sprite_frames = 1, surface = -1;
@@ -273,13 +273,18 @@ struct Line {
   bool page_break = false;
 };
 
+// The text shaders of the game data file: standard glyphs and in-line images, and distance-field glyphs.
+constexpr int32_t kShaderStandard = 1;
+constexpr int32_t kShaderMsdf = 6;
+
 // A vertex buffer of a page: one per texture and shader.
 struct VertexRecord {
   int32_t buffer = -1;
-  int32_t shader = 1;  // 1 standard, 6 signed-distance
+  int32_t shader = kShaderStandard;
   int64_t texture = -1;
-  double texel_w = 0, texel_h = 0;
-  double msdf_range = 0;
+  double texel_w = 0, texel_h = 0;  // of the texture
+  double msdf_range = 0;            // distance range of the field in texels
+  double msdf_thickness = 0;        // the glyphs' own thickness offset
   bool frozen = false;
 };
 
@@ -304,6 +309,9 @@ struct Page {
   std::vector<uint32_t> glyph_codes;  // the page's characters in reveal order
 
   VertexRecord& vertex_buffer(const Glyph& glyph);
+  // Draws the page's buffers, each through its shader; a distance-field buffer with bilinear
+  // filtering, and twice with double_draw (a border or shadow): the second pass lays the fills
+  // again over every glyph's border and shadow. Ends with no shader set.
   void submit(double msdf_feather, bool double_draw);
   void freeze();
   void flush();
@@ -424,6 +432,11 @@ Element* null_element();
 Element* scribble_element(const std::string& text, const RValue& unique_id);
 // An element as a script value (its methods reached through the element prototype).
 Value element_value(Element* element);
+
+// Sets the element's uniforms on the standard or the distance-field text shader, leaving it set
+// (a typist ticks and feeds its reveal); false, with nothing done, when the shader isn't compiled.
+bool set_standard_uniforms(Element& e, Typist* typist);
+bool set_msdf_uniforms(Element& e, Typist* typist);
 
 // ---- Typists --------------------------------------------------------------------------------------
 class Typist final : public KVObjectBase {

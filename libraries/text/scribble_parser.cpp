@@ -750,7 +750,8 @@ Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index) {
   g.v0 = row[kGlyphV0];
   g.v1 = row[kGlyphV1];
   g.msdf = font.msdf;
-  g.msdf_pxrange = font.msdf_pxrange;
+  g.msdf_pxrange = font.msdf ? row[kGlyphMsdfPxRange] : 0;
+  g.msdf_thickness = font.msdf ? row[kGlyphMsdfThickness] : 0;
   return g;
 }
 

@@ -6,7 +6,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "graphics/batcher.h"
 #include "graphics/shader.h"
+#include "graphics/texture_table.h"
 #include "graphics/vertex_buffer.h"
 #include "text/scribble_generator.h"
 
@@ -53,15 +55,21 @@ void put_quad(VertexBuffer* b, uint32_t stride, float l, float t, float r, float
 }  // namespace
 
 VertexRecord& Page::vertex_buffer(const Glyph& glyph) {
-  const auto it = texture_to_buffer.find(glyph.texture);
+  // One buffer per texture and shader: a distance-field atlas may share its page with other images.
+  const int64_t key = glyph.texture * 2 + (glyph.msdf ? 1 : 0);
+  const auto it = texture_to_buffer.find(key);
   if (it != texture_to_buffer.end()) return buffers[it->second];
   VertexRecord record;
   record.buffer = VertexBuffer_Create(static_cast<uint32_t>(sizeof(TextVertex) * 6 * 16));
   Vertex_Begin(record.buffer, vertex_format());
-  record.shader = glyph.msdf ? 6 : 1;
+  record.shader = glyph.msdf ? kShaderMsdf : kShaderStandard;
   record.texture = glyph.texture;
+  const TextureSlot* slot = Texture_Slot(Texture_SlotOfHandle(glyph.texture));
+  record.texel_w = slot != nullptr && slot->inUse != 0 ? slot->texelWidth : 1.0;
+  record.texel_h = slot != nullptr && slot->inUse != 0 ? slot->texelHeight : 1.0;
   record.msdf_range = glyph.msdf_pxrange;
-  texture_to_buffer[glyph.texture] = buffers.size();
+  record.msdf_thickness = glyph.msdf_thickness;
+  texture_to_buffer[key] = buffers.size();
   buffers.push_back(record);
   return buffers.back();
 }
@@ -84,19 +92,59 @@ void Page::flush() {
   regions.clear();
 }
 
+namespace {
+
+void submit_buffer(const VertexRecord& record) {
+  RValue texture = RV_Undefined();
+  texture.ptr = reinterpret_cast<void*>(static_cast<intptr_t>(record.texture));
+  texture.flags = 0;
+  texture.kind = kRVPtr;
+  if (record.texture < 0) texture = RV_Real(-1);
+  tsl::call("vertex_submit", nullptr, nullptr, {RV_Real(record.buffer), RV_Real(4), texture});
+}
+
+// A uniform of the distance-field shader, set between two submits: the vertices already batched
+// are drawn with the value they were submitted under.
+void msdf_uniform(const char* name, float value) {
+  GR_Flush();
+  set_uniform_f(kShaderMsdf, name, {value});
+}
+
+}  // namespace
+
 void Page::submit(double msdf_feather, bool double_draw) {
-  (void)msdf_feather;
-  (void)double_draw;
+  const double thickness_offset = initialize().msdf_thickness_offset;
+  int32_t shader = -1;
   for (const VertexRecord& record : buffers) {
     const VertexBuffer* b = VertexBuffer_Get(record.buffer);
     if (b == nullptr || (b->vertexCount == 0 && !b->frozen)) continue;
-    RValue texture = RV_Undefined();
-    texture.ptr = reinterpret_cast<void*>(static_cast<intptr_t>(record.texture));
-    texture.flags = 0;
-    texture.kind = kRVPtr;
-    if (record.texture < 0) texture = RV_Real(-1);
-    tsl::call("vertex_submit", nullptr, nullptr, {RV_Real(record.buffer), RV_Real(4), texture});
+    if (record.shader != shader) {
+      shader = record.shader;
+      // Without a compiled text shader (no device) the buffers go through the built-in shaders.
+      Shader_Set(Shader_IsCompiled(shader) ? shader : -1);
+    }
+    if (record.shader != kShaderMsdf) {
+      submit_buffer(record);
+      continue;
+    }
+    const bool filtered = RV_ToBool(*tsl::call("gpu_get_tex_filter", nullptr, nullptr, {}));
+    tsl::call("gpu_set_tex_filter", nullptr, nullptr, {RV_Bool(true)});
+    GR_Flush();
+    set_uniform_f(kShaderMsdf, "u_vTexel", {static_cast<float>(record.texel_w), static_cast<float>(record.texel_h)});
+    set_uniform_f(kShaderMsdf, "u_fMSDFRange", {static_cast<float>(record.msdf_range)});
+    set_uniform_f(kShaderMsdf, "u_fMSDFFeather", {static_cast<float>(msdf_feather)});
+    set_uniform_f(kShaderMsdf, "u_fMSDFThicknessOffset", {static_cast<float>(thickness_offset + record.msdf_thickness)});
+    set_uniform_f(kShaderMsdf, "u_fSecondDraw", {0});
+    submit_buffer(record);
+    if (double_draw) {
+      msdf_uniform("u_fSecondDraw", 1);
+      submit_buffer(record);
+      msdf_uniform("u_fSecondDraw", 0);
+    }
+    GR_Flush();
+    tsl::call("gpu_set_tex_filter", nullptr, nullptr, {RV_Bool(filtered)});
   }
+  Shader_Set(-1);
 }
 
 void Model::submit(int32_t page, double msdf_feather, bool double_draw) {
@@ -249,6 +297,10 @@ void generator_write_vbuffs(Generator& gen) {
       }
     }
     if (element.freeze_) page.frozen = true;
+    // In-line images go through the standard shader even in a text of distance-field fonts only.
+    for (const VertexRecord& record : page.buffers) {
+      if (record.shader == kShaderStandard) model.uses_standard_font = true;
+    }
   }
   model.glyph_count = static_cast<int32_t>(gen.glyphs.size());
 }
