@@ -7,7 +7,7 @@ JOBS ?= $(shell nproc)
 PACKAGES := build-essential cmake pkg-config ccache \
 	libsdl2-dev libx11-dev libepoxy-dev libopenal-dev \
 	zlib1g-dev libpng-dev libjpeg-dev libgif-dev libbz2-dev libfreetype-dev \
-	libogg-dev libvorbis-dev libjson-c-dev nettle-dev \
+	libogg-dev libvorbis-dev libjson-c-dev nettle-dev libminizip-dev \
 	libgtest-dev libgmock-dev libbenchmark-dev \
 	xvfb xauth libgl1-mesa-dri xdotool \
 	fonts-dejavu-core fonts-blankenburg fonts-gotico-antiqua

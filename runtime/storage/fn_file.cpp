@@ -48,8 +48,8 @@ std::string existing_path(const char* name) {
 void find_pass(const std::string& resolved_mask, uint32_t attributes, FindList* list) {
   if (resolved_mask.empty()) return;
   const std::string directory = Filename_Path(resolved_mask);
-  std::string pattern = Filename_Name(resolved_mask);
-  if (pattern.empty()) pattern = "*";
+  const std::string name = Filename_Name(resolved_mask);
+  const std::string pattern = name.empty() ? std::string(1, '*') : name;
   for (const PlatformDirEntry& entry : Platform_ListDirectory(directory, pattern)) {
     const uint32_t bits = entry.attributes & kAttributeMask;
     if ((bits & kAttributeDirectory) != 0) {
@@ -225,6 +225,7 @@ void File_RegisterBuiltins() {
   fn_file::RegisterTextFileBuiltins();
   fn_file::RegisterBinaryFileBuiltins();
   fn_file::RegisterIniBuiltins();
+  fn_file::RegisterZipAndDialogBuiltins();
 }
 
 void File_CloseAll() {

@@ -29,6 +29,7 @@ inline void set_text(RValue* result, std::string_view text) {
 void RegisterTextFileBuiltins();
 void RegisterBinaryFileBuiltins();
 void RegisterIniBuiltins();
+void RegisterZipAndDialogBuiltins();
 void CloseTextAndBinaryFiles();
 void DropIniFile();
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <zip.h>
 
 #include "core/console.h"
 #include "storage/file_test_fixture.h"
@@ -176,6 +177,44 @@ TEST_F(FilesTest, BuffersLoadAndSaveThroughTheSameRoots) {
   const double again = Real("buffer_load", {S("blob.bin")});
   EXPECT_EQ(Real("buffer_get_size", {R(again)}), 7.0);
   Call("buffer_delete", {R(again)});
+}
+
+}  // namespace
+}  // namespace file_test
+
+namespace file_test {
+namespace {
+
+// A zip archive of the given entries (names ending in '/' are folders), written with minizip.
+void write_zip(const fs::path& path, const std::vector<std::pair<std::string, std::string>>& entries) {
+  fs::create_directories(path.parent_path());
+  zipFile zip = zipOpen64(path.c_str(), APPEND_STATUS_CREATE);
+  ASSERT_NE(zip, nullptr);
+  for (const auto& [name, bytes] : entries) {
+    ASSERT_EQ(zipOpenNewFileInZip(zip, name.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
+                                  Z_DEFAULT_COMPRESSION),
+              ZIP_OK);
+    zipWriteInFileInZip(zip, bytes.data(), static_cast<unsigned>(bytes.size()));
+    zipCloseFileInZip(zip);
+  }
+  zipClose(zip, nullptr);
+}
+
+TEST_F(FilesTest, UnzipWritesEveryEntryIntoTheSaveArea) {
+  Start();
+  write_zip(bundle() / "pack.zip", {{"levels/", ""}, {"levels/one.txt", "first"}, {"readme.txt", std::string(5000, 'r')}});
+  EXPECT_EQ(Real("zip_unzip", {S("pack.zip"), S("unpacked")}), 3.0);
+  EXPECT_EQ(Get(save() / "unpacked" / "levels" / "one.txt"), "first");
+  EXPECT_EQ(Get(save() / "unpacked" / "readme.txt"), std::string(5000, 'r'));
+  EXPECT_EQ(Real("zip_unzip", {S("missing.zip"), S("x")}), -1.0);
+  Put(bundle() / "broken.zip", "PK not really");
+  EXPECT_LT(Real("zip_unzip", {S("broken.zip"), S("x")}), 0.0);
+}
+
+TEST_F(FilesTest, DialogsAnswerAsCancelled) {
+  Start();
+  EXPECT_EQ(Text("get_open_filename", {S("*.txt"), S("a.txt")}), "");
+  EXPECT_EQ(Text("get_save_filename_ext", {S("*.txt"), S("a.txt"), S(""), S("Save")}), "");
 }
 
 }  // namespace
