@@ -180,7 +180,8 @@ std::string ResolveSavePath(const char* name) {
   // directory (a game started from the home directory), and a name inside it stays where it is.
   if (!r.save.empty() && inside(full, r.save, &rest)) {
     result = full;
-  } else if (inside(full, r.working, &rest) || inside(full, Platform_CurrentDirectory(), &rest)) {
+  } else if (!r.save.empty() &&
+             (inside(full, r.working, &rest) || inside(full, Platform_CurrentDirectory(), &rest))) {
     result = r.save + rest;
   } else if (inside(full, r.parent, &rest)) {
     if (allowed) {

@@ -7,7 +7,8 @@
 // bundle; resolving for writing maps it into the save area, and keeps a name already inside the
 // save area. A name outside every root resolves to "" (a read or write of "" fails the ordinary
 // way) unless the data file turned the sandbox off or the name is on an allow list; the write
-// resolver says so on the release console. `\` in a name is read as '/'.
+// resolver says so on the release console. Without a save area (no user data folder to be found)
+// every write is refused. `\` in a name is read as '/'.
 //
 // Reads of script-named files look in the save area first and the bundle second, so a file the
 // game wrote shadows a bundle file of the same name. Writes only ever reach the save area.

@@ -84,6 +84,21 @@ TEST_F(FilesTest, SandboxOffUsesNamesAsTheyStand) {
   EXPECT_EQ(Real("file_exists", {S(outside)}), 1.0);
 }
 
+TEST_F(FilesTest, WithoutAUserDataFolderWritesAreRefused) {
+  const char* home = std::getenv("HOME");
+  const std::string old_home = home != nullptr ? home : "";
+  ::unsetenv("XDG_DATA_HOME");
+  ::setenv("HOME", "", 1);
+  Start();
+  ::setenv("HOME", old_home.c_str(), 1);
+  EXPECT_EQ(Files_SaveDirectory(), "");
+  ConsoleCapture capture;
+  EXPECT_EQ(ResolveSavePath("a.txt"), "");
+  EXPECT_EQ(ResolveBundlePath("a.txt"), bundle().string() + "/a.txt");
+  EXPECT_EQ(Real("file_text_open_write", {S("a.txt")}), -1.0);
+  EXPECT_FALSE(fs::exists(root() / "a.txt"));
+}
+
 TEST_F(FilesTest, FileExistsLooksInTheSaveAreaThenTheBundle) {
   Start();
   Put(bundle() / "b.txt", "bundle");
