@@ -19,12 +19,21 @@ struct DynamicVertexBuffer {
   uint32_t last_frame = 0;
 };
 
+// A stretch of the open batch's stored vertices: plain ones, or quads of four corners each.
+struct Run {
+  int32_t first = 0;  // stored vertex
+  int32_t count = 0;  // stored vertices
+  bool quads = false;
+};
+
 struct VertexBatch {
   int32_t prim = -1;
   GRTexture* texture = nullptr;
   uint32_t format = 0;
   int32_t stride = 0;
-  int32_t vertex_count = 0;
+  int32_t vertex_count = 0;  // as triangle-list vertices: six for each quad
+  int32_t stored_count = 0;  // vertices in the staging memory: four for each quad
+  std::vector<Run> runs;     // the stored vertices in order; mostly one run
   bool no_merge = true;
   std::vector<uint8_t> staging;
   int32_t staging_verts = 0;
@@ -121,8 +130,10 @@ bool resolve_format(uint32_t format, VertexLayout* layout, ShaderSet* shader) {
 
 size_t next_power_of_two(size_t n) { return n <= 1 ? 1 : std::bit_ceil(n); }
 
+// The staging memory is never smaller than the largest batch the size reckoning keeps, so a fresh
+// process joins its first sprites and glyphs as a warm one does instead of growing a step a flush.
 void ensure_staging(int32_t must_fit) {
-  const size_t bytes = static_cast<size_t>(must_fit) * static_cast<size_t>(g_batch.stride);
+  const size_t bytes = static_cast<size_t>(std::max(must_fit, kMaxBatchVerts)) * static_cast<size_t>(g_batch.stride);
   if (bytes > g_batch.staging.size()) g_batch.staging.resize(next_power_of_two(bytes));
   g_batch.staging_verts = static_cast<int32_t>(g_batch.staging.size() / static_cast<size_t>(g_batch.stride));
 }
@@ -159,6 +170,8 @@ DynamicVertexBuffer* take_buffer(size_t bytes, size_t* offset) {
 
 void close_batch() {
   g_batch.vertex_count = 0;
+  g_batch.stored_count = 0;
+  g_batch.runs.clear();
   g_batch.prim = -1;
   g_batch.no_merge = true;
 }
@@ -166,6 +179,68 @@ void close_batch() {
 void bind_stage0(GRTexture* texture) {
   const DeviceTextureId id = texture != nullptr ? texture->DeviceTexture() : 0;
   g_device->BindTexture(0, id);
+}
+
+// `count` triangle-list vertices of room (`stored` of them kept, as quads or plain).
+uint8_t* alloc(int32_t prim, GRTexture* texture, uint32_t format, int32_t count, int32_t stored, bool quads) {
+  const bool joins = g_batch.prim != -1 && texture == g_batch.texture && prim == g_batch.prim &&
+                     format == g_batch.format && RenderState_AnyDirty() == 0 && !g_batch.no_merge &&
+                     g_batch.vertex_count + count <= g_batch.staging_verts;
+  // A call that joins fits the staging memory by the test above (a quad stores fewer vertices than
+  // it counts); only a new batch may grow it.
+  if (!joins) {
+    const int32_t previous = g_batch.vertex_count;
+    const int32_t old_capacity = g_batch.staging_verts;
+    GR_Flush();
+    g_batch.prim = prim;
+    g_batch.texture = texture;
+    g_batch.format = format;
+    g_batch.stride = std::max(GR_FormatStride(format), 1);
+    g_batch.no_merge = prim == kPrimLineStrip || prim == kPrimTriangleStrip || prim == kPrimTriangleFan;
+    int32_t must_fit = count;
+    if (previous + count > old_capacity && previous + count <= kMaxBatchVerts) must_fit = previous + count;
+    ensure_staging(must_fit);
+  }
+  uint8_t* memory = g_batch.staging.data() + static_cast<size_t>(g_batch.stored_count) * g_batch.stride;
+  g_batch.vertex_count += count;
+  if (stored > 0) {
+    if (!g_batch.runs.empty() && g_batch.runs.back().quads == quads) {
+      g_batch.runs.back().count += stored;
+    } else {
+      g_batch.runs.push_back(Run{g_batch.stored_count, stored, quads});
+    }
+    g_batch.stored_count += stored;
+  }
+  return memory;
+}
+
+// The layout and shader of a draw in `format`, with the device state committed; false (with the
+// console line) when no layout can draw it.
+bool begin_draw(uint32_t format, VertexLayout* layout, ShaderSet* shader) {
+  if (!resolve_format(format, layout, shader)) {
+    g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
+    return false;
+  }
+  DeviceState_Commit(g_device);
+  g_device->UseProgram(g_user_program);
+  return true;
+}
+
+// A triangle-list batch that holds quads: each run is drawn from where it lies in the buffer, as
+// one draw of the batch.
+void draw_runs(size_t start_byte, DeviceBufferId buffer) {
+  VertexLayout layout;
+  ShaderSet shader = ShaderSet::kColour;
+  if (!begin_draw(g_batch.format, &layout, &shader)) return;
+  for (const Run& run : g_batch.runs) {
+    const size_t first = start_byte + static_cast<size_t>(run.first) * static_cast<size_t>(g_batch.stride);
+    if (run.quads) {
+      g_device->DrawQuads(layout, shader, buffer, first, run.count / 4);
+    } else {
+      g_device->Draw(PrimitiveType::kTriangleList, layout, shader, buffer, first, run.count);
+    }
+  }
+  ++g_batch.draws_this_frame;
 }
 
 }  // namespace
@@ -183,31 +258,34 @@ int32_t GR_FormatStride(uint32_t format) {
 
 void* GR_Alloc_Verts(int32_t prim, GRTexture* texture, uint32_t format, int32_t count) {
   if (count < 0) count = 0;
-  const bool joins = g_batch.prim != -1 && texture == g_batch.texture && prim == g_batch.prim &&
-                     format == g_batch.format && RenderState_AnyDirty() == 0 && !g_batch.no_merge &&
-                     g_batch.vertex_count + count <= g_batch.staging_verts;
-  // A call that joins fits the staging memory by the test above; only a new batch may grow it.
-  if (!joins) {
-    const int32_t previous = g_batch.vertex_count;
-    const int32_t old_capacity = g_batch.staging_verts;
-    GR_Flush();
-    g_batch.prim = prim;
-    g_batch.texture = texture;
-    g_batch.format = format;
-    g_batch.stride = std::max(GR_FormatStride(format), 1);
-    g_batch.no_merge = prim == kPrimLineStrip || prim == kPrimTriangleStrip || prim == kPrimTriangleFan;
-    int32_t must_fit = count;
-    if (previous + count > old_capacity && previous + count <= kMaxBatchVerts) must_fit = previous + count;
-    ensure_staging(must_fit);
-  }
-  uint8_t* memory = g_batch.staging.data() + static_cast<size_t>(g_batch.vertex_count) * g_batch.stride;
-  g_batch.vertex_count += count;
-  return memory;
+  return alloc(prim, texture, format, count, count, false);
+}
+
+void* GR_Alloc_Quads(GRTexture* texture, uint32_t format, int32_t quads) {
+  if (quads < 0) quads = 0;
+  return alloc(kPrimTriangleList, texture, format, 6 * quads, 4 * quads, true);
 }
 
 void GR_Return_Verts(int32_t count) {
   if (count <= 0) return;
-  g_batch.vertex_count = std::max(0, g_batch.vertex_count - count);
+  count = std::min(count, g_batch.vertex_count);
+  g_batch.vertex_count -= count;
+  // The stored vertices go back from the end; a quad goes as soon as any of its six does, so the
+  // stored vertices never outnumber the counted ones.
+  while (count > 0 && !g_batch.runs.empty()) {
+    Run& run = g_batch.runs.back();
+    int32_t counted = 0, stored = 0;
+    if (run.quads) {
+      counted = std::min(count, run.count / 4 * 6);
+      stored = (counted + 5) / 6 * 4;
+    } else {
+      counted = stored = std::min(count, run.count);
+    }
+    run.count -= stored;
+    g_batch.stored_count -= stored;
+    count -= counted;
+    if (run.count == 0) g_batch.runs.pop_back();
+  }
 }
 
 void GR_Flush() {
@@ -216,16 +294,18 @@ void GR_Flush() {
     return;
   }
   g_batch.max_batch_verts = std::max(g_batch.max_batch_verts, g_batch.vertex_count);
-  const int32_t n = g_batch.vertex_count;
+  const int32_t n = g_batch.stored_count;
   const bool fan = g_batch.prim == kPrimTriangleFan;
-  const int32_t drawn = fan ? std::max(0, n - 2) * 3 : n;
-  if (g_device == nullptr || drawn <= 0) {
+  const bool has_quads = std::any_of(g_batch.runs.begin(), g_batch.runs.end(), [](const Run& r) { return r.quads; });
+  int32_t drawn = fan ? std::max(0, n - 2) * 3 : n;
+  if (has_quads) drawn = g_batch.vertex_count;
+  if (g_device == nullptr || drawn <= 0 || n <= 0) {
     close_batch();
     RenderState_Apply();
     return;
   }
   const size_t stride = static_cast<size_t>(g_batch.stride);
-  const size_t bytes = static_cast<size_t>(drawn) * stride;
+  const size_t bytes = static_cast<size_t>(fan ? drawn : n) * stride;
   const uint8_t* source = g_batch.staging.data();
   if (fan) {
     g_fan_scratch.resize(bytes);
@@ -247,7 +327,11 @@ void GR_Flush() {
   g_device->WriteVertexBuffer(buffer->buffer, offset, source, bytes, offset == 0);
   buffer->last_frame = g_batch.frame_index;
   bind_stage0(g_batch.texture);
-  GR_Draw_Submitted(fan ? kPrimTriangleList : g_batch.prim, drawn, offset, g_batch.format, buffer->buffer);
+  if (has_quads) {
+    draw_runs(offset, buffer->buffer);
+  } else {
+    GR_Draw_Submitted(fan ? kPrimTriangleList : g_batch.prim, drawn, offset, g_batch.format, buffer->buffer);
+  }
   g_batch.drawn_this_frame += drawn;
   buffer->write_offset = offset + bytes;
   close_batch();
@@ -258,13 +342,11 @@ void GR_Draw_Submitted(int32_t prim, int32_t vertex_count, size_t start_byte, ui
   if (g_device == nullptr || vertex_count <= 0) return;
   VertexLayout layout;
   ShaderSet shader = ShaderSet::kColour;
-  if (!resolve_format(format, &layout, &shader)) {
-    g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
+  if (prim < kPrimPointList || prim > kPrimTriangleStrip) {
+    if (!resolve_format(format, &layout, &shader)) g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
     return;
   }
-  if (prim < kPrimPointList || prim > kPrimTriangleStrip) return;
-  DeviceState_Commit(g_device);
-  g_device->UseProgram(g_user_program);
+  if (!begin_draw(format, &layout, &shader)) return;
   g_device->Draw(static_cast<PrimitiveType>(prim), layout, shader, buffer, start_byte, vertex_count);
   ++g_batch.draws_this_frame;
 }
@@ -277,6 +359,8 @@ void GR_End_Batch_Frame() {
   g_batch.draws_last_frame = g_batch.draws_this_frame;
   g_batch.draws_this_frame = 0;
   g_batch.vertex_count = 0;
+  g_batch.stored_count = 0;
+  g_batch.runs.clear();
   g_batch.no_merge = true;
 }
 

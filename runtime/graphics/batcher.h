@@ -7,6 +7,10 @@
 // appended to, never rewritten), binds the texture, draws, and only then applies the pending render
 // state: a state change reaches the device after the vertices drawn before it.
 // The memory returned stays valid until the next GR_Alloc_Verts or GR_Flush; it is not cleared.
+// Quads (GR_Alloc_Quads) are part of a triangle-list batch like any other triangle list, and count
+// six vertices there (in vertex_count, the statistics and the room test that keeps a batch within
+// its staging memory), but each is stored as its four corners and reaches the device through one
+// shared index pattern, so a page of sprites sends two thirds of the vertices it would as lists.
 // Formats: 16, 24 and 36 are the built-in layouts (see the table in batcher.cpp); a value with
 // bit 24 set is a custom format resolved through the vertex-format hook. Main thread only.
 #include <cstddef>
@@ -50,6 +54,11 @@ struct VertexNormal {  // layout 36
 static_assert(sizeof(VertexColour) == 16 && sizeof(VertexTextured) == 24 && sizeof(VertexNormal) == 36);
 
 void* GR_Alloc_Verts(int32_t prim, GRTexture* texture, uint32_t format, int32_t count);
+// Memory for `quads` quads of four vertices each, in the order top left, top right, bottom right,
+// bottom left: drawn as the triangles (0 1 2) and (2 3 0), exactly as the six-vertex list
+// 0 1 2 2 3 0 would be. A quad joins and splits batches as six triangle-list vertices do.
+void* GR_Alloc_Quads(GRTexture* texture, uint32_t format, int32_t quads);
+// Gives back the last `count` triangle-list vertices of the open batch (six for each quad).
 void GR_Return_Verts(int32_t count);
 void GR_Flush();
 void GR_End_Batch_Frame();

@@ -105,22 +105,18 @@ bool is_white_space(uint32_t c) {
 bool is_break(uint32_t c) { return c == 10 || c == 13; }
 
 // A quad of layout 24: corners in the order top left, top right, bottom right, bottom left, with
-// their uv rectangle and colours; two triangles.
+// their uv rectangle and colours.
 struct Corner {
   float x, y;
 };
 bool put_quad(GRTexture* texture, const Corner (&p)[4], float u0, float v0, float u1, float v1,
               const uint32_t (&colour)[4]) {
-  auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, texture, kFormatTextured, 6));
+  auto* v = static_cast<VertexTextured*>(GR_Alloc_Quads(texture, kFormatTextured, 1));
   if (v == nullptr) return false;
   const float z = GR_Depth();
   const float u[4] = {u0, u1, u1, u0};
   const float w[4] = {v0, v0, v1, v1};
-  static constexpr int kOrder[6] = {0, 1, 2, 2, 3, 0};
-  for (int i = 0; i < 6; ++i) {
-    const int c = kOrder[i];
-    v[i] = VertexTextured{u[c], w[c], colour[c], p[c].x, p[c].y, z};
-  }
+  for (int c = 0; c < 4; ++c) v[c] = VertexTextured{u[c], w[c], colour[c], p[c].x, p[c].y, z};
   return true;
 }
 

@@ -27,19 +27,18 @@ Uv frame_uv(const FrameTexture& t, const SpriteFrame& f) {
   return Uv{f.sx * t.texelWidth, f.sy * t.texelHeight, (f.sx + f.sw) * t.texelWidth, (f.sy + f.sh) * t.texelHeight};
 }
 
-// Six vertices: corners 0 1 2 2 3 0 with their uv and colours.
+// The four corners (top left, top right, bottom right, bottom left) with their uv and colours; the
+// batcher draws them as the triangles 0 1 2 and 2 3 0.
 void write_quad(VertexTextured* v, const float px[4], const float py[4], const Uv& uv, const uint32_t c[4]) {
   const float z = GR_Depth();
   v[0] = VertexTextured{uv.u0, uv.v0, c[0], px[0], py[0], z};
   v[1] = VertexTextured{uv.u1, uv.v0, c[1], px[1], py[1], z};
   v[2] = VertexTextured{uv.u1, uv.v1, c[2], px[2], py[2], z};
-  v[3] = v[2];
-  v[4] = VertexTextured{uv.u0, uv.v1, c[3], px[3], py[3], z};
-  v[5] = v[0];
+  v[3] = VertexTextured{uv.u0, uv.v1, c[3], px[3], py[3], z};
 }
 
 VertexTextured* alloc_quads(const FrameTexture& t, int32_t quads) {
-  return static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, t.texture, kFormatTextured, 6 * quads));
+  return static_cast<VertexTextured*>(GR_Alloc_Quads(t.texture, kFormatTextured, quads));
 }
 
 // The corners of the rectangle (left, top)-(right, bottom) about (x, y), turned by radians.
@@ -180,7 +179,7 @@ bool Quad_DrawTiled(const FrameTexture& t, const SpriteFrame& f, float xo, float
       general_corners(f, xo, yo, start_x + static_cast<float>(i) * step_x, start_y + static_cast<float>(j) * step_y,
                       xs, ys, 0.0f, px, py);
       write_quad(v, px, py, uv, colours);
-      v += 6;
+      v += 4;
       --left_in_block;
       --remaining;
     }

@@ -85,11 +85,7 @@ void write_tile(VertexTextured* q, const TileSetView& v, uint32_t id, uint32_t c
   const float z = GR_Depth();
   const float xs[4] = {px, px + tw, px + tw, px};
   const float ys[4] = {py, py, py + th, py + th};
-  static const int kOrder[6] = {0, 1, 2, 2, 3, 0};
-  for (int i = 0; i < 6; ++i) {
-    const int c = kOrder[i];
-    q[i] = VertexTextured{us[c], vs[c], kWhite, xs[c], ys[c], z};
-  }
+  for (int c = 0; c < 4; ++c) q[c] = VertexTextured{us[c], vs[c], kWhite, xs[c], ys[c], z};
 }
 
 // A cropped tile set: the tile's part of the set through the clipped quad, turned about the cell's
@@ -147,11 +143,10 @@ void Tilemap_Draw(int32_t tileSet, const uint32_t* cells, int32_t width, int32_t
       }
       if (left_in_block == 0) {
         left_in_block = std::min(remaining, max_quads);
-        block = static_cast<VertexTextured*>(
-            GR_Alloc_Verts(kPrimTriangleList, v.texture.texture, kFormatTextured, 6 * left_in_block));
+        block = static_cast<VertexTextured*>(GR_Alloc_Quads(v.texture.texture, kFormatTextured, left_in_block));
       }
       write_tile(block, v, id, cell, px, py);
-      block += 6;
+      block += 4;
       --left_in_block;
     }
   }
@@ -167,7 +162,7 @@ void Tile_Draw(int32_t tileSet, uint32_t data, int32_t frame, float x, float y) 
     draw_tile_part(v, id, data, x, y);
     return;
   }
-  auto* q = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, v.texture.texture, kFormatTextured, 6));
+  auto* q = static_cast<VertexTextured*>(GR_Alloc_Quads(v.texture.texture, kFormatTextured, 1));
   write_tile(q, v, id, data, x, y);
 }
 

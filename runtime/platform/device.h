@@ -207,6 +207,11 @@ class IDevice {
   virtual void DestroyVertexBuffer(DeviceBufferId buffer) = 0;
   virtual void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
                     size_t first_byte, int32_t vertex_count) = 0;
+  // quad_count quads stored as four vertices each from first_byte (top left, top right, bottom
+  // right, bottom left), drawn as the triangle list of corners 0 1 2 2 3 0 of every quad: the same
+  // triangles, windings and pixels as those six vertices drawn with Draw.
+  virtual void DrawQuads(const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer, size_t first_byte,
+                         int32_t quad_count) = 0;
 
   // A user program from GLSL 330 sources; 0 with the compiler's or linker's log in *log when it
   // fails. The uniforms it has (arrays once, by their name without "[0]") go to *uniforms, the

@@ -255,6 +255,51 @@ TEST_F(GlDrawTest, TexturesSampleRowZeroAtTheTop) {
   Graphics_Device()->DestroyTexture(texture.device_);
 }
 
+// Quads go to the device as four corners and a shared index pattern, plain triangle lists as
+// they are; in one batch and one frame each lands where it was drawn, also past the device's
+// pieces of 170 quads, and strips and fans between them are untouched.
+TEST_F(GlDrawTest, QuadsAndOtherPrimitivesOfOneFrameEachLandWhereTheyAreDrawn) {
+  GRTexture* white = GR_WhiteTexture();
+  auto quad = [&](float x, float y, float side, uint32_t colour) {
+    auto* v = static_cast<VertexTextured*>(GR_Alloc_Quads(white, kFormatTextured, 1));
+    v[0] = VertexTextured{0, 0, colour, x, y, 0};
+    v[1] = VertexTextured{0, 0, colour, x + side, y, 0};
+    v[2] = VertexTextured{0, 0, colour, x + side, y + side, 0};
+    v[3] = VertexTextured{0, 0, colour, x, y + side, 0};
+  };
+  auto triangle = [&](float x, float y, uint32_t colour) {
+    auto* v = static_cast<VertexTextured*>(GR_Alloc_Verts(kPrimTriangleList, white, kFormatTextured, 3));
+    v[0] = VertexTextured{0, 0, colour, x, y, 0};
+    v[1] = VertexTextured{0, 0, colour, x + 8, y, 0};
+    v[2] = VertexTextured{0, 0, colour, x, y + 8, 0};
+  };
+  constexpr uint32_t kRed = 0xFF0000FFu, kGreen = 0xFF00FF00u, kBlue = 0xFFFF0000u, kWhite = 0xFFFFFFFFu;
+  GR_Flush();
+  const int32_t draws_before = GR_Batch_Stats().draws_this_frame;
+  // Rows 0..15: 1024 quads of 1 x 1 pixel, red and green by column parity (more than one piece).
+  for (int i = 0; i < 1024; ++i) {
+    quad(static_cast<float>(i % 64), static_cast<float>(i / 64), 1.0f, i % 2 == 0 ? kRed : kGreen);
+  }
+  triangle(0, 40, kBlue);     // joins the quads' batch as a plain run
+  quad(16, 40, 8, kWhite);    // and quads again
+  Fill(32, 40, 39, 47, kGreen);  // a fan: its own batch
+  quad(48, 40, 8, kBlue);
+  GR_Flush();
+  EXPECT_EQ(GR_Batch_Stats().draws_this_frame - draws_before, 3) << "quads and triangles of one page share a draw";
+  for (int i : {0, 1, 169, 170, 171, 681, 682, 1000, 1023}) {
+    const int x = i % 64, y = i / 64;
+    ExpectNear(Pixel(x, y), i % 2 == 0 ? Rgb{255, 0, 0} : Rgb{0, 255, 0}, "small quad " + std::to_string(i));
+  }
+  ExpectNear(Pixel(32, 20), {0, 0, 0}, "below the small quads");
+  ExpectNear(Pixel(1, 41), {0, 0, 255}, "triangle");
+  ExpectNear(Pixel(7, 47), {0, 0, 0}, "beyond the triangle's long side");
+  ExpectNear(Pixel(20, 44), {255, 255, 255}, "quad after the triangle");
+  ExpectNear(Pixel(15, 44), {0, 0, 0}, "left of that quad");
+  ExpectNear(Pixel(36, 44), {0, 255, 0}, "rectangle");
+  ExpectNear(Pixel(55, 47), {0, 0, 255}, "quad after the rectangle, its last pixel");
+  ExpectNear(Pixel(56, 48), {0, 0, 0}, "beyond it");
+}
+
 TEST_F(GlDrawTest, PresentShowsTheMainTargetTheRightWayUp) {
   Fill(0, 0, 63, 9, 0xFF0000FFu);
   Device_EndFrame(true);

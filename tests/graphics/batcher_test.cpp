@@ -1,7 +1,9 @@
 // The batcher over the recording device: what joins a batch, what ends one, what the device is
 // given, and when state reaches it.
+#include <algorithm>
 #include <cstring>
 #include <functional>
+#include <vector>
 
 #include "graphics/draw.h"
 #include "graphics/gpu_state.h"
@@ -26,20 +28,23 @@ class BatcherTest : public GraphicsTest {
     page_b_.device_ = device_.CreateTexture(64, 64, nullptr, false, false);
     device_.clear_record();
   }
-  // The first frames grow the staging memory and each growth ends a batch; tests that count draws
-  // start from a batcher that has settled, whichever tests ran before them in this process.
-  void Settle() {
-    for (int frame = 0; frame < 3; ++frame) {
-      for (int i = 0; i < 500; ++i) Quad(&page_a_, static_cast<float>(i));
-      GR_Flush();
-      GR_End_Batch_Frame();
+  // A quad of four corners at x + 0..3.
+  void Corners(GRTexture* texture, float x) {
+    auto* v = static_cast<VertexTextured*>(GR_Alloc_Quads(texture, kFormatTextured, 1));
+    for (int i = 0; i < 4; ++i) v[i] = VertexTextured{0, 0, 0xFFFFFFFFu, x + i, 0, 0};
+  }
+  size_t BytesWritten() {
+    size_t bytes = 0;
+    for (const DeviceCall& c : device_.calls()) {
+      if (c.kind == DeviceCallKind::kWriteVertexBuffer) bytes += static_cast<size_t>(c.a);
     }
-    device_.clear_record();
+    return bytes;
   }
 };
 
+// The staging memory starts as large as the biggest batch the size reckoning keeps: a fresh process
+// (each test runs in its own) joins its first run of sprites or glyphs into one draw.
 TEST_F(BatcherTest, ManyQuadsOfOnePageAndStateAreOneDraw) {
-  Settle();
   for (int i = 0; i < 500; ++i) Quad(&page_a_, static_cast<float>(i));
   GR_Flush();
   ASSERT_EQ(Draws(), 1);
@@ -55,7 +60,6 @@ TEST_F(BatcherTest, OnlyARealChangeBetweenTwoSpritesEndsTheBatch) {
     GRTexture* second;
     int draws;
   };
-  Settle();
   const Case cases[] = {
       {"nothing", [] {}, &page_a_, 1},
       {"another page", [] {}, &page_b_, 2},
@@ -79,6 +83,77 @@ TEST_F(BatcherTest, OnlyARealChangeBetweenTwoSpritesEndsTheBatch) {
   }
 }
 
+TEST_F(BatcherTest, QuadsReachTheDeviceAsFourCornersDrawnAsTheirTwoTriangles) {
+  GR_End_Batch_Frame();  // the statistics below are this frame's
+  for (int i = 0; i < 2000; ++i) Corners(&page_a_, static_cast<float>(4 * i));
+  EXPECT_EQ(GR_Batch_Stats().vertex_count, 12000) << "a quad counts as six list vertices";
+  GR_Flush();
+  ASSERT_EQ(Draws(), 1);
+  const RecordedDraw& d = device_.draws()[0];
+  EXPECT_EQ(d.type, PrimitiveType::kTriangleList);
+  EXPECT_EQ(d.quads, 2000);
+  EXPECT_EQ(d.vertex_count, 12000);
+  EXPECT_EQ(BytesWritten(), 2000u * 4 * 24) << "four vertices a quad reach the buffer";
+  EXPECT_EQ(GR_Batch_Stats().drawn_this_frame, 12000);
+  const auto* v = reinterpret_cast<const VertexTextured*>(d.vertices.data());
+  const float corners[6] = {0, 1, 2, 2, 3, 0};
+  for (int q : {0, 1999}) {
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(v[6 * q + i].x, 4.0f * q + corners[i]) << "quad " << q << " vertex " << i;
+  }
+}
+
+// Quads and plain triangle lists of one page are one batch and one draw of the batcher, which the
+// device gets as one run after another from one write.
+TEST_F(BatcherTest, QuadsAndTriangleListsOfOnePageShareABatch) {
+  GR_End_Batch_Frame();  // the statistics below are this frame's
+  Corners(&page_a_, 0);
+  Corners(&page_a_, 10);
+  Quad(&page_a_, 20);
+  Corners(&page_a_, 30);
+  GR_Flush();
+  EXPECT_EQ(GR_Batch_Stats().draws_this_frame, 1);
+  ASSERT_EQ(Draws(), 3);
+  const std::vector<RecordedDraw>& d = device_.draws();
+  EXPECT_EQ(d[0].quads, 2);
+  EXPECT_EQ(d[1].quads, 0);
+  EXPECT_EQ(d[1].vertex_count, 6);
+  EXPECT_EQ(d[2].quads, 1);
+  EXPECT_EQ(d[1].first_byte, d[0].first_byte + 8 * 24);
+  EXPECT_EQ(d[2].first_byte, d[1].first_byte + 6 * 24);
+  EXPECT_EQ(reinterpret_cast<const VertexTextured*>(d[1].vertices.data())->x, 20.0f);
+  EXPECT_EQ(reinterpret_cast<const VertexTextured*>(d[2].vertices.data())[4].x, 33.0f);
+  EXPECT_EQ(GR_Batch_Stats().drawn_this_frame, 24);
+  EXPECT_EQ(BytesWritten(), 18u * 24);
+}
+
+// Given-back vertices leave from the end as list vertices; a quad goes as soon as any of its six
+// does.
+TEST_F(BatcherTest, GivenBackVerticesTakeWholeQuadsFromTheEnd) {
+  struct Case {
+    int returned;
+    int quads_left;  // of the last run
+    int plain_left;  // vertices of the leading triangle list
+  };
+  const Case cases[] = {{0, 5, 3}, {6, 4, 3}, {7, 3, 3}, {30, 0, 3}, {31, 0, 2}, {40, 0, 0}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.returned);
+    device_.clear_record();
+    GR_Alloc_Verts(kPrimTriangleList, &page_a_, kFormatTextured, 3);
+    GR_Alloc_Quads(&page_a_, kFormatTextured, 5);
+    GR_Return_Verts(c.returned);
+    EXPECT_EQ(GR_Batch_Stats().vertex_count, std::max(0, 33 - c.returned));
+    GR_Flush();
+    int quads = 0, plain = 0;
+    for (const RecordedDraw& d : device_.draws()) {
+      quads += d.quads;
+      if (d.quads == 0) plain += d.vertex_count;
+    }
+    EXPECT_EQ(quads, c.quads_left);
+    EXPECT_EQ(plain, c.plain_left);
+    EXPECT_EQ(BytesWritten(), static_cast<size_t>(4 * c.quads_left + c.plain_left) * 24);
+  }
+}
+
 TEST_F(BatcherTest, StateChangeReachesTheDeviceAfterTheVerticesDrawnBeforeIt) {
   Quad(&page_a_, 0);
   Gpu_SetBlendMode(1);  // add: dest factor one
@@ -90,7 +165,6 @@ TEST_F(BatcherTest, StateChangeReachesTheDeviceAfterTheVerticesDrawnBeforeIt) {
 }
 
 TEST_F(BatcherTest, OutlinesNeverJoinFilledCirclesDo) {
-  Settle();
   for (bool outline : {true, false}) {
     device_.clear_record();
     Draw_Ellipse(0, 0, 10, 10, 0xFF000000u, 0xFF000000u, outline);

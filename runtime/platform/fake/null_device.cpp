@@ -122,10 +122,8 @@ void NullDevice::DestroyVertexBuffer(DeviceBufferId buffer) {
   buffers_[buffer - 1] = Buffer{};
 }
 
-void NullDevice::Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
-                      size_t first_byte, int32_t vertex_count) {
-  record(DeviceCallKind::kDraw, vertex_count, static_cast<int64_t>(type));
-  if (!recording_) return;
+RecordedDraw NullDevice::record_draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader,
+                                      DeviceBufferId buffer, size_t first_byte, int32_t vertex_count) {
   RecordedDraw d;
   d.type = type;
   d.shader = shader;
@@ -141,10 +139,45 @@ void NullDevice::Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet 
   d.sampler0 = samplers_[0];
   d.constants = constants_;
   d.viewport = viewport_;
-  if (keep_vertices_ && buffer != 0 && buffer <= buffers_.size() && buffers_[buffer - 1].live) {
-    const std::vector<uint8_t>& bytes = buffers_[buffer - 1].bytes;
-    const size_t size = static_cast<size_t>(vertex_count) * static_cast<size_t>(std::max(layout.stride, 0));
-    if (first_byte + size <= bytes.size()) d.vertices.assign(bytes.begin() + first_byte, bytes.begin() + first_byte + size);
+  return d;
+}
+
+const uint8_t* NullDevice::buffer_bytes(DeviceBufferId buffer, size_t first_byte, size_t bytes) const {
+  if (buffer == 0 || buffer > buffers_.size() || !buffers_[buffer - 1].live) return nullptr;
+  const std::vector<uint8_t>& stored = buffers_[buffer - 1].bytes;
+  return first_byte + bytes <= stored.size() ? stored.data() + first_byte : nullptr;
+}
+
+void NullDevice::Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
+                      size_t first_byte, int32_t vertex_count) {
+  record(DeviceCallKind::kDraw, vertex_count, static_cast<int64_t>(type));
+  if (!recording_) return;
+  RecordedDraw d = record_draw(type, layout, shader, buffer, first_byte, vertex_count);
+  const size_t size = static_cast<size_t>(vertex_count) * static_cast<size_t>(std::max(layout.stride, 0));
+  const uint8_t* bytes = keep_vertices_ ? buffer_bytes(buffer, first_byte, size) : nullptr;
+  if (bytes != nullptr) d.vertices.assign(bytes, bytes + size);
+  draws_.push_back(std::move(d));
+}
+
+void NullDevice::DrawQuads(const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer, size_t first_byte,
+                           int32_t quad_count) {
+  if (quad_count <= 0) return;
+  record(DeviceCallKind::kDraw, 6 * static_cast<int64_t>(quad_count), static_cast<int64_t>(PrimitiveType::kTriangleList));
+  if (!recording_) return;
+  RecordedDraw d = record_draw(PrimitiveType::kTriangleList, layout, shader, buffer, first_byte, 6 * quad_count);
+  d.quads = quad_count;
+  const size_t stride = static_cast<size_t>(std::max(layout.stride, 0));
+  const uint8_t* bytes = keep_vertices_ ? buffer_bytes(buffer, first_byte, 4 * stride * quad_count) : nullptr;
+  if (bytes != nullptr) {
+    static constexpr int kCorners[6] = {0, 1, 2, 2, 3, 0};
+    d.vertices.resize(6 * stride * quad_count);
+    uint8_t* out = d.vertices.data();
+    for (int32_t q = 0; q < quad_count; ++q) {
+      for (int corner : kCorners) {
+        std::memcpy(out, bytes + (4 * static_cast<size_t>(q) + corner) * stride, stride);
+        out += stride;
+      }
+    }
   }
   draws_.push_back(std::move(d));
 }

@@ -56,7 +56,8 @@ struct RecordedDraw {
   PrimitiveType type = PrimitiveType::kTriangleList;
   ShaderSet shader = ShaderSet::kColour;
   VertexLayout layout;
-  int32_t vertex_count = 0;
+  int32_t vertex_count = 0;   // as the triangles are assembled: six for each quad of DrawQuads
+  int32_t quads = 0;          // DrawQuads: the quads of four stored vertices (0 for Draw)
   DeviceBufferId buffer = 0;
   size_t first_byte = 0;
   DeviceTextureId texture = 0;  // stage 0
@@ -67,7 +68,9 @@ struct RecordedDraw {
   SamplerDesc sampler0;
   ShaderConstants constants;
   DeviceRect viewport;
-  std::vector<uint8_t> vertices;  // vertex_count x stride bytes, as the device would read them
+  // vertex_count x stride bytes, as the device assembles them into primitives (a quad's corners
+  // in the order 0 1 2 2 3 0)
+  std::vector<uint8_t> vertices;
 };
 
 class NullDevice final : public IDevice {
@@ -99,6 +102,8 @@ class NullDevice final : public IDevice {
   void DestroyVertexBuffer(DeviceBufferId buffer) override;
   void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
             size_t first_byte, int32_t vertex_count) override;
+  void DrawQuads(const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer, size_t first_byte,
+                 int32_t quad_count) override;
   DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
                                 std::vector<DeviceUniform>* uniforms) override;
   void UseProgram(DeviceProgramId program) override { program_ = program; }
@@ -160,6 +165,11 @@ class NullDevice final : public IDevice {
     std::vector<uint8_t> bytes;
     bool live = false;
   };
+  // A draw's record with the current state; the vertices are the caller's to fill.
+  RecordedDraw record_draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
+                           size_t first_byte, int32_t vertex_count);
+  // The stored bytes [first_byte, first_byte + bytes) of a live buffer, or null.
+  const uint8_t* buffer_bytes(DeviceBufferId buffer, size_t first_byte, size_t bytes) const;
   void record(DeviceCallKind kind, int64_t a = 0, int64_t b = 0) {
     if (recording_) calls_.push_back(DeviceCall{kind, a, b});
   }

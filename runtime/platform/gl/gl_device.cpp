@@ -143,6 +143,7 @@ class GlDevice final : public IDevice {
       if (p.program != 0) glDeleteProgram(p.program);
     }
     if (!samplers_.empty()) glDeleteSamplers(static_cast<GLsizei>(samplers_.size()), samplers_.data());
+    if (quad_indices_ != 0) glDeleteBuffers(1, &quad_indices_);
     if (vao_ != 0) glDeleteVertexArrays(1, &vao_);
   }
 
@@ -158,6 +159,7 @@ class GlDevice final : public IDevice {
     }
     glGenVertexArrays(1, &vao_);
     glBindVertexArray(vao_);
+    make_quad_indices();
     samplers_.resize(kTextureStages);
     glGenSamplers(kTextureStages, samplers_.data());
     for (int stage = 0; stage < kTextureStages; ++stage) {
@@ -459,41 +461,38 @@ class GlDevice final : public IDevice {
   void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId id, size_t first_byte,
             int32_t vertex_count) override {
     GlBuffer* b = buffer(id);
-    const int set = static_cast<int>(shader);
-    if (b == nullptr || vertex_count <= 0 || set < 0 || set >= static_cast<int>(ShaderSet::kCount)) return;
-    UserProgram* user = user_program(user_program_);
-    if (guard_on_ != (user == nullptr)) {
-      guard_on_ = user == nullptr;
-      apply_viewport();
-    }
-    if (user != nullptr) {
-      if (program_ != user->program) {
-        glUseProgram(user->program);
-        program_ = user->program;
-      }
-      send_user_matrices(user);
-    } else {
-      // Without fog and alpha test the pixel stage is a plain sample times colour: software
-      // rasterisers have fast paths for such programs that a discard or a branch rules out.
-      Program& p = programs_[set][!constants_.fog && !constants_.alpha_test ? 1 : 0];
-      if (program_ != p.program) {
-        glUseProgram(p.program);
-        program_ = p.program;
-      }
-      send_constants(&p);
-    }
-    if (depth_.depth_test || depth_.stencil) attach_depth(texture(target_));
-    bind_layout(layout, b->buffer, first_byte);
+    if (b == nullptr || vertex_count <= 0 || !begin_draw(shader)) return;
+    const GLint first = bind_layout(layout, b->buffer, first_byte);
     if (type != PrimitiveType::kTriangleList) {
-      glDrawArrays(primitive_mode(type), 0, vertex_count);
+      glDrawArrays(primitive_mode(type), first, vertex_count);
       return;
     }
     // Mesa's software rasteriser sees two triangles of a screen-aligned quad as one rectangle only
     // when both arrive in one of its segments of at most 4095 vertices; a list cut at a multiple
     // of 6 keeps every quad whole.
     for (int32_t start = 0; start < vertex_count; start += kTriangleListChunk) {
-      glDrawArrays(GL_TRIANGLES, start, std::min(kTriangleListChunk, vertex_count - start));
+      glDrawArrays(GL_TRIANGLES, first + start, std::min(kTriangleListChunk, vertex_count - start));
     }
+  }
+
+  // Every piece reads the shared index pattern from its start, moved to its first quad by the base
+  // vertex. Mesa's software rasteriser cuts indexed draws into segments of at most 1023 indices and
+  // finds rectangles only in segments of whole quads: a piece is 170 quads (1020 indices).
+  void DrawQuads(const VertexLayout& layout, ShaderSet shader, DeviceBufferId id, size_t first_byte,
+                 int32_t quad_count) override {
+    GlBuffer* b = buffer(id);
+    if (b == nullptr || quad_count <= 0 || quad_indices_ == 0 || !begin_draw(shader)) return;
+    const GLint first = bind_layout(layout, b->buffer, first_byte);
+    // One call for all pieces: the driver checks its state once.
+    piece_counts_.clear();
+    piece_bases_.clear();
+    for (int32_t start = 0; start < quad_count; start += kQuadChunk) {
+      piece_counts_.push_back(6 * std::min(kQuadChunk, quad_count - start));
+      piece_bases_.push_back(first + 4 * start);
+    }
+    piece_offsets_.resize(piece_counts_.size(), nullptr);
+    glMultiDrawElementsBaseVertex(GL_TRIANGLES, piece_counts_.data(), GL_UNSIGNED_SHORT, piece_offsets_.data(),
+                                  static_cast<GLsizei>(piece_counts_.size()), piece_bases_.data());
   }
 
   DeviceProgramId CreateProgram(const char* vertex, const char* fragment, std::string* log,
@@ -680,6 +679,7 @@ class GlDevice final : public IDevice {
   static constexpr int kScratchUnit = kTextureStages;  // uploads never disturb a stage's binding
   static constexpr int32_t kMaxGuardFactor = 8;
   static constexpr int32_t kTriangleListChunk = 4092;
+  static constexpr int32_t kQuadChunk = 170;  // quads a piece of DrawQuads
 
   GlTexture* texture(DeviceTextureId id) {
     if (id == 0 || id > textures_.size() || !textures_[id - 1].live) return nullptr;
@@ -903,10 +903,61 @@ class GlDevice final : public IDevice {
     p->constants_sent = constants_version_;
   }
 
-  void bind_layout(const VertexLayout& layout, GLuint gl_buffer, size_t first_byte) {
+  // The program of a draw, with its constants sent and the depth-stencil buffer attached when the
+  // draw needs it; false for a shader set that doesn't exist.
+  bool begin_draw(ShaderSet shader) {
+    const int set = static_cast<int>(shader);
+    if (set < 0 || set >= static_cast<int>(ShaderSet::kCount)) return false;
+    UserProgram* user = user_program(user_program_);
+    if (guard_on_ != (user == nullptr)) {
+      guard_on_ = user == nullptr;
+      apply_viewport();
+    }
+    if (user != nullptr) {
+      if (program_ != user->program) {
+        glUseProgram(user->program);
+        program_ = user->program;
+      }
+      send_user_matrices(user);
+    } else {
+      // Without fog and alpha test the pixel stage is a plain sample times colour: software
+      // rasterisers have fast paths for such programs that a discard or a branch rules out.
+      Program& p = programs_[set][!constants_.fog && !constants_.alpha_test ? 1 : 0];
+      if (program_ != p.program) {
+        glUseProgram(p.program);
+        program_ = p.program;
+      }
+      send_constants(&p);
+    }
+    if (depth_.depth_test || depth_.stencil) attach_depth(texture(target_));
+    return true;
+  }
+
+  // The shared index pattern of DrawQuads: corners 0 1 2 2 3 0 of kQuadChunk quads, in the element
+  // buffer of the one vertex array.
+  void make_quad_indices() {
+    std::vector<GLushort> indices(static_cast<size_t>(6 * kQuadChunk));
+    static constexpr GLushort kCorners[6] = {0, 1, 2, 2, 3, 0};
+    for (int32_t q = 0; q < kQuadChunk; ++q) {
+      for (int i = 0; i < 6; ++i) indices[static_cast<size_t>(6 * q + i)] = static_cast<GLushort>(4 * q + kCorners[i]);
+    }
+    glGenBuffers(1, &quad_indices_);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, quad_indices_);
+    glBufferData(GL_ELEMENT_ARRAY_BUFFER, static_cast<GLsizeiptr>(indices.size() * sizeof(GLushort)), indices.data(),
+                 GL_STATIC_DRAW);
+  }
+
+  // Points the attributes at a vertex boundary of the buffer at or before first_byte and returns
+  // the vertex of first_byte from there: batches that follow one another in a buffer of one format
+  // then draw without touching the attributes.
+  GLint bind_layout(const VertexLayout& layout, GLuint gl_buffer, size_t first_byte) {
+    // A stride of 0 (tightly packed) can't be counted in vertices: that layout keeps the byte.
+    const size_t stride = layout.stride > 0 ? static_cast<size_t>(layout.stride) : first_byte + 1;
+    const auto first = static_cast<GLint>(first_byte / stride);
+    first_byte %= stride;
     if (bound_layout_buffer_ == gl_buffer && bound_first_byte_ == first_byte &&
         std::memcmp(&bound_layout_, &layout, sizeof(layout)) == 0) {
-      return;
+      return first;
     }
     glBindBuffer(GL_ARRAY_BUFFER, gl_buffer);
     constexpr int kBuiltIn = static_cast<int>(VertexAttribute::kCount);
@@ -934,6 +985,7 @@ class GlDevice final : public IDevice {
     bound_layout_ = layout;
     bound_layout_buffer_ = gl_buffer;
     bound_first_byte_ = first_byte;
+    return first;
   }
 
   IWindowHost* host_;
@@ -944,6 +996,10 @@ class GlDevice final : public IDevice {
   DeviceProgramId user_program_ = 0;
   std::vector<GLuint> samplers_;
   GLuint vao_ = 0;
+  GLuint quad_indices_ = 0;
+  std::vector<GLsizei> piece_counts_;  // DrawQuads' pieces
+  std::vector<GLint> piece_bases_;
+  std::vector<const void*> piece_offsets_;
   GLuint program_ = 0;
   DeviceTextureId target_ = 0;
   DeviceTextureId bound_[kTextureStages] = {};
