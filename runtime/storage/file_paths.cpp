@@ -153,10 +153,17 @@ bool Files_WriteAllowed(const char* name) {
   return name != nullptr && list_matches(roots().write_allow.get(), with_slashes(name));
 }
 
+// Before a game has set its roots there is nothing to resolve against: names are used as they
+// stand, as the buffers' default file access takes them.
+namespace {
+bool no_roots(const Roots& r) { return r.bundle.empty() && r.save.empty(); }
+}  // namespace
+
 std::string ResolveBundlePath(const char* name) {
   if (name == nullptr || name[0] == '\0') return std::string();
   const Roots& r = roots();
   const std::string full = full_path_of(name);
+  if (no_roots(r)) return full;
   std::string rest;
   if (inside(full, r.bundle, &rest)) return full;
   // A name in the save area is no bundle file, even when the save area lies below the current
@@ -173,6 +180,7 @@ std::string ResolveSavePath(const char* name) {
   if (name == nullptr || name[0] == '\0') return std::string();
   const Roots& r = roots();
   const std::string full = full_path_of(name);
+  if (no_roots(r)) return full;
   const bool allowed = list_matches(r.write_allow.get(), full);
   std::string rest;
   std::string result;

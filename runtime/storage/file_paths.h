@@ -13,7 +13,8 @@
 // Reads of script-named files look in the save area first and the bundle second, so a file the
 // game wrote shadows a bundle file of the same name. Writes only ever reach the save area.
 //
-// The roots are set once by the runner's start-up (Files_SetRoots) before any script runs. All of
+// The roots are set once by the runner's start-up (Files_SetRoots) before any script runs; before
+// that (no game started) names are used as they stand. All of
 // this is used from the main thread, except the whole-file reader and writer, which the background
 // buffer jobs call too; they touch only the roots, which don't change while a game runs.
 #include <cstddef>
