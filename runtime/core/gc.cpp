@@ -1,10 +1,11 @@
-// First form of the collector: one table of all objects, a whole mark-and-sweep pass per step from
-// the roots, finalisers before the sweep, parked lists by kind, remembered sets fed by the write
-// barrier, and the generation fields and id ranges of every object. Arrays count as roots while a
-// value outside every object still holds them: their count is compared with the references that
-// objects hold.
+// First form of the collector: one table of all objects, whole mark-and-sweep passes from the
+// roots paced over the frames' steps, finalisers before the sweep, parked lists by kind,
+// remembered sets fed by the write barrier, and the generation fields and id ranges of every
+// object. Arrays count as roots while a value outside every object still holds them: their count
+// is compared with the references that objects hold.
 #include "core/gc.h"
 
+#include <algorithm>
 #include <typeinfo>
 #include <vector>
 
@@ -68,7 +69,10 @@ struct QueueEntry {
 
 std::vector<KVObjectBase*> g_objects;  // indexed by slotId; null for a free entry
 std::vector<int32_t> g_free_ids;
+size_t g_made_since_step = 0;  // objects registered since the last step
+size_t g_work_credit = 0;      // marking work earned by steps and not yet spent, in objects
 size_t g_count = 0;
+size_t g_array_count = 0;  // arrays in the table: without any, no array can be a root of its own
 std::vector<KVObjectBase*> g_self_stack;
 KVObjectBase* g_parked[kGCParkedKinds] = {};
 size_t g_parked_count[kGCParkedKinds] = {};
@@ -119,6 +123,7 @@ void unregister(KVObjectBase* object) {
     g_objects[object->slotId] = nullptr;
     g_free_ids.push_back(object->slotId);
     --g_count;
+    if (object->kind == kObjArray) --g_array_count;
   }
   object->slotId = -1;
   object->generation = 0;
@@ -141,28 +146,45 @@ GCObjectContainer* container() {
 
 bool is_marked(int32_t id) { return (g_bitmap[static_cast<size_t>(id) >> 5] & (1u << (id & 31))) != 0; }
 
-// Counts, per array, the references that collected objects hold; marks every instance as a root
-// and gathers the arrays on the way, so that the objects are walked once.
+void drain_queue();
+
+// Counts, per array, the references that collected objects hold, and gathers the arrays. Every
+// instance is a root: it is marked (with what it reaches) as the walk passes it, while the object
+// is still in the cache, so that each object is walked once. The order of marking doesn't matter:
+// an object is entered once whatever reaches it first.
 std::vector<int32_t> inner_array_counts(std::vector<KVObjectBase*>* arrays) {
-  std::vector<int32_t> counts(g_objects.size(), 0);
+  std::vector<int32_t> counts(g_array_count > 0 ? g_objects.size() : 0, 0);
   auto count = [&counts](const RValue& value) {
     if (RV_Kind(value) != kRVArray || value.pArray == nullptr) return;
     const int32_t id = value.pArray->slotId;
     if (id >= 0 && static_cast<size_t>(id) < counts.size()) ++counts[static_cast<size_t>(id)];
   };
-  for (KVObjectBase* object : g_objects) {
-    if (object == nullptr) continue;
-    if (object->kind == kObjInstance) GCMarkObject(object, true);
-    if (object->kind == kObjArray) arrays->push_back(object);
-    if (object->slotMap != nullptr) {
-      object->slotMap->ForEach([&count](const int32_t&, RValue* const& value) { count(*value); });
+  const size_t size = g_objects.size();
+  constexpr size_t kAhead = 8;  // objects are scattered: ask for the next ones early
+  for (size_t i = 0; i < size; ++i) {
+    if (i + kAhead < size && g_objects[i + kAhead] != nullptr) {
+      const KVObjectBase* ahead = g_objects[i + kAhead];
+      __builtin_prefetch(ahead);
+      __builtin_prefetch(&ahead->slotMap);
     }
-    for (int32_t i = 0; object->flatSlots != nullptr && i < object->flatSlotCount; ++i) count(object->flatSlots[i]);
-    if (object->kind == kObjArray) {
-      const auto* array = static_cast<const RefDynamicArrayOfRValue*>(object);
-      for (int32_t i = 0; i < array->length; ++i) count(array->pArray[i]);
-    } else if (object->kind == kObjScriptRef) {
-      count(static_cast<const CScriptRef*>(object)->tag);
+    KVObjectBase* object = g_objects[i];
+    if (object == nullptr) continue;
+    if (g_array_count > 0) {
+      if (object->kind == kObjArray) arrays->push_back(object);
+      if (object->slotMap != nullptr) {
+        object->slotMap->ForEach([&count](const int32_t&, RValue* const& value) { count(*value); });
+      }
+      for (int32_t j = 0; object->flatSlots != nullptr && j < object->flatSlotCount; ++j) count(object->flatSlots[j]);
+      if (object->kind == kObjArray) {
+        const auto* array = static_cast<const RefDynamicArrayOfRValue*>(object);
+        for (int32_t j = 0; j < array->length; ++j) count(array->pArray[j]);
+      } else if (object->kind == kObjScriptRef) {
+        count(static_cast<const CScriptRef*>(object)->tag);
+      }
+    }
+    if (object->kind == kObjInstance) {
+      GCMarkObject(object, true);
+      drain_queue();
     }
   }
   return counts;
@@ -265,6 +287,23 @@ void trim_parked() {
   }
 }
 
+// The pace of the frame's step. A pass marks every live object, which on a large heap costs more
+// than a frame's budget; the step then earns the work of a budget (kStepWork objects, about what
+// 100 microseconds mark) plus three objects for each object made since the last step, and runs
+// the whole pass once the earnings cover the table. A small heap is collected at every step, a
+// large one every few steps, and a game that allocates fast is collected as often as it needs.
+// Each pass is whole and atomic, as before: skipping a step only leaves garbage for longer.
+constexpr size_t kStepWork = 4096;
+constexpr size_t kMadeWork = 3;
+
+bool pass_due() {
+  g_work_credit += kStepWork + kMadeWork * g_made_since_step;
+  g_made_since_step = 0;
+  if (g_work_credit < g_count) return false;
+  g_work_credit = std::min(g_work_credit - g_count, kStepWork);
+  return true;
+}
+
 void run_pass() {
   ++g_GCStamp;
   g_GCMarkedCount = 0;
@@ -298,6 +337,8 @@ void GC_AddObject(KVObjectBase* object) {
     g_objects.push_back(object);
   }
   ++g_count;
+  if (object->kind == kObjArray) ++g_array_count;
+  ++g_made_since_step;
   const int32_t generation = g_AllocGeneration >= 0 && g_AllocGeneration < kGCGenerations ? g_AllocGeneration : 0;
   object->generation = generation;
   object->birthStamp = g_GCStamp;
@@ -366,9 +407,9 @@ size_t GC_ParkedCount(int32_t kind) { return kind >= 0 && kind < kGCParkedKinds 
 void GCStep(int mode) {
   if (!g_GCAvailable) return;
   if (!g_GCEnabled && !g_GCForce) return;
-  (void)mode;
+  const bool whole = g_GCForce || mode >= 0;
   g_GCForce = false;
-  run_pass();
+  if (pass_due() || whole) run_pass();
   trim_parked();
 }
 
@@ -414,6 +455,9 @@ void GC_Reset() {
   g_objects.clear();
   g_free_ids.clear();
   g_count = 0;
+  g_array_count = 0;
+  g_made_since_step = 0;
+  g_work_credit = 0;
   g_self_stack.clear();
   g_queue.clear();
   for (Generation& generation : g_generations) {

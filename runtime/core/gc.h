@@ -47,7 +47,9 @@ KVObjectBase* GC_TakeParked(int32_t kind);
 size_t GC_ParkedCount(int32_t kind);
 
 // The frame's step (-1), or a whole pass of generation 0 to 4. This form always collects every
-// generation: a generation number only forces the pass. Does nothing while the collector is
+// generation: a generation number only forces the pass. The frame's step runs the pass when the
+// work it has earned covers the table (every step on a small heap, every few steps on a large
+// one; see pass_due in gc.cpp); a forced pass runs at once. Does nothing while the collector is
 // disabled, unless gc_collect asked for a pass (g_GCForce).
 void GCStep(int mode);
 void GCCollectAll();

@@ -11,6 +11,7 @@
 #include "graphics/tile_draw.h"
 #include "world/event.h"
 #include "world/instance.h"
+#include "world/instance_prefetch.h"
 #include "world/layer.h"
 #include "world/object_type.h"
 #include "world/room.h"
@@ -119,6 +120,9 @@ void walk_layer(Walk& walk, const CLayer& layer) {
   bool instances = true;
   for (const CLayerElementBase* element = layer.elementsHead; element != nullptr;) {
     const CLayerElementBase* next = element->next;
+    if (next != nullptr && next->kind == kLayerElementInstance) {
+      Instance_Prefetch(static_cast<const CLayerInstanceElement*>(next)->instance);
+    }
     if (instances && element->kind == kLayerElementInstance) {
       CInstance* instance = static_cast<const CLayerInstanceElement*>(element)->instance;
       if (instance != nullptr && (instance->flags & kInstDeactivated) == 0) {

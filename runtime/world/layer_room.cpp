@@ -459,23 +459,44 @@ void Layer_FreeRoom(CRoom* room) {
   Layer_ForgetRoom(room);
 }
 
+namespace {
+
+// Whether an instance element from `from` up to `to` holds an instance on the inactive list.
+bool inactive_instance_between(const CLayerElementBase* from, const CLayerElementBase* to) {
+  for (const CLayerElementBase* element = from; element != nullptr && element != to; element = element->next) {
+    if (element->kind != kLayerElementInstance) continue;
+    const CInstance* instance = static_cast<const CLayerInstanceElement*>(element)->instance;
+    if (instance != nullptr && (instance->flags & kInstOnInactiveList) != 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 void Layer_Animate(CRoom* room) {
   if (room == nullptr) return;
   const double fps = game_speed();
   for (CLayer* layer = room->layersHead; layer != nullptr; layer = layer->next) {
     layer->xOffset += layer->hSpeed;
     layer->yOffset += layer->vSpeed;
-    bool walking = true;
-    for (CLayerElementBase* element = layer->elementsHead; element != nullptr && walking; element = element->next) {
+    // An inactive instance ends the walk of its layer. The instances are looked at only when an
+    // element behind them animates, so a layer of instances alone costs no visit to each.
+    const CLayerElementBase* unchecked = nullptr;  // the first instance element not looked at
+    for (CLayerElementBase* element = layer->elementsHead; element != nullptr; element = element->next) {
+      if (element->kind == kLayerElementInstance) {
+        if (unchecked == nullptr) unchecked = element;
+        continue;
+      }
+      if (element->kind != kLayerElementBackground && element->kind != kLayerElementSprite &&
+          element->kind != kLayerElementTilemap) {
+        continue;
+      }
+      if (unchecked != nullptr && inactive_instance_between(unchecked, element)) break;
+      unchecked = nullptr;
       switch (element->kind) {
         case kLayerElementBackground: {
           auto* background = static_cast<CLayerBackgroundElement*>(element)->background;
           if (background != nullptr) animate_background(background, fps);
-          break;
-        }
-        case kLayerElementInstance: {
-          const CInstance* instance = static_cast<CLayerInstanceElement*>(element)->instance;
-          if (instance != nullptr && (instance->flags & kInstOnInactiveList) != 0) walking = false;
           break;
         }
         case kLayerElementSprite: animate_sprite(static_cast<CLayerSpriteElement*>(element), fps); break;

@@ -14,6 +14,7 @@
 #include "world/event.h"
 #include "world/event_async.h"
 #include "world/instance.h"
+#include "world/instance_prefetch.h"
 #include "world/instance_path.h"
 #include "world/layer.h"
 #include "world/object_type.h"
@@ -56,6 +57,12 @@ void pass_where(int32_t type, int32_t subtype, Test test) {
     for (const ObjectInstanceNode* node = object->instances.head; node != nullptr;) {
       CInstance* instance = node->instance;
       node = node->next;
+      // The list runs through the instances themselves: ask for the node after next, and for the
+      // next instance, whose node was asked for one turn ago.
+      if (node != nullptr) {
+        if (node->next != nullptr) __builtin_prefetch(node->next);
+        Instance_Prefetch(node->instance);
+      }
       if (!Instance_IsLive(instance) || instance->createCounter > c) continue;
       if (!test(instance)) continue;
       if (instance->objectIndex != seen_object) {
@@ -78,6 +85,7 @@ WalkNotes previous_values_and_images(CRoom* room) {
   WalkNotes notes;
   for (CInstance* at = room->active.head; at != nullptr;) {
     CInstance* next = at->next;
+    Instance_Prefetch(next);
     at->xprevious = at->x;
     at->yprevious = at->y;
     if (InstancePathState* state = at->pathState) {
@@ -97,6 +105,7 @@ void motion(CRoom* room) {
   const int64_t c = PassCounter++;
   for (CInstance* at = room->active.head; at != nullptr;) {
     CInstance* next = at->next;
+    Instance_Prefetch(next);
     if (Step_MoveInstance(at) && at->createCounter <= c) PerformEventOnInstance(at, at, kEventOther, kOtherEndOfPath);
     at = next;
   }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "core/gc.h"
 #include "core/object.h"
 #include "core/rvalue.h"
@@ -99,6 +101,48 @@ TEST_F(CollectorTest, FreeingAnArrayDropsTheCountsOfArraysInside) {
   RV_FreeToUndefined(&outer);
   GCCollectAll();
   EXPECT_EQ(GC_ObjectCount(), 0u);
+}
+
+// On a heap larger than a step's work the frame's step collects every few steps; a forced pass and
+// a step after a burst of allocation collect at once.
+TEST_F(CollectorTest, LargeHeapsAreCollectedWithinFewStepsAndForcedPassesAtOnce) {
+  struct Case {
+    const char* name;
+    int burst;        // structs made and dropped before the first step
+    int mode;         // the step's mode
+    int max_steps;    // steps until the dead struct is gone
+  };
+  const Case cases[] = {
+      {"frame steps", 0, -1, 4},
+      {"forced pass", 0, 0, 1},
+      {"burst of garbage", 5000, -1, 1},
+  };
+  constexpr int kLive = 10000;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    GC_Reset();
+    std::vector<KVObjectBase*> live;
+    for (int i = 0; i < kLive; ++i) {
+      live.push_back(CreateObject(0, kRVUndefined, kObjStruct, false));
+      GCAddRoot(live.back());
+    }
+    KVObjectBase* doomed = CreateObject(0, kRVUndefined, kObjStruct, false);
+    GCAddRoot(doomed);
+    for (int i = 0; i < 8; ++i) GCStep(-1);  // the heap settles: made objects no longer pace the steps
+    CWeakRef* watch = WeakRef_Create(doomed);
+    GCAddRoot(watch);
+    const size_t before = GC_ObjectCount();
+    GCRemoveRoot(doomed);
+    drop_structs(c.burst);
+    int steps = 0;
+    while (watch->target != nullptr && steps < 100) {
+      GCStep(c.mode);
+      ++steps;
+    }
+    EXPECT_LE(steps, c.max_steps);
+    EXPECT_EQ(watch->target, nullptr);
+    EXPECT_EQ(GC_ObjectCount(), before - 1u);  // the burst went with it
+  }
 }
 
 }  // namespace

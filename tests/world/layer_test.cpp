@@ -306,6 +306,35 @@ TEST_F(LayerTest, LayersScrollEachStepEvenWhenInvisible) {
   EXPECT_EQ(call("layer_get_y", nullptr, {RV_Real(layer->id)}).val, -1.0);
 }
 
+// A background behind a layer's instances animates whether the instances stand active in front of
+// it or inactive behind it; a layer of instances alone just scrolls.
+TEST_F(LayerTest, BackgroundsBehindInstancesAnimate) {
+  struct Case {
+    const char* name;
+    bool deactivate;
+  };
+  for (const Case& c : {Case{"active instances", false}, Case{"an inactive instance", true}}) {
+    SCOPED_TRACE(c.name);
+    CLayer* layer = Layer_Create(room_, 0, c.name);
+    CInstance* a = Create_Instance_OnLayer(kB, 0, 0, layer->id);
+    Create_Instance_OnLayer(kB, 0, 0, layer->id);
+    const double background = call("layer_background_create", nullptr, {RV_Real(layer->id), RV_Real(-1)}).val;
+    call("layer_background_speed", nullptr, {RV_Real(background), RV_Real(2)});
+    if (c.deactivate) {
+      Instance_Deactivate(a);
+      Instance_Flush();
+    }
+    const double before = call("layer_background_get_index", nullptr, {RV_Real(background)}).val;
+    Layer_Animate(room_);
+    EXPECT_GT(call("layer_background_get_index", nullptr, {RV_Real(background)}).val, before);
+  }
+  CLayer* instances_only = Layer_Create(room_, 0, "Instances");
+  Create_Instance_OnLayer(kB, 0, 0, instances_only->id);
+  call("layer_hspeed", nullptr, {RV_Real(instances_only->id), RV_Real(3)});
+  Layer_Animate(room_);
+  EXPECT_EQ(call("layer_get_x", nullptr, {RV_Real(instances_only->id)}).val, 3.0);
+}
+
 TEST_F(LayerTest, NewLayersTakeIdsAboveTheCounter) {
   CLayer* first = Layer_Create(room_, 0, "One");
   CLayer* second = Layer_Create(room_, 0, "Two");
