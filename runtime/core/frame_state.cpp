@@ -24,6 +24,7 @@ float RefreshRate = 60.0f;
 bool Run_DebuggerHold = false;
 bool Run_DrawEnabled = true;
 bool Run_QuitSeen = false;
+bool Run_PauseEvent = false;
 int64_t Run_CurrentTimeSeconds = 0;
 
 void FrameState_Reset() {
@@ -49,5 +50,6 @@ void FrameState_Reset() {
   Run_DebuggerHold = false;
   Run_DrawEnabled = true;
   Run_QuitSeen = false;
+  Run_PauseEvent = false;
   Run_CurrentTimeSeconds = 0;
 }

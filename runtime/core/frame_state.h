@@ -42,6 +42,9 @@ extern bool Run_DrawEnabled;
 // The quit message was seen by the message pump.
 extern bool Run_QuitSeen;
 
+// The platform raised its pause event this frame (os_is_paused); desktops never do.
+extern bool Run_PauseEvent;
+
 // Seconds since the epoch read at the top of each frame, for the date builtins.
 extern int64_t Run_CurrentTimeSeconds;
 

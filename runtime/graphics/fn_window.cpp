@@ -139,7 +139,7 @@ KV_BUILTIN(F_WindowGetCursor) { Real(result, Window_State().cursor); }
 KV_BUILTIN(F_WindowHandle) { *result = RV_Ptr(Window_Host()); }
 KV_BUILTIN(F_WindowDevice) { *result = RV_Ptr(Graphics_Device()); }
 KV_BUILTIN(F_WindowHasFocus) { Bool(result, Window_State().has_focus); }
-KV_BUILTIN(F_OsIsPaused) { Bool(result, !Window_State().has_focus); }
+KV_BUILTIN(F_OsIsPaused) { Bool(result, Run_PauseEvent); }
 
 KV_BUILTIN(F_WindowGetVisibleRects) {
   const int32_t x1 = gfx_fn::ArgInt(argc, argv, 0), y1 = gfx_fn::ArgInt(argc, argv, 1);
@@ -192,6 +192,23 @@ KV_BUILTIN(F_DisplaySetUiVisibility) { Real(result, 0.0); }
 KV_BUILTIN(F_DisplaySetWindowsAlternateSync) {
   Window_State().alternate_sync = gfx_fn::ArgBool(argc, argv, 0);
   *result = RV_Undefined();
+}
+
+// The clipboard of the window's system. Setting empties it first, so an empty text leaves it
+// empty; without a window host there is no clipboard and nothing is there.
+KV_BUILTIN(F_ClipboardSetText) {
+  if (IWindowHost* host = Window_Host()) host->SetClipboardText(gfx_fn::ArgString(argc, argv, 0));
+  *result = RV_Undefined();
+}
+
+KV_BUILTIN(F_ClipboardGetText) {
+  IWindowHost* host = Window_Host();
+  RV_SetString(result, host != nullptr ? host->ClipboardText().c_str() : "");
+}
+
+KV_BUILTIN(F_ClipboardHasText) {
+  IWindowHost* host = Window_Host();
+  Bool(result, host != nullptr && !host->ClipboardText().empty());
 }
 
 #undef KV_BUILTIN
@@ -261,6 +278,9 @@ void Window_RegisterBuiltins() {
       {"display_get_orientation", F_DisplayGetOrientation, 0},
       {"display_set_ui_visibility", F_DisplaySetUiVisibility, 1},
       {"display_set_windows_alternate_sync", F_DisplaySetWindowsAlternateSync, 1},
+      {"clipboard_has_text", F_ClipboardHasText, 0},
+      {"clipboard_get_text", F_ClipboardGetText, 0},
+      {"clipboard_set_text", F_ClipboardSetText, 1},
   };
   for (const Row& row : kRows) Function_Add(row.name, row.handler, row.argc, 0);
 }

@@ -27,7 +27,6 @@ void (*g_step_hook)(void*) = nullptr;
 void* g_step_hook_argument = nullptr;
 int32_t* (*g_room_speed_reader)(void*) = nullptr;
 int64_t g_last_step_time = 0;
-bool g_pause_event_active = false;
 
 // The frame's rate and whether it is fixed at all (a free-running speed timer is not).
 int32_t frame_rate(bool* fixed) {
@@ -138,9 +137,9 @@ void DoAStep() {
   SavedGame_ApplyQueued();
   IO_Update();
   const bool pause_event = IO_PauseEventThisFrame();
-  if (pause_event && !g_pause_event_active) g_DebugConsole->Output("Pause event has been registered for this frame\n");
-  if (!pause_event && g_pause_event_active) g_DebugConsole->Output("Pause event has been unregistered\n");
-  g_pause_event_active = pause_event;
+  if (pause_event && !Run_PauseEvent) g_DebugConsole->Output("Pause event has been registered for this frame\n");
+  if (!pause_event && Run_PauseEvent) g_DebugConsole->Output("Pause event has been unregistered\n");
+  Run_PauseEvent = pause_event;
   if (Window_FreezeForLostFocus()) return;
   Run_Step();
   if (New_Room == kNewRoomNone) {

@@ -74,6 +74,24 @@ TEST_F(BuiltinsTest, ArgumentErrorsUseTheirMessages) {
   }
 }
 
+TEST_F(BuiltinsTest, TheClipboardIsTheHostsAndSettingEmptiesItFirst) {
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("clipboard_has_text")), 0);
+  RValue text = RV_Undefined();
+  RV_SetString(&text, "gr\xC3\xBC\xC3\x9F dich \xF0\x9F\x98\x80");
+  CallBuiltin("clipboard_set_text", {text});
+  RV_FreeToUndefined(&text);
+  EXPECT_EQ(host_.clipboard, "gr\xC3\xBC\xC3\x9F dich \xF0\x9F\x98\x80");
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("clipboard_has_text")), 1);
+  RValue got = CallBuiltin("clipboard_get_text");
+  EXPECT_STREQ(RV_StringText(got), "gr\xC3\xBC\xC3\x9F dich \xF0\x9F\x98\x80");
+  RV_FreeToUndefined(&got);
+  RValue empty = RV_Undefined();
+  RV_SetString(&empty, "");
+  CallBuiltin("clipboard_set_text", {empty});
+  EXPECT_EQ(host_.clipboard, "");
+  EXPECT_EQ(RV_ToDouble(CallBuiltin("clipboard_has_text")), 0);
+}
+
 TEST_F(BuiltinsTest, BlendModesRoundTripAndMismatchedFactorsReadAsMinusOne) {
   for (int mode = 0; mode < 4; ++mode) {
     CallBuiltin("gpu_set_blendmode", {R(mode)});

@@ -11,6 +11,8 @@
 #include "core/timing.h"
 #include "core/variable_names.h"
 #include "run/run_builtins.h"
+#include "platform/system.h"
+#include "storage/ds_map.h"
 #include "storage/fn_ds.h"
 
 namespace {
@@ -166,6 +168,32 @@ TEST_F(RunBuiltinsTest, DebugEventTurnsItsSwitchesAndCountsDataStructures) {
   EXPECT_EQ(Field(counts, "gridMaxIndex"), -1.0);
   call("ds_map_destroy", {map});
   GC_Reset();
+}
+
+TEST_F(RunBuiltinsTest, OsGetInfoMakesANewMapOfDeviceFacts) {
+  Run_RegisterSystemBuiltins();
+  DS_RegisterBuiltins();
+  const RValue first = call("os_get_info", {});
+  const RValue second = call("os_get_info", {});
+  EXPECT_NE(RV_ToInt32(first), RV_ToInt32(second)) << "each call makes a new map";
+  const CDS_Map* map = DS_Find<CDS_Map>(RV_ToInt32(first));
+  ASSERT_NE(map, nullptr);
+  RValue key = RV_Undefined();
+  RV_SetString(&key, "is64bit");
+  ASSERT_NE(map->find(key), nullptr);
+  EXPECT_EQ(RV_ToDouble(*map->find(key)), 1.0);
+  RV_Free(&key);
+  RV_SetString(&key, "udid");
+  const std::string udid = Platform_MachineId();
+  if (udid.empty()) {
+    EXPECT_EQ(map->find(key), nullptr) << "no id, no key";
+  } else {
+    ASSERT_NE(map->find(key), nullptr);
+    EXPECT_STREQ(RV_StringText(*map->find(key)), udid.c_str());
+  }
+  RV_Free(&key);
+  call("ds_map_destroy", {first});
+  call("ds_map_destroy", {second});
 }
 
 }  // namespace
