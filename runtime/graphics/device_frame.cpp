@@ -8,10 +8,12 @@
 
 #include "core/console.h"
 #include "core/frame_state.h"
+#include "core/timing.h"
 #include "data/game_data.h"
 #include "graphics/batcher.h"
 #include "graphics/device_state.h"
 #include "graphics/gr_texture.h"
+#include "graphics/native_cursor.h"
 #include "graphics/render_state.h"
 #include "graphics/shader.h"
 #include "graphics/texture_decode.h"
@@ -218,6 +220,7 @@ void Start_Frame() {
   g_device->SetRenderTarget(g_main_target.device_);
   GR_Set_View_Size(s.display_width, s.display_height);
   s.scene_open = 1;
+  NativeCursor_Tick(Timing_Time());
 }
 
 void Device_EndFrame(bool present) {
@@ -337,6 +340,7 @@ void Window_Destroy() {
   g_owned_device.reset();
   g_device = nullptr;
   S().scene_open = 0;
+  NativeCursor_ReleaseAll();
   Window_CloseHost();
 }
 

@@ -176,6 +176,14 @@ class IWindowHost {
   virtual void SetSizeLimits(int32_t min_w, int32_t min_h, int32_t max_w, int32_t max_h) = 0;
   virtual void SetCaption(const std::string& utf8) = 0;
   virtual void SetCursor(WindowCursor cursor) = 0;
+  // Cursors of the game's own pictures: width x height RGBA pixels (red in the first byte, rows
+  // from the top) with the hot spot inside. Create returns a handle, 0 when the system refused;
+  // SetImageCursor shows one (0 goes back to the cursor SetCursor chose). Destroying the cursor
+  // on show puts SetCursor's back first.
+  virtual uint64_t CreateImageCursor(const uint8_t* rgba, int32_t width, int32_t height, int32_t hot_x,
+                                     int32_t hot_y) = 0;
+  virtual void SetImageCursor(uint64_t cursor) = 0;
+  virtual void DestroyImageCursor(uint64_t cursor) = 0;
   virtual void Focus() = 0;
   virtual bool HasInputFocus() = 0;
 

@@ -198,3 +198,34 @@ int32_t FakeWindowHost::PadAddMappings(const std::string& text) {
   }
   return added;
 }
+
+uint64_t FakeWindowHost::CreateImageCursor(const uint8_t* rgba, int32_t w, int32_t h, int32_t hot_x, int32_t hot_y) {
+  if (refuse_image_cursors || rgba == nullptr || w <= 0 || h <= 0) return 0;
+  ImageCursor made;
+  made.handle = image_cursors.size() + 1;
+  made.width = w;
+  made.height = h;
+  made.hot_x = hot_x;
+  made.hot_y = hot_y;
+  made.pixels.assign(rgba, rgba + static_cast<size_t>(w) * static_cast<size_t>(h) * 4);
+  image_cursors.push_back(std::move(made));
+  return image_cursors.back().handle;
+}
+
+void FakeWindowHost::SetImageCursor(uint64_t handle) {
+  const ImageCursor* found = FindImageCursor(handle);
+  if (handle != 0 && (found == nullptr || found->destroyed)) return;
+  image_cursor = handle;
+  image_cursor_sets.push_back(handle);
+}
+
+void FakeWindowHost::DestroyImageCursor(uint64_t handle) {
+  if (handle == 0 || handle > image_cursors.size()) return;
+  if (image_cursor == handle) image_cursor = 0;
+  image_cursors[handle - 1].destroyed = true;
+  image_cursors[handle - 1].pixels.clear();
+}
+
+const FakeWindowHost::ImageCursor* FakeWindowHost::FindImageCursor(uint64_t handle) const {
+  return handle == 0 || handle > image_cursors.size() ? nullptr : &image_cursors[handle - 1];
+}

@@ -33,6 +33,10 @@ class FakeWindowHost final : public IWindowHost {
   void SetSizeLimits(int32_t min_w, int32_t min_h, int32_t max_w, int32_t max_h) override;
   void SetCaption(const std::string& utf8) override { caption = utf8; }
   void SetCursor(WindowCursor c) override { cursor = c; }
+  uint64_t CreateImageCursor(const uint8_t* rgba, int32_t width, int32_t height, int32_t hot_x,
+                             int32_t hot_y) override;
+  void SetImageCursor(uint64_t handle) override;
+  void DestroyImageCursor(uint64_t handle) override;
   void Focus() override { focus_calls++; }
   bool HasInputFocus() override { return input_focus; }
   bool PollMessage(WindowMessage* message) override;
@@ -66,6 +70,15 @@ class FakeWindowHost final : public IWindowHost {
   };
   FakePad* Pad(int32_t id);
 
+  // An image cursor as the fake system keeps it.
+  struct ImageCursor {
+    uint64_t handle = 0;
+    int32_t width = 0, height = 0, hot_x = 0, hot_y = 0;
+    std::vector<uint8_t> pixels;
+    bool destroyed = false;
+  };
+  const ImageCursor* FindImageCursor(uint64_t handle) const;
+
   void Push(const WindowMessage& message) { queue.push_back(message); }
   void Push(WindowMessageKind kind, int32_t a = 0, int32_t b = 0);
 
@@ -90,6 +103,10 @@ class FakeWindowHost final : public IWindowHost {
   std::string caption;
   std::string clipboard;
   WindowCursor cursor = WindowCursor::kArrow;
+  bool refuse_image_cursors = false;
+  std::vector<ImageCursor> image_cursors;  // every one made, in order; handles count from 1
+  uint64_t image_cursor = 0;               // the one on show, 0 for SetCursor's
+  std::vector<uint64_t> image_cursor_sets;  // every SetImageCursor, in order
   int32_t shows = 0;
   int32_t swaps = 0;
   int32_t last_sync_interval = -1;

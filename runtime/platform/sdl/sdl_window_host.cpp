@@ -114,6 +114,9 @@ class SdlWindowHost final : public IWindowHost {
     for (SDL_Cursor* cursor : cursors_) {
       if (cursor != nullptr) SDL_FreeCursor(cursor);
     }
+    for (ImageCursor& image : image_cursors_) {
+      if (image.cursor != nullptr) SDL_FreeCursor(image.cursor);
+    }
     if (video_) SDL_QuitSubSystem(SDL_INIT_VIDEO);
   }
 
@@ -248,6 +251,52 @@ class SdlWindowHost final : public IWindowHost {
 
   void SetCursor(WindowCursor cursor) override {
     if (!ensure_video()) return;
+    system_cursor_ = cursor;
+    if (image_cursor_ != 0) return;  // an image cursor stays on show until it is put away
+    apply_system_cursor();
+  }
+
+  uint64_t CreateImageCursor(const uint8_t* rgba, int32_t width, int32_t height, int32_t hot_x,
+                             int32_t hot_y) override {
+    if (!ensure_video() || rgba == nullptr || width <= 0 || height <= 0) return 0;
+    SDL_Surface* surface = SDL_CreateRGBSurfaceWithFormatFrom(const_cast<uint8_t*>(rgba), width, height, 32,
+                                                              width * 4, SDL_PIXELFORMAT_RGBA32);
+    if (surface == nullptr) return 0;
+    SDL_Cursor* cursor = SDL_CreateColorCursor(surface, std::clamp(hot_x, 0, width - 1), std::clamp(hot_y, 0, height - 1));
+    SDL_FreeSurface(surface);
+    if (cursor == nullptr) return 0;
+    image_cursors_.push_back(ImageCursor{++last_image_cursor_, cursor});
+    return last_image_cursor_;
+  }
+
+  void SetImageCursor(uint64_t handle) override {
+    if (!ensure_video()) return;
+    if (handle == 0) {
+      image_cursor_ = 0;
+      apply_system_cursor();
+      return;
+    }
+    for (const ImageCursor& image : image_cursors_) {
+      if (image.handle != handle) continue;
+      image_cursor_ = handle;
+      SDL_SetCursor(image.cursor);
+      SDL_ShowCursor(SDL_ENABLE);
+      return;
+    }
+  }
+
+  void DestroyImageCursor(uint64_t handle) override {
+    for (size_t i = 0; i < image_cursors_.size(); ++i) {
+      if (image_cursors_[i].handle != handle) continue;
+      if (image_cursor_ == handle) SetImageCursor(0);
+      SDL_FreeCursor(image_cursors_[i].cursor);
+      image_cursors_.erase(image_cursors_.begin() + static_cast<std::ptrdiff_t>(i));
+      return;
+    }
+  }
+
+  void apply_system_cursor() {
+    const WindowCursor cursor = system_cursor_;
     if (cursor == WindowCursor::kNone) {
       SDL_ShowCursor(SDL_DISABLE);
       return;
@@ -644,6 +693,14 @@ class SdlWindowHost final : public IWindowHost {
   bool no_video_ = false;
   int32_t swap_interval_ = -2;
   std::vector<SDL_Cursor*> cursors_;
+  struct ImageCursor {
+    uint64_t handle;
+    SDL_Cursor* cursor;
+  };
+  std::vector<ImageCursor> image_cursors_;
+  uint64_t last_image_cursor_ = 0;
+  uint64_t image_cursor_ = 0;
+  WindowCursor system_cursor_ = WindowCursor::kArrow;
   std::deque<WindowMessage> posted_;
   std::vector<OpenPad> pads_;
   bool pads_started_ = false;
