@@ -38,6 +38,7 @@ CURSOR_SCRIPT(window_set_cursor_sprite)
 CURSOR_SCRIPT(window_set_cursor_sprite_ext)
 CURSOR_SCRIPT(window_set_cursor_surface)
 #undef CURSOR_SCRIPT
+RValue* tsl_GlobalScript_native_cursor_start(CInstance* self, CInstance* other, RValue* result, int argc, RValue** argv);
 
 namespace {
 
@@ -506,5 +507,17 @@ RValue* tsl_Script_window_set_cursor_surface(CInstance* self, CInstance* other, 
                                  {tsl::arg(argc, argv, 0), tsl::arg(argc, argv, 1), tsl::arg(argc, argv, 2)});
   tsl::call(tsl_Script_native_cursor_set, self, other, {*cursor});
   compat_keep(self, other, cursor);
+  return scope.result();
+}
+
+// The extension's start-up: no argument buffer yet (the first call makes it), the wrapper's
+// globals and the window, then the older family's one cursor, which starts out empty.
+RValue* tsl_GlobalScript_native_cursor_start(CInstance* self, CInstance* other, RValue* result, int, RValue**) {
+  tsl::ScriptScope scope("tsl_GlobalScript_native_cursor_start", self, result);
+  scope.line(1);
+  tsl::set(global(), v___native_cursor_buffer, RV_Undefined());
+  tsl::call(tsl_Script_native_cursor_preinit, self, other);
+  scope.line(2);
+  tsl::call(tsl_Script_native_cursor_compat_preinit, self, other);
   return scope.result();
 }

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <vector>
 
 #include <nettle/base64.h>
 #include <nettle/md5.h>
@@ -20,7 +19,6 @@
 #include "core/rvalue.h"
 #include "core/timing.h"
 #include "core/utf8.h"
-#include "platform/files.h"
 #include "platform/system.h"
 
 namespace {
@@ -251,18 +249,6 @@ KV_BUILTIN(F_Sha1Utf8) { set_text(result, System_Sha1Hex(arg_text(argv, 0))); }
 KV_BUILTIN(F_Md5Unicode) { set_text(result, System_Md5Hex(System_Utf16Units(arg_text(argv, 0)))); }
 KV_BUILTIN(F_Sha1Unicode) { set_text(result, System_Sha1Hex(System_Utf16Units(arg_text(argv, 0)))); }
 
-// The digest of a file's bytes; "" for a file that can't be read.
-template <bool Sha1>
-KV_BUILTIN(F_DigestFile) {
-  std::vector<uint8_t> bytes;
-  if (!Platform_ReadWholeFile(KVGetString(argv, 0), &bytes)) {
-    set_text(result, "");
-    return;
-  }
-  const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  set_text(result, Sha1 ? System_Sha1Hex(view) : System_Md5Hex(view));
-}
-
 KV_BUILTIN(F_Base64Encode) { set_text(result, System_Base64Encode(arg_text(argv, 0))); }
 
 KV_BUILTIN(F_Base64Decode) {
@@ -437,10 +423,8 @@ void System_RegisterBuiltins() {
       {"os_is_network_connected", F_OsIsNetworkConnected, -1},
       {"md5_string_utf8", with_args<F_Md5Utf8, 1>, 1},
       {"md5_string_unicode", with_args<F_Md5Unicode, 1>, 1},
-      {"md5_file", with_args<F_DigestFile<false>, 1>, 1},
       {"sha1_string_utf8", with_args<F_Sha1Utf8, 1>, 1},
       {"sha1_string_unicode", with_args<F_Sha1Unicode, 1>, 1},
-      {"sha1_file", with_args<F_DigestFile<true>, 1>, 1},
       {"base64_encode", with_args<F_Base64Encode, 1>, 1},
       {"base64_decode", with_args<F_Base64Decode, 1>, 1},
       {"url_open", with_args<F_UrlOpen, 1>, 1},

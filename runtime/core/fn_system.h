@@ -3,7 +3,8 @@
 // get_timer and sleep, the user's language and region, the string digests and Base64, and the
 // url_* / os_* calls of mobile and web builds, which answer neutrally here. System_RegisterBuiltins
 // adds them in one fixed order. The clipboard lives with the window (graphics/fn_window.cpp), the
-// builtins that read the data file's header or build a ds_map with the spine.
+// builtins that read the data file's header, build a ds_map or read a script-named file
+// (md5_file, sha1_file) with the spine.
 #include <string>
 #include <string_view>
 

@@ -1,7 +1,10 @@
-// The system queries that need more than the core: os_get_config reads the data file's header and
-// os_get_info answers with a new ds_map.
+// The system queries that need more than the core: os_get_config reads the data file's header,
+// os_get_info answers with a new ds_map, and md5_file and sha1_file read a file the way the file
+// builtins find it (the save area first, then the game's own folder).
 #include <string>
+#include <vector>
 
+#include "core/fn_system.h"
 #include "core/function_table.h"
 #include "core/memory.h"
 #include "core/rvalue.h"
@@ -9,6 +12,7 @@
 #include "platform/system.h"
 #include "run/run_builtins.h"
 #include "storage/ds_map.h"
+#include "storage/file_paths.h"
 
 namespace {
 
@@ -42,9 +46,24 @@ void F_OsGetInfo(RValue* result, CInstance*, CInstance*, int, RValue*) {
   *result = RV_Real(DS_Register(map));
 }
 
+// The digest of a file's bytes in lower-case hexadecimal; "" for a file that can't be read.
+template <bool Sha1>
+void F_DigestFile(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  std::vector<uint8_t> bytes;
+  const char* name = argc > 0 ? KVGetString(argv, 0) : "";
+  if (!File_ReadWhole(name, &bytes)) {
+    RV_SetString(result, "");
+    return;
+  }
+  const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  RV_SetString(result, (Sha1 ? System_Sha1Hex(view) : System_Md5Hex(view)).c_str());
+}
+
 }  // namespace
 
 void Run_RegisterSystemBuiltins() {
+  Function_Add("md5_file", F_DigestFile<false>, 1, 0);
+  Function_Add("sha1_file", F_DigestFile<true>, 1, 0);
   Function_Add("os_get_config", F_OsGetConfig, 0, 0);
   Function_Add("os_get_info", F_OsGetInfo, 0, 0);
 }

@@ -194,6 +194,15 @@ TEST_F(RunBuiltinsTest, OsGetInfoMakesANewMapOfDeviceFacts) {
   RV_Free(&key);
   call("ds_map_destroy", {first});
   call("ds_map_destroy", {second});
+
+  RValue missing = RV_Undefined();
+  RV_SetString(&missing, "no_such_file_for_a_digest.bin");
+  for (const char* name : {"md5_file", "sha1_file"}) {
+    RValue digest = call(name, {missing});
+    EXPECT_STREQ(RV_StringText(digest), "") << name;
+    RV_Free(&digest);
+  }
+  RV_Free(&missing);
 }
 
 }  // namespace
