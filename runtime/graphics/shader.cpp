@@ -65,6 +65,8 @@ const DeviceUniform* current_uniform(int32_t handle, DeviceProgramId* program) {
   if (p == nullptr || p->program == 0 || handle < 0 || static_cast<size_t>(handle) >= p->uniforms.size()) {
     return nullptr;
   }
+  // Quads already queued were meant to draw with the value the uniform holds now.
+  GR_Flush();
   *program = p->program;
   return &p->uniforms[static_cast<size_t>(handle)];
 }

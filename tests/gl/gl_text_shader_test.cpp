@@ -296,6 +296,20 @@ TEST_F(GlShaderTest, AVertexBufferDrawsUnderAShaderWithItsUniforms) {
   ExpectGolden("vertex_buffer_tint_shader", kWidth, kHeight, ReadBack());
 }
 
+TEST_F(GlShaderTest, SettingAUniformLeavesTheShapesDrawnBeforeItAsTheyWere) {
+  CallBuiltin("shader_set", {R(0)});
+  const double tint = RV_ToDouble(CallBuiltin("shader_get_uniform", {R(0), S("u_vTint")}));
+  const uint32_t white = 0xFFFFFFFFu;
+  CallBuiltin("shader_set_uniform_f", {R(tint), R(1), R(0), R(0), R(1)});
+  Draw_Rectangle(0, 0, 20, 20, white, white, white, white, false);
+  CallBuiltin("shader_set_uniform_f", {R(tint), R(0), R(0), R(1), R(1)});
+  Draw_Rectangle(30, 0, 50, 20, white, white, white, white, false);
+  CallBuiltin("shader_reset");
+  const std::vector<uint32_t> pixels = ReadBack();
+  EXPECT_EQ(pixels[static_cast<size_t>(10 * kWidth + 10)] & 0xFFFFFFu, 0x0000FFu) << "drawn under the red tint";
+  EXPECT_EQ(pixels[static_cast<size_t>(10 * kWidth + 40)] & 0xFFFFFFu, 0xFF0000u) << "drawn under the blue tint";
+}
+
 TEST_F(GlShaderTest, AShaderThatFailsToCompileIsReportedAndDrawingGoesOn) {
   EXPECT_EQ(RV_ToDouble(CallBuiltin("shader_is_compiled", {R(1)})), 0);
   const std::string error = BuiltinError("shader_set", {R(1)});
