@@ -88,6 +88,7 @@ TEST_F(BuiltinsTest, TheClipboardIsTheHostsAndSettingEmptiesItFirst) {
   RValue empty = RV_Undefined();
   RV_SetString(&empty, "");
   CallBuiltin("clipboard_set_text", {empty});
+  RV_FreeToUndefined(&empty);
   EXPECT_EQ(host_.clipboard, "");
   EXPECT_EQ(RV_ToDouble(CallBuiltin("clipboard_has_text")), 0);
 }
