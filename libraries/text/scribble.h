@@ -28,7 +28,8 @@
   X(scribble_super_glyph_copy) X(scribble_super_glyph_copy_all) X(scribble_super_glyph_delete)          \
   X(scribble_external_sound_add) X(scribble_external_sound_remove) X(scribble_external_sound_exists)    \
   X(scribble_font_add_msdf) X(scribble_font_bake_shader) X(scribble_font_bake_outline_4dir)             \
-  X(scribble_font_bake_outline_8dir) X(scribble_font_bake_outline_8dir_2px) X(scribble_font_bake_shadow)
+  X(scribble_font_bake_outline_8dir) X(scribble_font_bake_outline_8dir_2px) X(scribble_font_bake_shadow)      \
+  X(scribble_font_bake_outline) X(scribble_font_combine)
 
 // The library's state, colours and global animation.
 #define SCRIBBLE_LIBRARY_SCRIPTS(X)                                                                  \

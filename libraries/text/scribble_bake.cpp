@@ -166,24 +166,30 @@ int32_t shader_index(const char* name) {
   return static_cast<int32_t>(RV_ToDouble(*index.get()));
 }
 
-// The outline bakes: (source, new, colour, smooth, surfaceSize = 2048).
-void bake_outline(int argc, RValue** argv, const char* shader, int32_t padding) {
+// The outline bakes: (source, new, colour, smooth, surfaceSize = 2048) from argument `at`, a ring of
+// `thickness` pixels through `shader`; the shader of any thickness is told it.
+void bake_outline(int argc, RValue** argv, int at, const char* shader, double thickness) {
   BakeSettings b;
   const std::string source = name_arg(ARG(0));
   const std::string target = name_arg(ARG(1));
-  const uint32_t colour = colour_arg(ARG(2));
+  const uint32_t colour = colour_arg(ARG(at));
+  const auto padding = static_cast<int32_t>(std::ceil(thickness));
   b.shader = shader_index(shader);
   b.border = 4;
   b.left = b.top = b.right = b.bottom = padding;
   b.separation = 2 * padding;
-  b.smooth = RV_ToBool(ARG(3));
-  if (!missing(ARG(4))) b.surface_size = static_cast<int32_t>(RV_ToDouble(ARG(4)));
+  b.smooth = RV_ToBool(ARG(at + 1));
+  if (!missing(ARG(at + 2))) b.surface_size = static_cast<int32_t>(RV_ToDouble(ARG(at + 2)));
   bake(source, target, b, [&] {
     set_uniform_f(b.shader, "u_vOutlineColor",
                   {static_cast<float>(colour & 0xFF) / 255.0f, static_cast<float>((colour >> 8) & 0xFF) / 255.0f,
                    static_cast<float>((colour >> 16) & 0xFF) / 255.0f, 1.0f});
+    set_uniform_f(b.shader, "u_fOutlineThickness", {static_cast<float>(thickness)});
   });
 }
+
+// The thickest outline the round bake draws: its shader reads (2t + 1)^2 texels a pixel.
+constexpr double kMaxOutlineThickness = 16;
 
 }  // namespace
 
@@ -207,19 +213,33 @@ SCRIBBLE_SCRIPT(scribble_font_bake_shader) {
 
 SCRIBBLE_SCRIPT(scribble_font_bake_outline_4dir) {
   tsl::ScriptScope scope("scribble_font_bake_outline_4dir", self, result);
-  bake_outline(argc, argv, "shd_text_bake_outline_4dir", 1);
+  bake_outline(argc, argv, 2, "shd_text_bake_outline_4dir", 1);
   return result;
 }
 
 SCRIBBLE_SCRIPT(scribble_font_bake_outline_8dir) {
   tsl::ScriptScope scope("scribble_font_bake_outline_8dir", self, result);
-  bake_outline(argc, argv, "shd_text_bake_outline_8dir", 1);
+  bake_outline(argc, argv, 2, "shd_text_bake_outline_8dir", 1);
   return result;
 }
 
 SCRIBBLE_SCRIPT(scribble_font_bake_outline_8dir_2px) {
   tsl::ScriptScope scope("scribble_font_bake_outline_8dir_2px", self, result);
-  bake_outline(argc, argv, "shd_text_bake_outline_8dir_2px", 2);
+  bake_outline(argc, argv, 2, "shd_text_bake_outline_8dir_2px", 2);
+  return result;
+}
+
+// scribble_font_bake_outline(source, new, thickness, colour, smooth, surfaceSize = 2048): a round
+// ring of `thickness` pixels (fractions round the ring's edge; the cells grow by whole pixels).
+SCRIBBLE_SCRIPT(scribble_font_bake_outline) {
+  tsl::ScriptScope scope("scribble_font_bake_outline", self, result);
+  const RValue& thickness = ARG(2);
+  const uint32_t kind = RV_Kind(thickness);
+  if ((kind != kRVReal && kind != kRVInt32 && kind != kRVInt64) || !(RV_ToDouble(thickness) > 0) || RV_ToDouble(thickness) > kMaxOutlineThickness) {
+    error("Outline thickness should be a number greater than 0 and at most " + number_text(kMaxOutlineThickness) +
+          " (was " + value_text(thickness) + ")");
+  }
+  bake_outline(argc, argv, 3, "shd_text_bake_outline", RV_ToDouble(thickness));
   return result;
 }
 

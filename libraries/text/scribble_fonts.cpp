@@ -1,8 +1,9 @@
 // The font store: project fonts read from the runtime's font table into glyph rows, the default
 // font, and the script functions that query and edit fonts, glyphs and kerning, with superfonts
-// built from other fonts' glyphs.
+// built from other fonts' glyphs and fonts combined from whole fonts.
 #include <algorithm>
 #include <cmath>
+#include <unordered_set>
 
 #include "core/error.h"
 #include "data/asset_names.h"
@@ -546,15 +547,17 @@ SCRIBBLE_SCRIPT(scribble_super_clear) {
 
 namespace {
 
+[[noreturn]] void refuse_mixed_kinds(const std::string& source, const std::string& target) {
+  error("Cannot mix standard and MSDF glyphs in the same superfont (source font \"" + source + "\", target font \"" +
+        target + "\")");
+}
+
 // Copies glyph `code` of source into target (replacing it when overwrite); __scribble_glyph_duplicate.
 void glyph_duplicate(const Font& source, Font& target, uint32_t code, bool overwrite) {
   const int32_t from = source.row_of(code);
   if (from < 0) return;
   if (target.rows.empty() && target.glyphs.empty()) target.msdf = source.msdf;
-  if (source.msdf != target.msdf) {
-    error("Cannot mix standard and MSDF glyphs in the same superfont (source font \"" + source.name +
-          "\", target font \"" + target.name + "\")");
-  }
+  if (source.msdf != target.msdf) refuse_mixed_kinds(source.name, target.name);
   const int32_t existing = target.row_of(code);
   if (existing >= 0) {
     if (!overwrite) return;
@@ -611,6 +614,50 @@ SCRIBBLE_SCRIPT(scribble_super_glyph_copy_all) {
   for (const auto& [code, row] : source->glyphs) glyph_duplicate(*source, *target, code, overwrite);
   for (const auto& [key, amount] : source->kerning) target->kerning.emplace(key, amount);
   target->calculate_height();
+  return result;
+}
+
+// scribble_font_combine(new, font, font...): a new run-time font holding the glyphs of all the
+// given fonts. Where several hold a character, the first font given wins; a kerning pair comes
+// along when both of its glyphs came from the font that holds the pair. Standard and distance-field
+// fonts can't be combined; the new font owns no texture of its own.
+SCRIBBLE_SCRIPT(scribble_font_combine) {
+  tsl::ScriptScope scope("scribble_font_combine", self, result);
+  LibraryState& s = initialize();
+  const std::string name = font_name_arg(ARG(0));
+  if (argc < 2) error("No fonts given to combine into \"" + name + "\"");
+  std::vector<const Font*> sources;
+  for (int i = 1; i < argc; ++i) {
+    const std::string source = font_name_arg(*argv[i]);
+    if (source == name) error("Source font and new font cannot share the same name");
+    sources.push_back(font_data(source));
+    if (sources.back()->msdf != sources.front()->msdf) refuse_mixed_kinds(source, name);
+  }
+  auto font = std::make_unique<Font>();
+  font->name = name;
+  font->runtime = true;
+  font->superfont = true;
+  for (const Font* source : sources) {
+    font->is_krutidev = font->is_krutidev || source->is_krutidev;
+    // The font's own codes of the glyphs this source gave, for its kerning pairs.
+    std::unordered_set<uint32_t> given;
+    for (const auto& [code, row] : source->glyphs) {
+      if (font->row_of(code) >= 0) continue;
+      glyph_duplicate(*source, *font, code, false);
+      given.insert(static_cast<uint32_t>(source->rows[static_cast<size_t>(row)][kGlyphCharacter]));
+    }
+    for (const auto& [key, amount] : source->kerning) {
+      const auto first = static_cast<uint32_t>(key), second = static_cast<uint32_t>(key >> 32);
+      if (given.count(first) != 0 && given.count(second) != 0) font->kerning.emplace(key, amount);
+    }
+  }
+  font->calculate_height();
+  if (find_font(name) != nullptr) {
+    trace("Warning! A font for \"" + name + "\" has already been added. Destroying the old font and creating a new one");
+    destroy_font(name);
+  }
+  add_font(std::move(font));
+  if (s.default_font.empty()) s.default_font = name;
   return result;
 }
 

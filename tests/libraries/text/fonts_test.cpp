@@ -171,6 +171,54 @@ TEST_F(FontsTest, SuperfontsTakeCopiedGlyphs) {
   EXPECT_FALSE(has("A"));
 }
 
+// A combined font takes each character from the first font that has it, and a kerning pair only
+// where both of its glyphs came from the font that holds the pair.
+TEST_F(FontsTest, CombinedFontsTakeTheFirstFontsGlyphs) {
+  call(tsl_Script_scribble_super_create, {*str("fnt_ab")});
+  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_ab"), *str("fnt_title"), RV_Bool(true), *str("AB ")});
+  const auto kern = [&](const char* font, const char* a, const char* b, double amount) {
+    call(tsl_Script_scribble_kerning_pair_set, {*str(font), *str(a), *str(b), RV_Real(amount), RV_Bool(false)});
+  };
+  kern("fnt_ab", "A", "B", 5);
+  kern("fnt_regular", "A", "C", -3);
+  kern("fnt_regular", "C", "D", 2);
+  call(tsl_Script_scribble_font_combine, {*str("fnt_mix"), *str("fnt_ab"), *str("fnt_regular")});
+  struct Case {
+    const char* character;
+    const char* from;
+  };
+  for (const Case& c : {Case{"A", "fnt_title"}, Case{"B", "fnt_title"}, Case{" ", "fnt_title"}, Case{"C", "fnt_regular"},
+                        Case{"z", "fnt_regular"}}) {
+    SCOPED_TRACE(c.character);
+    for (const double column : {kWidth, kSeparation, kU0, kV1}) {
+      EXPECT_EQ(glyph("fnt_mix", c.character, column), glyph(c.from, c.character, column));
+    }
+  }
+  const auto pair = [&](const char* a, const char* b) {
+    return call(tsl_Script_scribble_kerning_pair_get, {*str("fnt_mix"), *str(a), *str(b)}).real();
+  };
+  EXPECT_EQ(pair("A", "B"), 5);
+  EXPECT_EQ(pair("C", "D"), 2);
+  EXPECT_EQ(pair("A", "C"), 0) << "fnt_regular's pair, but its A lost to fnt_ab's";
+  // The sources stay as they were, and the new font is used like any other.
+  EXPECT_TRUE(exists("fnt_ab"));
+  EXPECT_NE(glyph("fnt_regular", "A", kWidth), glyph("fnt_mix", "A", kWidth));
+  const tsl::Value mix = str("fnt_mix"), x = str("fnt_x"), nope = str("fnt_nope");
+  const struct {
+    std::vector<RValue> args;
+    const char* message;
+  } errors[] = {
+      {{*mix}, "No fonts given to combine into \"fnt_mix\""},
+      {{*mix, *mix}, "Source font and new font cannot share the same name"},
+      {{*x, RV_Real(0)}, "Fonts should be specified using their name as a string."},
+      {{*x, *nope}, "Font \"fnt_nope\" not recognised"},
+  };
+  for (const auto& e : errors) {
+    const std::string got = error_of(tsl_Script_scribble_font_combine, e.args);
+    EXPECT_NE(got.find(e.message), std::string::npos) << got;
+  }
+}
+
 TEST_F(FontsTest, DuplicateRenameAndDelete) {
   call(tsl_Script_scribble_font_duplicate, {*str("fnt_regular"), *str("fnt_copy")});
   EXPECT_EQ(glyph("fnt_copy", "A", kSeparation), glyph("fnt_regular", "A", kSeparation));
@@ -255,6 +303,9 @@ TEST_F(FontsTest, MsdfFontsTakeTheirGlyphsFromTheMetricsFile) {
   call(tsl_Script_scribble_super_create, {*str("fnt_super")});
   call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_regular"), RV_Bool(true), *str("B")});
   EXPECT_NE(error_of(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_msdf"), RV_Bool(true), *str("A")})
+                .find("Cannot mix standard and MSDF glyphs"),
+            std::string::npos);
+  EXPECT_NE(error_of(tsl_Script_scribble_font_combine, {*str("fnt_both"), *str("fnt_regular"), *str("fnt_msdf")})
                 .find("Cannot mix standard and MSDF glyphs"),
             std::string::npos);
   EXPECT_NE(error_of(tsl_Script_scribble_font_add_msdf, {*str("fnt_msdf2"), RV_Real(sprite), *str("no_such_metrics.json")})
