@@ -53,6 +53,10 @@ void generator_set_padding_flags(Generator& gen);
 
 // A glyph row of the generator from the font's row at `index` (its code as the text carries it).
 Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index);
+// Adds the font's kerning of a pair of its rows to the first glyph's advance, at that glyph's scale.
+// Pairs are keyed by the codes the font draws (column 0), which for a Krutidev font differ from the
+// codes the text carries.
+void apply_kerning(const Font& font, size_t first_row, size_t second_row, Glyph& first);
 // Scales a row's position and size columns and its font scale (a [scale] span).
 void scale_glyph(Glyph& g, double factor);
 // The trace of a character that the font lacks.

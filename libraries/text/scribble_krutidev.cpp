@@ -257,17 +257,20 @@ void refresh_glyphs(Generator& gen) {
   size_t control = 0;
   Rows out;
   out.reserve(gen.glyphs.size());
+  int32_t last_row = -1;  // the font's row of the glyph written last, for kerning; -1 after others
   for (size_t i = 0; i < gen.glyphs.size(); ++i) {
     Glyph& glyph = gen.glyphs[i];
     for (; control < gen.controls.size() && gen.controls[control].glyph_count <= static_cast<int32_t>(i); ++control) {
       if (gen.controls[control].type == kControlFont) {
         font_name = gen.controls[control].text;
         font = font_data(font_name);
+        last_row = -1;
       }
     }
     const int32_t code = glyph.code;
     if (code <= 0 || code == 9 || code == 10 || code == 32 || code == 160 || code == 8203) {
       out.push_back(glyph);
+      last_row = -1;
       continue;
     }
     if (code == kSentinel) trace("Warning! Devanagari parser extended beyond the end of the available characters");
@@ -281,6 +284,9 @@ void refresh_glyphs(Generator& gen) {
     Glyph fresh = glyph_of_row(*font, font->rows[static_cast<size_t>(at)], static_cast<size_t>(at));
     scale_glyph(fresh, glyph.span_scale);
     fresh.control_count = glyph.control_count;
+    // Kerning is read again between the glyphs as they are now drawn.
+    if (last_row >= 0) apply_kerning(*font, static_cast<size_t>(last_row), static_cast<size_t>(at), out.back());
+    last_row = at;
     out.push_back(fresh);
   }
   gen.glyphs = std::move(out);

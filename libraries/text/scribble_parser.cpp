@@ -139,7 +139,7 @@ class Parser {
   int32_t halign_ = 0;
   int32_t effects_ = 0;
   bool arabic_prev_joins_ = false;
-  int32_t last_code_ = -1;
+  int32_t last_row_ = -1;
 };
 
 void Parser::set_font(const std::string& name) {
@@ -149,6 +149,7 @@ void Parser::set_font(const std::string& name) {
   font_ = font;
   font_name_ = name;
   space_ = space;
+  last_row_ = -1;  // kerning pairs hold within one font
   if (font->msdf) {
     gen_.model->uses_msdf_font = true;
   } else {
@@ -176,11 +177,10 @@ void Parser::glyph_from_font(uint32_t code, uint32_t lookup) {
   }
   Glyph g = glyph_of_row(*font_, font_->rows[static_cast<size_t>(at)], static_cast<size_t>(at));
   // Kerning against the glyph before, applied to that glyph's advance.
-  if (last_code_ >= 0 && !gen_.glyphs.empty() && !font_->kerning.empty()) {
-    const auto it = font_->kerning.find(kerning_key(static_cast<uint32_t>(last_code_), static_cast<uint32_t>(g.code)));
-    if (it != font_->kerning.end()) gen_.glyphs.back().separation += it->second * font_->rows[0][kGlyphFontScale];
+  if (last_row_ >= 0 && !gen_.glyphs.empty()) {
+    apply_kerning(*font_, static_cast<size_t>(last_row_), static_cast<size_t>(at), gen_.glyphs.back());
   }
-  last_code_ = g.code;
+  last_row_ = at;
   push_glyph(g);
 }
 
@@ -191,7 +191,7 @@ void Parser::unshaped(uint32_t code) {
   g.msdf = font_->msdf;
   g.msdf_pxrange = font_->msdf_pxrange;
   gen_.unshaped_rows = true;
-  last_code_ = -1;
+  last_row_ = -1;
   push_glyph(g);
 }
 
@@ -201,7 +201,7 @@ void Parser::space_like(int32_t code, int32_t cls, double width_factor) {
   g.cls = cls;
   g.width *= width_factor;
   g.separation *= width_factor;
-  last_code_ = -1;
+  last_row_ = -1;
   push_glyph(g);
 }
 
@@ -211,7 +211,7 @@ void Parser::line_feed() {
   g.cls = kClassIsolated;
   g.width = 0;
   g.separation = 0;
-  last_code_ = -1;
+  last_row_ = -1;
   push_glyph(g);
 }
 
@@ -220,7 +220,7 @@ void Parser::page_break() {
   g.code = 0;
   g.cls = kClassIsolated;
   g.font_scale = 1;
-  last_code_ = -1;
+  last_row_ = -1;
   push_glyph(g);
 }
 
@@ -432,7 +432,7 @@ bool Parser::tag(std::vector<std::string>& params, size_t* at) {
     g.texture = RV_Kind(*texture) == kRVPtr ? static_cast<int64_t>(reinterpret_cast<intptr_t>(texture.get()->ptr))
                                              : static_cast<int64_t>(RV_ToDouble(*texture));
     g.u1 = g.v1 = 1;
-    last_code_ = -1;
+    last_row_ = -1;
     push_glyph(g);
     return true;
   }
@@ -519,7 +519,7 @@ bool Parser::tag(std::vector<std::string>& params, size_t* at) {
     g.height = g.font_height = RV_ToDouble(*tsl::call("sprite_get_height", nullptr, nullptr, {sprite}));
     g.separation = g.width;
     g.sprite_frames = static_cast<int32_t>(frames);
-    last_code_ = -1;
+    last_row_ = -1;
     push_glyph(g);
     return true;
   }
@@ -753,6 +753,15 @@ Glyph glyph_of_row(const Font& font, const GlyphRow& row, size_t index) {
   g.msdf_pxrange = font.msdf ? row[kGlyphMsdfPxRange] : 0;
   g.msdf_thickness = font.msdf ? row[kGlyphMsdfThickness] : 0;
   return g;
+}
+
+void apply_kerning(const Font& font, size_t first_row, size_t second_row, Glyph& first) {
+  if (font.kerning.empty()) return;
+  const GlyphRow& a = font.rows[first_row];
+  const GlyphRow& b = font.rows[second_row];
+  const auto it = font.kerning.find(
+      kerning_key(static_cast<uint32_t>(a[kGlyphCharacter]), static_cast<uint32_t>(b[kGlyphCharacter])));
+  if (it != font.kerning.end()) first.separation += it->second * a[kGlyphFontScale] * first.span_scale;
 }
 
 void scale_glyph(Glyph& g, double factor) {
