@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "graphics/batcher.h"
 #include "graphics/shader.h"
 #include "graphics/texture_table.h"
 #include "graphics/vertex_buffer.h"
@@ -103,13 +102,6 @@ void submit_buffer(const VertexRecord& record) {
   tsl::call("vertex_submit", nullptr, nullptr, {RV_Real(record.buffer), RV_Real(4), texture});
 }
 
-// A uniform of the distance-field shader, set between two submits: the vertices already batched
-// are drawn with the value they were submitted under.
-void msdf_uniform(const char* name, float value) {
-  GR_Flush();
-  set_uniform_f(kShaderMsdf, name, {value});
-}
-
 }  // namespace
 
 void Page::submit(double msdf_feather, bool double_draw) {
@@ -129,7 +121,7 @@ void Page::submit(double msdf_feather, bool double_draw) {
     }
     const bool filtered = RV_ToBool(*tsl::call("gpu_get_tex_filter", nullptr, nullptr, {}));
     tsl::call("gpu_set_tex_filter", nullptr, nullptr, {RV_Bool(true)});
-    GR_Flush();
+    // Setting a uniform draws what is batched first, so each submit keeps the values it was made under.
     set_uniform_f(kShaderMsdf, "u_vTexel", {static_cast<float>(record.texel_w), static_cast<float>(record.texel_h)});
     set_uniform_f(kShaderMsdf, "u_fMSDFRange", {static_cast<float>(record.msdf_range)});
     set_uniform_f(kShaderMsdf, "u_fMSDFFeather", {static_cast<float>(msdf_feather)});
@@ -137,11 +129,10 @@ void Page::submit(double msdf_feather, bool double_draw) {
     set_uniform_f(kShaderMsdf, "u_fSecondDraw", {0});
     submit_buffer(record);
     if (double_draw) {
-      msdf_uniform("u_fSecondDraw", 1);
+      set_uniform_f(kShaderMsdf, "u_fSecondDraw", {1});
       submit_buffer(record);
-      msdf_uniform("u_fSecondDraw", 0);
+      set_uniform_f(kShaderMsdf, "u_fSecondDraw", {0});
     }
-    GR_Flush();
     tsl::call("gpu_set_tex_filter", nullptr, nullptr, {RV_Bool(filtered)});
   }
   Shader_Set(-1);
