@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <vector>
 
 #include <nettle/base64.h>
-#include <nettle/md5.h>
-#include <nettle/sha1.h>
+#include <nettle/nettle-meta.h>
 
 #include "core/date.h"
 #include "core/error.h"
@@ -328,23 +328,23 @@ std::string System_Utf16Units(std::string_view utf8) {
   return units;
 }
 
-std::string System_Md5Hex(std::string_view bytes) {
-  md5_ctx context;
-  md5_init(&context);
-  md5_update(&context, bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
-  uint8_t digest[MD5_DIGEST_SIZE];
-  md5_digest(&context, sizeof digest, digest);
-  return hex(digest, sizeof digest);
+namespace {
+
+// The lower-case hex digest of the bytes under one of the library's hash families.
+std::string digest_hex(const nettle_hash& hash, std::string_view bytes) {
+  std::vector<uint8_t> context(hash.context_size);
+  hash.init(context.data());
+  hash.update(context.data(), bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
+  std::vector<uint8_t> digest(hash.digest_size);
+  hash.digest(context.data(), digest.size(), digest.data());
+  return hex(digest.data(), digest.size());
 }
 
-std::string System_Sha1Hex(std::string_view bytes) {
-  sha1_ctx context;
-  sha1_init(&context);
-  sha1_update(&context, bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
-  uint8_t digest[SHA1_DIGEST_SIZE];
-  sha1_digest(&context, sizeof digest, digest);
-  return hex(digest, sizeof digest);
-}
+}  // namespace
+
+std::string System_Md5Hex(std::string_view bytes) { return digest_hex(nettle_md5, bytes); }
+
+std::string System_Sha1Hex(std::string_view bytes) { return digest_hex(nettle_sha1, bytes); }
 
 std::string System_Base64Encode(std::string_view bytes) {
   std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
