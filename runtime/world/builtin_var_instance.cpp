@@ -7,8 +7,9 @@
 #include "core/frame_state.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
-#include "world/layer.h"
 #include "world/instance_path.h"
+#include "world/layer.h"
+#include "world/motion.h"
 #include "world/step.h"
 
 bool (*g_BuiltinVarSpriteMetrics)(int32_t sprite, SpriteMetrics* out) = nullptr;
@@ -17,9 +18,6 @@ namespace {
 
 using InstanceGet = bool (*)(CInstance* self, int32_t index, RValue* out);
 using InstanceSet = bool (*)(CInstance* self, int32_t index, RValue* value);
-
-constexpr float kPi = 3.1415927f;
-constexpr double kSnap = 0.0001;
 
 bool real(RValue* out, double value) {
   *out = RV_Real(value);
@@ -32,33 +30,6 @@ bool boolean(RValue* out, bool value) {
 }
 
 float to_float(const RValue* value) { return static_cast<float>(BuiltinVar_Real(value)); }
-
-float snap(double value) {
-  const double nearest = std::round(value);
-  return static_cast<float>(std::fabs(value - nearest) < kSnap ? nearest : value);
-}
-
-// The motion vector is kept in both forms; a write of one form derives the other.
-void polar_to_cartesian(CInstance* self) {
-  const float t = self->direction * kPi / 180.0f;
-  self->hspeed = snap(std::cos(t) * self->speed);
-  self->vspeed = snap(-std::sin(t) * self->speed);
-}
-
-void cartesian_to_polar(CInstance* self) {
-  double direction = 0.0;
-  if (self->hspeed != 0.0f) {
-    const double a = std::atan2(static_cast<double>(self->vspeed), static_cast<double>(self->hspeed)) * 180.0 / kPi;
-    direction = a <= 0.0 ? -a : 360.0 - a;
-  } else if (self->vspeed > 0.0f) {
-    direction = 270.0;
-  } else if (self->vspeed < 0.0f) {
-    direction = 90.0;
-  }
-  self->direction = static_cast<float>(std::fmod(static_cast<double>(snap(direction)), 360.0));
-  self->speed = snap(std::sqrt(static_cast<double>(self->hspeed) * self->hspeed +
-                               static_cast<double>(self->vspeed) * self->vspeed));
-}
 
 bool has_flag(const CInstance* self, uint32_t flag) { return (self->flags & flag) != 0; }
 
@@ -92,9 +63,17 @@ SpriteMetrics sprite_metrics(const CInstance* self) {
 bool physics_get(CInstance*, int32_t, RValue* out) { return real(out, 0.0); }
 bool physics_set(CInstance*, int32_t, RValue*) { return true; }
 
-// Path state lives in the path record of the motion subject; until it follows paths, no instance
-// has a path and writes have nothing to change.
-bool path_ignore(CInstance*, int32_t, RValue*) { return true; }
+// The path record as read: an instance without one reads the record's initial values.
+const InstancePathState& path_state(const CInstance* self) {
+  static const InstancePathState kNone;
+  return self->pathState != nullptr ? *self->pathState : kNone;
+}
+
+// Every write of a path position is clamped to 0..1.
+float path_clamp(float t) {
+  if (!(t > 0.0f)) return 0.0f;
+  return t < 1.0f ? t : 1.0f;
+}
 
 struct Row {
   const char* name;
@@ -117,36 +96,14 @@ const Row kRows[] = {
     KV_FLOAT_ROW("xstart", xstart),
     KV_FLOAT_ROW("ystart", ystart),
     {"hspeed", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->hspeed); },
-     +[](CInstance* self, int32_t, RValue* value) {
-       const float hspeed = to_float(value);
-       if (hspeed != self->hspeed) {
-         self->hspeed = hspeed;
-         cartesian_to_polar(self);
-       }
-       return true;
-     }},
+     +[](CInstance* self, int32_t, RValue* value) { Motion_SetHSpeed(self, to_float(value)); return true; }},
     {"vspeed", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->vspeed); },
-     +[](CInstance* self, int32_t, RValue* value) {
-       const float vspeed = to_float(value);
-       if (vspeed != self->vspeed) {
-         self->vspeed = vspeed;
-         cartesian_to_polar(self);
-       }
-       return true;
-     }},
+     +[](CInstance* self, int32_t, RValue* value) { Motion_SetVSpeed(self, to_float(value)); return true; }},
+    // Stored as written: only the angle derived from hspeed and vspeed is reduced to [0, 360).
     {"direction", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->direction); },
-     +[](CInstance* self, int32_t, RValue* value) {
-       // Stored as written: only the angle derived from hspeed and vspeed is reduced to [0, 360).
-       self->direction = to_float(value);
-       polar_to_cartesian(self);
-       return true;
-     }},
+     +[](CInstance* self, int32_t, RValue* value) { Motion_SetDirection(self, to_float(value)); return true; }},
     {"speed", +[](CInstance* self, int32_t, RValue* out) { return real(out, self->speed); },
-     +[](CInstance* self, int32_t, RValue* value) {
-       self->speed = to_float(value);
-       polar_to_cartesian(self);
-       return true;
-     }},
+     +[](CInstance* self, int32_t, RValue* value) { Motion_SetSpeed(self, to_float(value)); return true; }},
     KV_FLOAT_ROW("friction", friction),
     KV_FLOAT_ROW("gravity", gravity),
     KV_FLOAT_ROW("gravity_direction", gravityDirection),
@@ -230,13 +187,26 @@ const Row kRows[] = {
        Instance_SetMask(self, BuiltinVar_Int(value));
        return true;
      }},
-    {"path_index", +[](CInstance*, int32_t, RValue* out) { return real(out, -1.0); }, nullptr},
-    {"path_position", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, path_ignore},
-    {"path_positionprevious", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, path_ignore},
-    {"path_speed", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, path_ignore},
-    {"path_scale", +[](CInstance*, int32_t, RValue* out) { return real(out, 1.0); }, path_ignore},
-    {"path_orientation", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, path_ignore},
-    {"path_endaction", +[](CInstance*, int32_t, RValue* out) { return real(out, 0.0); }, path_ignore},
+    {"path_index", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathIndex); }, nullptr},
+    {"path_position", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathPosition); },
+     +[](CInstance* self, int32_t, RValue* value) {
+       InstancePath_Get(self)->pathPosition = path_clamp(to_float(value));
+       return true;
+     }},
+    {"path_positionprevious",
+     +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathPositionPrevious); },
+     +[](CInstance* self, int32_t, RValue* value) {
+       InstancePath_Get(self)->pathPositionPrevious = path_clamp(to_float(value));
+       return true;
+     }},
+    {"path_speed", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathSpeed); },
+     +[](CInstance* self, int32_t, RValue* value) { InstancePath_Get(self)->pathSpeed = to_float(value); return true; }},
+    {"path_scale", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathScale); },
+     +[](CInstance* self, int32_t, RValue* value) { InstancePath_Get(self)->pathScale = to_float(value); return true; }},
+    {"path_orientation", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathOrientation); },
+     +[](CInstance* self, int32_t, RValue* value) { InstancePath_Get(self)->pathOrientation = to_float(value); return true; }},
+    {"path_endaction", +[](CInstance* self, int32_t, RValue* out) { return real(out, path_state(self).pathEndAction); },
+     +[](CInstance* self, int32_t, RValue* value) { InstancePath_Get(self)->pathEndAction = BuiltinVar_Int(value); return true; }},
     {"timeline_index", +[](CInstance* self, int32_t, RValue* out) {
        return real(out, self->pathState != nullptr ? self->pathState->timelineIndex : -1);
      },

@@ -14,6 +14,7 @@
 #include "world/instance.h"
 #include "world/instance_path.h"
 #include "world/object_type.h"
+#include "world/path.h"
 #include "world/room.h"
 
 uint32_t TreeExclusionMask = kInstMarked | kInstDeactivated | kInstInCollisionTree | kInstDelayedDestroy;
@@ -165,6 +166,8 @@ void dispatch(CInstance* a, CInstance* b) {
   if (ba >= 0) PerformEventOnInstance(b, a, kEventCollision, ba);
   if (!solid) return;
   // What the step would have done, once more: an instance the events turned aside keeps moving.
+  Path_Step(a);
+  Path_Step(b);
   Instance_SetPosition(a, a->x + a->hspeed, a->y + a->vspeed);
   Instance_SetPosition(b, b->x + b->hspeed, b->y + b->vspeed);
   if (Instance_Collide(a, b, true)) {

@@ -15,8 +15,8 @@ struct InstancePathState {
   float pathScale = 1.0f;
   float pathOrientation = 0.0f;
   int32_t pathEndAction = 0;
-  float pathXStart = 0.0f;
-  float pathYStart = 0.0f;
+  float pathOffsetX = 0.0f;  // where the path's first point lies in the room
+  float pathOffsetY = 0.0f;
   int32_t timelineIndex = -1;
   float timelinePrevious = 0.0f;
   float timelinePosition = 0.0f;

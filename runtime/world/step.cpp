@@ -17,6 +17,7 @@
 #include "world/instance_prefetch.h"
 #include "world/instance_path.h"
 #include "world/layer.h"
+#include "world/motion.h"
 #include "world/object_type.h"
 #include "world/room.h"
 #include "world/step_collision.h"
@@ -106,7 +107,8 @@ void motion(CRoom* room) {
   for (CInstance* at = room->active.head; at != nullptr;) {
     CInstance* next = at->next;
     Instance_Prefetch(next);
-    if (Step_MoveInstance(at) && at->createCounter <= c) PerformEventOnInstance(at, at, kEventOther, kOtherEndOfPath);
+    if (Motion_Advance(at) && at->createCounter <= c) PerformEventOnInstance(at, at, kEventOther, kOtherEndOfPath);
+    Motion_Move(at);
     at = next;
   }
 }

@@ -11,9 +11,3 @@ void Step_LayerEffects(CRoom*) {}
 void Step_ParticlesAdvance() {}
 void Flush_ParticleDepths() {}
 void Flush_AudioQueue() { Audio_Flush(); }
-
-bool Step_MoveInstance(CInstance* instance) {
-  if (instance->hspeed == 0.0f && instance->vspeed == 0.0f) return false;
-  Instance_SetPosition(instance, instance->x + instance->hspeed, instance->y + instance->vspeed);
-  return false;
-}

@@ -17,25 +17,25 @@ class AssetWorld : public AssetLoaderTest {};
 
 }  // namespace
 
-TEST_F(AssetWorld, PathsKeepTheirPointsInPlace) {
+TEST_F(AssetWorld, PathsKeepTheirPoints) {
   Writer writer = MakeMinimalGame();
   add_path(writer, {PathRecord{"pth_lane", 1, true, 8, {{0, 0, 100}, {64, 32, 50}}}, std::nullopt,
                     PathRecord{"pth_straight", 0, false, 4, {}}});
   ASSERT_TRUE(load(writer));
-  const PathAsset* lane = Path_Get(0);
+  const CPath* lane = Path_Get(0);
   ASSERT_NE(lane, nullptr);
   EXPECT_STREQ(Path_Table().name(0), "pth_lane");
-  EXPECT_TRUE(lane->smooth);
+  EXPECT_EQ(lane->kind, 1);
   EXPECT_TRUE(lane->closed);
   EXPECT_EQ(lane->precision, 8);
-  ASSERT_EQ(lane->point_count, 2);
-  EXPECT_FLOAT_EQ(Path_Point(lane, 1).x, 64.0f);
-  EXPECT_FLOAT_EQ(Path_Point(lane, 1).y, 32.0f);
-  EXPECT_FLOAT_EQ(Path_Point(lane, 1).speed, 50.0f);
-  EXPECT_FLOAT_EQ(Path_Point(lane, 2).x, 0.0f);
+  ASSERT_EQ(lane->count(), 2);
+  EXPECT_FLOAT_EQ(lane->points[1].x, 64.0f);
+  EXPECT_FLOAT_EQ(lane->points[1].y, 32.0f);
+  EXPECT_FLOAT_EQ(lane->points[1].speed, 50.0f);
+  EXPECT_FALSE(lane->internal.empty());
   EXPECT_EQ(Path_Get(1), nullptr);
-  EXPECT_FALSE(Path_Get(2)->smooth);
-  EXPECT_EQ(Path_Get(2)->point_count, 0);
+  EXPECT_EQ(Path_Get(2)->kind, 0);
+  EXPECT_EQ(Path_Get(2)->count(), 0);
 
   // A point count past the end of the file fails the chunk.
   const uint32_t record = WordAt(image_, FindPayload(image_, "PATH") + 4);
