@@ -181,9 +181,7 @@ void bake_outline(int argc, RValue** argv, int at, const char* shader, double th
   b.smooth = RV_ToBool(ARG(at + 1));
   if (!missing(ARG(at + 2))) b.surface_size = static_cast<int32_t>(RV_ToDouble(ARG(at + 2)));
   bake(source, target, b, [&] {
-    set_uniform_f(b.shader, "u_vOutlineColor",
-                  {static_cast<float>(colour & 0xFF) / 255.0f, static_cast<float>((colour >> 8) & 0xFF) / 255.0f,
-                   static_cast<float>((colour >> 16) & 0xFF) / 255.0f, 1.0f});
+    set_uniform_colour(b.shader, "u_vOutlineColor", colour, 1);
     set_uniform_f(b.shader, "u_fOutlineThickness", {static_cast<float>(thickness)});
   });
 }
@@ -211,23 +209,18 @@ SCRIBBLE_SCRIPT(scribble_font_bake_shader) {
   return result;
 }
 
-SCRIBBLE_SCRIPT(scribble_font_bake_outline_4dir) {
-  tsl::ScriptScope scope("scribble_font_bake_outline_4dir", self, result);
-  bake_outline(argc, argv, 2, "shd_text_bake_outline_4dir", 1);
-  return result;
-}
-
-SCRIBBLE_SCRIPT(scribble_font_bake_outline_8dir) {
-  tsl::ScriptScope scope("scribble_font_bake_outline_8dir", self, result);
-  bake_outline(argc, argv, 2, "shd_text_bake_outline_8dir", 1);
-  return result;
-}
-
-SCRIBBLE_SCRIPT(scribble_font_bake_outline_8dir_2px) {
-  tsl::ScriptScope scope("scribble_font_bake_outline_8dir_2px", self, result);
-  bake_outline(argc, argv, 2, "shd_text_bake_outline_8dir_2px", 2);
-  return result;
-}
+// The fixed outline bakes, each through its own shader: (source, new, colour, smooth, surfaceSize =
+// 2048); the 1-pixel rings in four or eight directions, and the 2-pixel ring.
+#define SCRIBBLE_OUTLINE_BAKE(name, padding)                                \
+  SCRIBBLE_SCRIPT(scribble_font_bake_##name) {                              \
+    tsl::ScriptScope scope("scribble_font_bake_" #name, self, result);     \
+    bake_outline(argc, argv, 2, "shd_text_bake_" #name, padding);           \
+    return result;                                                          \
+  }
+SCRIBBLE_OUTLINE_BAKE(outline_4dir, 1)
+SCRIBBLE_OUTLINE_BAKE(outline_8dir, 1)
+SCRIBBLE_OUTLINE_BAKE(outline_8dir_2px, 2)
+#undef SCRIBBLE_OUTLINE_BAKE
 
 // scribble_font_bake_outline(source, new, thickness, colour, smooth, surfaceSize = 2048): a round
 // ring of `thickness` pixels (fractions round the ring's edge; the cells grow by whole pixels).
@@ -235,7 +228,8 @@ SCRIBBLE_SCRIPT(scribble_font_bake_outline) {
   tsl::ScriptScope scope("scribble_font_bake_outline", self, result);
   const RValue& thickness = ARG(2);
   const uint32_t kind = RV_Kind(thickness);
-  if ((kind != kRVReal && kind != kRVInt32 && kind != kRVInt64) || !(RV_ToDouble(thickness) > 0) || RV_ToDouble(thickness) > kMaxOutlineThickness) {
+  const bool number = kind == kRVReal || kind == kRVInt32 || kind == kRVInt64;
+  if (!number || !(RV_ToDouble(thickness) > 0) || RV_ToDouble(thickness) > kMaxOutlineThickness) {
     error("Outline thickness should be a number greater than 0 and at most " + number_text(kMaxOutlineThickness) +
           " (was " + value_text(thickness) + ")");
   }
@@ -264,9 +258,7 @@ SCRIBBLE_SCRIPT(scribble_font_bake_shadow) {
   b.smooth = RV_ToBool(ARG(7));
   if (!missing(ARG(8))) b.surface_size = static_cast<int32_t>(RV_ToDouble(ARG(8)));
   bake(source, target, b, [&] {
-    set_uniform_f(b.shader, "u_vShadowColour",
-                  {static_cast<float>(colour & 0xFF) / 255.0f, static_cast<float>((colour >> 8) & 0xFF) / 255.0f,
-                   static_cast<float>((colour >> 16) & 0xFF) / 255.0f, static_cast<float>(alpha)});
+    set_uniform_colour(b.shader, "u_vShadowColour", colour, alpha);
     set_uniform_f(b.shader, "u_vShadowOffset", {static_cast<float>(dx), static_cast<float>(dy)});
   });
   return result;

@@ -207,33 +207,21 @@ void Element::update_matrix(double x, double y) {
 
 namespace {
 
-void blend_uniform(int32_t shader, uint32_t colour, double alpha) {
-  set_uniform_f(shader, "u_vColourBlend",
-                {static_cast<float>((colour & 0xFF) / 255.0), static_cast<float>(((colour >> 8) & 0xFF) / 255.0),
-                 static_cast<float>(((colour >> 16) & 0xFF) / 255.0), static_cast<float>(alpha)});
-}
-
-void colour_uniform(int32_t shader, const char* name, uint32_t colour, double alpha) {
-  set_uniform_f(shader, name,
-                {static_cast<float>((colour & 0xFF) / 255.0), static_cast<float>(((colour >> 8) & 0xFF) / 255.0),
-                 static_cast<float>(((colour >> 16) & 0xFF) / 255.0), static_cast<float>(alpha)});
-}
-
 void set_uniforms(Element& e, int32_t shader, Typist* typist) {
   LibraryState& s = initialize();
   set_uniform_f(shader, "u_fTime", {static_cast<float>(e.animation_time_)});
-  blend_uniform(shader, e.blend_colour_, e.blend_alpha_);
+  set_uniform_colour(shader, "u_vColourBlend", e.blend_colour_, e.blend_alpha_);
   set_uniform_f(shader, "u_fBlinkState", {e.animation_blink_state_ ? 1.0f : 0.0f});
-  colour_uniform(shader, "u_vGradient", e.gradient_colour_, e.gradient_alpha_);
+  set_uniform_colour(shader, "u_vGradient", e.gradient_colour_, e.gradient_alpha_);
   set_uniform_f(shader, "u_vSkew", {static_cast<float>(e.skew_x_), static_cast<float>(e.skew_y_)});
-  colour_uniform(shader, "u_vFlash", e.flash_colour_, e.flash_alpha_);
+  set_uniform_colour(shader, "u_vFlash", e.flash_colour_, e.flash_alpha_);
   if (e.region_active_defined_) {
     set_uniform_f(shader, "u_vRegionActive",
                   {static_cast<float>(e.region_glyph_start_), static_cast<float>(e.region_glyph_end_), 0, 0});
-    colour_uniform(shader, "u_vRegionColour", e.region_colour_, e.region_blend_);
+    set_uniform_colour(shader, "u_vRegionColour", e.region_colour_, e.region_blend_);
   } else {
     set_uniform_f(shader, "u_vRegionActive", {-1, -1, 0, 0});
-    colour_uniform(shader, "u_vRegionColour", 0, 0);
+    set_uniform_colour(shader, "u_vRegionColour", 0, 0);
   }
   bool& desync = shader == kShaderMsdf ? s.msdf_anim_desync : s.standard_anim_desync;
   if (desync) {
@@ -278,11 +266,11 @@ bool set_msdf_uniforms(Element& e, Typist* typist) {
   set_uniforms(e, kShaderMsdf, typist);
   // The shadow (colour and alpha; offset in the text's pixels and softness) and the border
   // (colour; thickness in the text's pixels) around each glyph's fill.
-  colour_uniform(kShaderMsdf, "u_vShadowColour", e.msdf_shadow_colour_, e.msdf_shadow_alpha_);
+  set_uniform_colour(kShaderMsdf, "u_vShadowColour", e.msdf_shadow_colour_, e.msdf_shadow_alpha_);
   set_uniform_f(kShaderMsdf, "u_vShadowOffsetAndSoftness",
                 {static_cast<float>(e.msdf_shadow_xoffset_), static_cast<float>(e.msdf_shadow_yoffset_),
                  static_cast<float>(e.msdf_shadow_softness_)});
-  colour_uniform(kShaderMsdf, "u_vBorderColour", e.msdf_border_colour_, 1);
+  set_uniform_colour(kShaderMsdf, "u_vBorderColour", e.msdf_border_colour_, 1);
   set_uniform_f(kShaderMsdf, "u_fBorderThickness", {static_cast<float>(e.msdf_border_thickness_)});
   return true;
 }

@@ -511,6 +511,8 @@ int32_t uniform(int32_t shader, const char* name);
 void set_uniform_f(int32_t shader, const char* name, std::initializer_list<float> values);
 void set_uniform_fv(int32_t shader, const char* name, const float* values, int32_t count);
 void set_uniform_i(int32_t shader, const char* name, int32_t value);
+// A colour (red in the lowest byte) and alpha as a vec4 of 0..1.
+void set_uniform_colour(int32_t shader, const char* name, uint32_t colour, double alpha);
 double current_time_ms();
 double delta_time_us();
 

@@ -251,6 +251,12 @@ void set_uniform_fv(int32_t shader, const char* name, const float* values, int32
   if (handle >= 0) Shader_SetUniformFloats(handle, values, count);
 }
 
+void set_uniform_colour(int32_t shader, const char* name, uint32_t colour, double alpha) {
+  set_uniform_f(shader, name,
+                {static_cast<float>((colour & 0xFF) / 255.0), static_cast<float>(((colour >> 8) & 0xFF) / 255.0),
+                 static_cast<float>(((colour >> 16) & 0xFF) / 255.0), static_cast<float>(alpha)});
+}
+
 void set_uniform_i(int32_t shader, const char* name, int32_t value) {
   const int32_t handle = uniform(shader, name);
   if (handle >= 0) Shader_SetUniformInts(handle, &value, 1);

@@ -13,7 +13,6 @@
 #include "core/script_api.h"
 #include "graphics/texture_table.h"
 #include "graphics/window.h"
-#include "platform/process.h"
 #include "game_gl_start.h"
 #include "support/draw_game.h"
 #include "text/scribble.h"
@@ -26,30 +25,12 @@ using tsl::Value;
 constexpr double kXOffset = 3, kWidth = 5, kHeight = 6, kSeparation = 8, kTexture = 11, kU0 = 12, kU1 = 13, kV0 = 14,
                  kV1 = 15;
 
-class TextBakeTest : public ::testing::Test {
+class TextBakeTest : public GameGlTest {
  protected:
-  void SetUp() override {
-    StartGameOnGl(&game_);
-  }
-  void TearDown() override {
-    game_.Stop();
-    Platform_TakeQuitSignal();
-  }
-
-  Value call(KVScriptFunction script, std::vector<RValue> args) {
-    std::vector<RValue*> pointers;
-    for (RValue& a : args) pointers.push_back(&a);
-    Value result;
-    CInstance* global = tsl::global();
-    script(global, global, result.get(), static_cast<int>(pointers.size()), pointers.data());
-    return result;
-  }
   double glyph(const char* font, const char* character, double column) {
     return call(tsl_Script_scribble_glyph_get, {*Value::String(font), *Value::String(character), RV_Real(column)})
         .real();
   }
-
-  DrawGame game_;
 };
 
 // Each outline bake grows the cells by its padding and rings the glyph out to it: the round bake of
@@ -121,7 +102,8 @@ TEST_F(TextBakeTest, OutlineBakesRingEachGlyphInTheOutlineColour) {
 TEST_F(TextBakeTest, BakesRefuseSharedNamesAndSurfacesTooSmall) {
   if (!Window_State().real_display) GTEST_SKIP() << "no display";
   const Value regular = Value::String("fnt_regular"), other = Value::String("fnt_x"), nope = Value::String("c_nope");
-  const KVScriptFunction eight = tsl_Script_scribble_font_bake_outline_8dir, round = tsl_Script_scribble_font_bake_outline;
+  const KVScriptFunction eight = tsl_Script_scribble_font_bake_outline_8dir;
+  const KVScriptFunction round = tsl_Script_scribble_font_bake_outline;
   struct Case {
     KVScriptFunction script;
     std::vector<RValue> args;
@@ -129,10 +111,10 @@ TEST_F(TextBakeTest, BakesRefuseSharedNamesAndSurfacesTooSmall) {
   };
   const Case cases[] = {
       {eight, {*regular, *regular, RV_Real(0), RV_Bool(false)}, "Source font and new font cannot share the same name"},
-      {eight, {RV_Real(1), *other, RV_Real(0), RV_Bool(false)}, "Fonts should be specified using their name as a string."},
+      {eight, {RV_Real(1), *other, RV_Real(0), RV_Bool(false)}, "Fonts should be specified using their name"},
       {eight, {*regular, *other, *nope, RV_Bool(false)}, "Colour \"c_nope\" not recognised"},
       {eight, {*regular, *other, RV_Real(0), RV_Bool(false), RV_Real(16)}, "don't fit on a 16 x 16 surface"},
-      {round, {*regular, *other, RV_Real(0), RV_Real(0), RV_Bool(false)}, "Outline thickness should be a number greater than 0"},
+      {round, {*regular, *other, RV_Real(0), RV_Real(0), RV_Bool(false)}, "thickness should be a number greater than 0"},
       {round, {*regular, *other, RV_Real(17), RV_Real(0), RV_Bool(false)}, "at most 16 (was 17)"},
       {round, {*regular, *other, *nope, RV_Real(0), RV_Bool(false)}, "(was c_nope)"},
       {round, {*regular, *other, RV_Real(2), *nope, RV_Bool(false)}, "Colour \"c_nope\" not recognised"},

@@ -21,7 +21,6 @@
 #include "graphics/shader.h"
 #include "graphics/surface.h"
 #include "graphics/window.h"
-#include "platform/process.h"
 #include "game_gl_start.h"
 #include "room_draw_probe.h"
 #include "support/draw_game.h"
@@ -82,10 +81,10 @@ std::string hex(uint32_t p) {
   return text;
 }
 
-class TextMsdfTest : public ::testing::Test {
+class TextMsdfTest : public GameGlTest {
  protected:
   void SetUp() override {
-    StartGameOnGl(&game_);
+    GameGlTest::SetUp();
     if (!Window_State().real_display) GTEST_SKIP() << "no display";
     RoomDrawProbe_Install(&game_, 0, 0, 640, 360);
     const std::string png = testing::TempDir() + "kova_msdf_square.png";
@@ -103,18 +102,9 @@ class TextMsdfTest : public ::testing::Test {
   }
   void TearDown() override {
     RoomDrawProbe_Current() = RoomDrawProbe{};
-    game_.Stop();
-    Platform_TakeQuitSignal();
+    GameGlTest::TearDown();
   }
 
-  Value call(KVScriptFunction script, std::vector<RValue> args) {
-    std::vector<RValue*> pointers;
-    for (RValue& a : args) pointers.push_back(&a);
-    Value result;
-    CInstance* global = tsl::global();
-    script(global, global, result.get(), static_cast<int>(pointers.size()), pointers.data());
-    return result;
-  }
   // element.name(args...), returning what the method returns.
   static Value method(const Value& element, const char* name, std::initializer_list<RValue> args) {
     CInstance* self = KV_AsInstance(element.object());
@@ -146,8 +136,6 @@ class TextMsdfTest : public ::testing::Test {
     }
     return n;
   }
-
-  DrawGame game_;
 };
 
 // Drawn at (100, 100): the square's fill covers x and y from 116.5 to 147.5.
