@@ -329,6 +329,14 @@ void hotswap_tick() {
   const std::optional<Source> source = hotswap_tick_input();
   if (!source || first.source_contains(*source)) return;
   source_set(*source, first, INPUT_HOTSWAP_AUTO_PROFILE);
+  // The game's INPUT_HOTSWAP_CALLBACK, a function or script run after each swap; undefined for none.
+  const Value callback = global_value("INPUT_HOTSWAP_CALLBACK");
+  if (is_undefined(*callback)) return;
+  if (!is_callable(*callback)) {
+    error("INPUT_HOTSWAP_CALLBACK set to an illegal value (typeof=" + shown(*builtin(f_typeof, {*callback})) + ")");
+    return;
+  }
+  call_function(*callback);
 }
 
 bool source_detect_input(const Source& source, bool allow_mouse_move) {

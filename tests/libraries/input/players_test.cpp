@@ -7,12 +7,22 @@
 
 #include "core/call.h"
 #include "core/function_table.h"
+#include "core/object.h"
+#include "graphics/window.h"
+#include "input/io.h"
 #include "input_fixture.h"
 
 namespace {
 
 constexpr int32_t kEscape = 27, kSpace = 32, kKeyA = 65;
 constexpr double kFaceSouth = 32769, kFaceEast = 32770, kAxisLH = 32785;
+
+// The game's hot-swap callback: counts its calls.
+int g_hotswaps = 0;
+RValue* count_hotswap(CInstance*, CInstance*, RValue* result, int, RValue**) {
+  ++g_hotswaps;
+  return result;
+}
 
 class InputPlayersTest : public InputLibraryTest {
  protected:
@@ -144,12 +154,17 @@ TEST_F(InputPlayersTest, HotswapMovesPlayerZeroBetweenMouseAndPad) {
   bind_pad_select();
   attach_controller(7);
   frames(5);
+  g_hotswaps = 0;
+  tsl::Value callback;
+  KVCreateMethod(callback.get(), count_hotswap, nullptr);
+  tsl::set(tsl::global(), "INPUT_HOTSWAP_CALLBACK", *callback);
   EXPECT_STREQ(RV_StringText(*call("input_profile_get")), "keyboard_and_mouse");
   // A press of the pad's face button hands player 0 to the pad.
   pad(7).reading.button[0] = 1;
   frame();
   EXPECT_STREQ(RV_StringText(*call("input_profile_get")), "gamepad");
   EXPECT_EQ(call("input_player_get_gamepad").real(), 0);
+  EXPECT_EQ(g_hotswaps, 1) << "the game's callback runs after the swap";
   frame();
   EXPECT_TRUE(check("input_check", "select")) << "the pad's A is select now";
   pad(7).reading.button[0] = 0;
@@ -167,8 +182,22 @@ TEST_F(InputPlayersTest, HotswapMovesPlayerZeroBetweenMouseAndPad) {
   mouse_down(1);
   frame();
   EXPECT_STREQ(RV_StringText(*call("input_profile_get")), "keyboard_and_mouse");
+  EXPECT_EQ(g_hotswaps, 2);
   mouse_up(1);
   frame();
+}
+
+// A hot-swap callback that is neither a function nor a script stops the game when a swap runs it.
+TEST_F(InputPlayersTest, AHotswapCallbackOfAnotherKindIsAnError) {
+  bind_pad_select();
+  attach_controller(7);
+  frames(5);
+  tsl::set(tsl::global(), "INPUT_HOTSWAP_CALLBACK", *text("not a function"));
+  pad(7).reading.button[0] = 1;
+  Window_PumpMessages();
+  IO_Update();
+  EXPECT_NE(error_of("input_source_hotswap_tick").find("INPUT_HOTSWAP_CALLBACK set to an illegal value (typeof=string)"),
+            std::string::npos);
 }
 
 TEST_F(InputPlayersTest, LosingThePadClearsThePlayersVerbsAfterOneTick) {
