@@ -14,6 +14,7 @@
 #include "core/memory.h"
 #include "core/object.h"
 #include "core/object_internal.h"
+#include "core/timing.h"
 #include "core/variable_names.h"
 
 KVObjectBase* g_GlobalObject = nullptr;
@@ -28,6 +29,10 @@ int32_t g_GCMarkLimit = kGCGenerations;
 bool g_GCForceNext = false;
 int32_t g_AllocGeneration = 0;
 int32_t g_GCMarkedCount = 0;
+int32_t g_GCGeneration = 0;
+int32_t g_GCLastGeneration = 0;
+int64_t g_GCTargetTime = 100;
+bool g_GCPassDone = false;
 
 namespace {
 
@@ -54,12 +59,21 @@ class GCObjectContainer final : public KVObjectBase {
   ObjectSet* members_ = KV_NEW(ObjectSet, 8);
 };
 
+// A generation's range of ids and the record of its passes, from which the next pass's generation
+// is chosen. The base fields hold the baseline a pass is compared with: the first pass of the
+// generation, or the first after a pass of an older generation ran.
 struct Generation {
   ObjectSet* remembered = nullptr;
   int32_t min_id = 0x7FFFFFFF;
   int32_t max_id = -1;
-  int32_t touched = 0;
-  int32_t freed = 0;
+  int32_t last_pass = -1;  // g_GCFrame at the last pass
+  int32_t base_touched = 0;
+  int32_t base_freed = 0;
+  int32_t touched = 0;  // objects marked in the last pass
+  int32_t freed = 0;    // objects freed in the last pass
+  float free_ratio = 4096.0f;
+  int32_t base_generation = 0;
+  int64_t time_spent = 0;  // microseconds of marking and finding the dead in the last pass
 };
 
 struct QueueEntry {
@@ -79,6 +93,7 @@ size_t g_parked_count[kGCParkedKinds] = {};
 Generation g_generations[kGCGenerations];
 std::vector<QueueEntry> g_queue;
 std::vector<uint32_t> g_bitmap;
+int64_t g_collection_time = 0;  // microseconds the last pass spent freeing; 0 when it freed nothing
 
 bool reusable_kind(int32_t kind) { return kind == kObjStruct || kind == kObjAccessor || kind == kObjProperty; }
 
@@ -288,23 +303,89 @@ void trim_parked() {
 }
 
 // The pace of the frame's step. A pass marks every live object, which on a large heap costs more
-// than a frame's budget; the step then earns the work of a budget (kStepWork objects, about what
-// 100 microseconds mark) plus three objects for each object made since the last step, and runs
-// the whole pass once the earnings cover the table. A small heap is collected at every step, a
-// large one every few steps, and a game that allocates fast is collected as often as it needs.
-// Each pass is whole and atomic, as before: skipping a step only leaves garbage for longer.
+// than a frame's budget; the step then earns the work of its budget (kStepWork objects, about what
+// the default 100 microseconds mark, scaled by g_GCTargetTime) plus three objects for each object
+// made since the last step, and runs the whole pass once the earnings cover the table. A small
+// heap is collected at every step, a large one every few steps, and a game that allocates fast is
+// collected as often as it needs; with a budget of 0 only allocation earns work. Each pass is
+// whole and atomic, as before: skipping a step only leaves garbage for longer.
 constexpr size_t kStepWork = 4096;
+constexpr int64_t kStepWorkTime = 100;  // the budget that kStepWork stands for, in microseconds
 constexpr size_t kMadeWork = 3;
 
+size_t step_work() {
+  constexpr int64_t kMaxTime = int64_t{1} << 40;  // far beyond any table; keeps the product in range
+  return static_cast<size_t>(std::min(g_GCTargetTime, kMaxTime) * static_cast<int64_t>(kStepWork) / kStepWorkTime);
+}
+
 bool pass_due() {
-  g_work_credit += kStepWork + kMadeWork * g_made_since_step;
+  const size_t work = step_work();
+  g_work_credit += work + kMadeWork * g_made_since_step;
   g_made_since_step = 0;
   if (g_work_credit < g_count) return false;
-  g_work_credit = std::min(g_work_credit - g_count, kStepWork);
+  g_work_credit = std::min(g_work_credit - g_count, work);
   return true;
 }
 
-void run_pass() {
+// The record of a finished pass of generation g that marked `touched` objects: the baseline is
+// set by the generation's first pass, and taken again when an older generation ran since its last.
+void record_pass(int32_t g, int32_t touched, int64_t time) {
+  Generation& gen = g_generations[g];
+  const int32_t frame = g_GCFrame;
+  if (gen.last_pass == -1) {
+    gen.base_freed = gen.freed;
+    gen.base_touched = touched;
+    gen.base_generation = g;
+  } else if (frame > gen.last_pass + 1) {
+    gen.base_generation = g;
+    for (int32_t j = g + 1; j < kGCGenerations; ++j) {
+      if (g_generations[j].last_pass <= gen.last_pass) continue;
+      gen.base_touched = touched;
+      gen.free_ratio = touched == 0 ? 4096.0f : static_cast<float>(gen.freed) / static_cast<float>(touched);
+      gen.base_generation = j;
+    }
+  }
+  gen.last_pass = frame;
+  gen.touched = touched;
+  gen.time_spent += time;
+}
+
+// The generation of the next pass after a pass of g: 0, unless the pass did much more work than its
+// baseline, freed a falling share of what it touched, or took much longer than a pass of the
+// generation below; then g + 1, where 4 stands back at 3 (only an explicit pass collects 4).
+int32_t next_generation(int32_t g) {
+  Generation& gen = g_generations[g];
+  const auto promote = [g] {
+    if (g + 1 < kGCGenerations - 1) return g + 1;
+    Generation& third = g_generations[kGCGenerations - 2];
+    third.base_touched = third.touched;
+    return kGCGenerations - 2;
+  };
+  if (gen.base_touched == 0) return 0;
+  if (gen.touched <= 200 && gen.time_spent <= 500) return 0;
+  const int32_t base_live = gen.base_touched - gen.base_freed;
+  if (base_live > 0 && static_cast<double>(gen.touched - gen.freed) / base_live > 2.0) return promote();
+  if (g < 3 && gen.touched > 0) {
+    if (gen.free_ratio == 0.0f) return promote();
+    if (gen.free_ratio > 0.0f) {
+      const float ratio = static_cast<float>(gen.freed) / static_cast<float>(gen.touched);
+      const float old = gen.free_ratio;
+      gen.free_ratio *= 1.1f;
+      if (ratio < 4.0f && ratio / old < 0.5f) return promote();
+    }
+  }
+  if ((g == 1 || g == 2) && g_generations[g - 1].time_spent > 0 &&
+      static_cast<double>(gen.time_spent) / static_cast<double>(g_generations[g - 1].time_spent) > 2.0) {
+    return promote();
+  }
+  return 0;
+}
+
+// A whole pass of generation g. This form marks and sweeps every generation whatever g is; g names
+// the record that takes the pass's statistics and the pacing of the next generation. Counting costs
+// three clock reads a pass and nothing per object beyond the mark count.
+void run_pass(int32_t g) {
+  const int64_t start = Timing_Time();
   ++g_GCStamp;
   g_GCMarkedCount = 0;
   g_GCMarkLimit = kGCGenerations;
@@ -316,13 +397,33 @@ void run_pass() {
     KVObjectBase* object = g_objects[id];
     if (object != nullptr && !is_marked(static_cast<int32_t>(id))) dead.push_back(object);
   }
-  Generation& whole = g_generations[kGCGenerations - 1];
-  whole.touched = g_GCMarkedCount;
-  whole.freed = 0;
+  Generation& gen = g_generations[g];
+  gen.freed = 0;
+  gen.time_spent = 0;
+  const bool finalised = !dead.empty() && run_finalisers(dead);
+  const int64_t marked = Timing_Time();
+  g_collection_time = 0;
+  // A pass in which finalisers ran ends without freeing or statistics: they may have saved objects.
+  if (!finalised) {
+    if (!dead.empty()) {
+      gen.freed = static_cast<int32_t>(dead.size());
+      free_dead(dead);
+      g_collection_time = Timing_Time() - marked;
+    }
+    record_pass(g, g_GCMarkedCount, marked - start);
+    g_GCPassDone = true;
+  }
+  g_GCLastGeneration = g;
+  g_GCGeneration = next_generation(g);
   ++g_GCFrame;
-  if (dead.empty() || run_finalisers(dead)) return;
-  whole.freed = static_cast<int32_t>(dead.size());
-  free_dead(dead);
+}
+
+void count_generations(int32_t counts[kGCGenerations]) {
+  for (const KVObjectBase* object : g_objects) {
+    if (object != nullptr && object->generation >= 0 && object->generation < kGCGenerations) {
+      ++counts[object->generation];
+    }
+  }
 }
 
 }  // namespace
@@ -405,12 +506,34 @@ KVObjectBase* GC_TakeParked(int32_t kind) { return reusable_kind(kind) ? unpark(
 size_t GC_ParkedCount(int32_t kind) { return kind >= 0 && kind < kGCParkedKinds ? g_parked_count[kind] : 0; }
 
 void GCStep(int mode) {
+  g_GCPassDone = false;
   if (!g_GCAvailable) return;
   if (!g_GCEnabled && !g_GCForce) return;
   const bool whole = g_GCForce || mode >= 0;
   g_GCForce = false;
-  if (pass_due() || whole) run_pass();
+  if (mode >= 0) g_GCGeneration = std::min(mode, kGCGenerations - 1);
+  if (pass_due() || whole) run_pass(g_GCGeneration);
   trim_parked();
+}
+
+void GC_Collect() {
+  g_GCForce = true;
+  g_GCGeneration = kGCGenerations - 2;
+}
+
+GCStats GC_GetStats() {
+  GCStats stats;
+  if (g_GCPassDone) {
+    const Generation& last = g_generations[g_GCLastGeneration];
+    stats.touched = last.touched;
+    stats.collected = last.freed;
+    stats.traversal_time = last.time_spent;
+  }
+  stats.collection_time = g_collection_time;
+  stats.frame = g_GCFrame;
+  stats.generation = g_GCLastGeneration;
+  count_generations(stats.generation_counts);
+  return stats;
 }
 
 void GCCollectAll() {
@@ -431,11 +554,9 @@ bool GC_IsRemembered(const KVObjectBase* object, int32_t generation) {
 }
 
 int32_t GC_GenerationObjectCount(int32_t generation) {
-  int32_t count = 0;
-  for (const KVObjectBase* object : g_objects) {
-    if (object != nullptr && object->generation == generation) ++count;
-  }
-  return count;
+  int32_t counts[kGCGenerations] = {};
+  count_generations(counts);
+  return generation >= 0 && generation < kGCGenerations ? counts[generation] : 0;
 }
 
 void GC_Reset() {
@@ -462,11 +583,17 @@ void GC_Reset() {
   g_queue.clear();
   for (Generation& generation : g_generations) {
     KV_Delete(generation.remembered);
+    const int32_t last_pass = generation.last_pass;
     generation = Generation{};
+    generation.last_pass = last_pass;
   }
   g_GlobalObject = nullptr;
   g_ObjectContainer = nullptr;
   g_GCForce = false;
+  g_GCPassDone = false;
+  g_GCGeneration = 0;
+  g_GCFrame = 0;
+  g_collection_time = 0;
   Object_ForgetCachedObjects();
 }
 

@@ -47,12 +47,29 @@ KVObjectBase* GC_TakeParked(int32_t kind);
 size_t GC_ParkedCount(int32_t kind);
 
 // The frame's step (-1), or a whole pass of generation 0 to 4. This form always collects every
-// generation: a generation number only forces the pass. The frame's step runs the pass when the
-// work it has earned covers the table (every step on a small heap, every few steps on a large
-// one; see pass_due in gc.cpp); a forced pass runs at once. Does nothing while the collector is
-// disabled, unless gc_collect asked for a pass (g_GCForce).
+// generation: a generation number forces the pass and names the record its statistics go to. The
+// frame's step runs the pass when the work it has earned covers the table (every step on a small
+// heap, every few steps on a large one; see pass_due in gc.cpp), as generation g_GCGeneration,
+// which each pass chooses for the next; a forced pass runs at once. Does nothing while the
+// collector is disabled, unless gc_collect asked for a pass (g_GCForce).
 void GCStep(int mode);
 void GCCollectAll();
+// gc_collect: the next step (the frame's, at its end) runs a whole pass of generation 3, also
+// while the collector is disabled.
+void GC_Collect();
+
+// What gc_get_stats reports. The figures of the last pass are 0 unless the latest step finished
+// one; collection_time is the freeing of the last pass (0 when it freed nothing).
+struct GCStats {
+  int32_t touched = 0;          // objects marked
+  int32_t collected = 0;        // objects freed
+  int64_t traversal_time = 0;   // microseconds of marking and finding the dead
+  int64_t collection_time = 0;  // microseconds of freeing
+  int32_t frame = 0;            // g_GCFrame
+  int32_t generation = 0;       // g_GCLastGeneration
+  int32_t generation_counts[kGCGenerations] = {};  // objects in the table by generation
+};
+GCStats GC_GetStats();
 size_t GC_ObjectCount();
 // Whether object stands in the remembered set of generation (a root of that generation's passes).
 bool GC_IsRemembered(const KVObjectBase* object, int32_t generation);
@@ -78,3 +95,7 @@ extern int32_t g_GCMarkLimit;    // marking doesn't enter objects of a higher ge
 extern bool g_GCForceNext;       // the next Mark ignores the limit
 extern int32_t g_AllocGeneration;
 extern int32_t g_GCMarkedCount;  // objects marked in the running pass
+extern int32_t g_GCGeneration;      // generation of the next pass
+extern int32_t g_GCLastGeneration;  // generation of the last finished pass
+extern int64_t g_GCTargetTime;      // microseconds of collector work a frame (gc_target_frame_time)
+extern bool g_GCPassDone;           // the latest step finished a pass

@@ -102,7 +102,10 @@ CInstance::~CInstance() {
 
 bool CInstance::Mark(uint32_t* bitmap, int32_t bits) {
   if (purged) return false;
-  return KVObjectBase::Mark(bitmap, bits);
+  if (!KVObjectBase::Mark(bitmap, bits)) return false;
+  // The sequence instance that drives this instance lives as long as the instance holds it.
+  if (sequenceInstance != nullptr) GCMarkObject(sequenceInstance, false);
+  return true;
 }
 
 void Instance_TakeObject(CInstance* instance, int32_t object_index, bool takeDepth) {

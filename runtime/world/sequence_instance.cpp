@@ -315,6 +315,7 @@ void instantiate(CSequenceInstance* si, const std::vector<CSequenceTrack*>& trac
       }
       if (made != nullptr) {
         made->sequenceInstance = si;
+        GCWriteBarrier(made, si);
         node->instanceID = made->id;
       }
     }

@@ -17,6 +17,8 @@
 #include "core/error.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
+#include "core/gc.h"
+#include "core/object.h"
 #include "run/run_frame.h"
 #include "run/run_present.h"
 #include "core/timing.h"
@@ -309,6 +311,32 @@ TEST_F(SequencePlay, PausedSequenceStandsAndFiresNothing) {
   frames(1);
   EXPECT_FLOAT_EQ(playing()->headPosition, 8.0f);
   EXPECT_FLOAT_EQ(actor()->x, 32.0f + 80.0f);
+}
+
+// The instance a sequence drives holds its sequence instance: with the element's own hold taken
+// away, forced passes and the frames' passes leave it alive and playing; once the element is
+// destroyed, which lets its instances go, the next pass frees it.
+TEST_F(SequencePlay, ItsInstanceKeepsTheSequenceInstanceAlive) {
+  load_game(1);
+  start();
+  frames(1);
+  CInstance* made = actor();
+  ASSERT_NE(made, nullptr);
+  CSequenceInstance* si = playing();
+  ASSERT_EQ(made->sequenceInstance, si);
+  CWeakRef* watch = WeakRef_Create(si);
+  GCAddRoot(watch);
+  GCRemoveRoot(si);
+  GCStep(4);
+  EXPECT_EQ(watch->target, si);
+  frames(2);
+  EXPECT_EQ(watch->target, si);
+  EXPECT_FLOAT_EQ(playing()->headPosition, 3.0f);
+  EXPECT_FLOAT_EQ(made->x, 32.0f + 30.0f);
+  call("layer_sequence_destroy", nullptr, {RV_Real(element()->id)});
+  GCStep(4);
+  EXPECT_EQ(watch->target, nullptr);
+  GCRemoveRoot(watch);
 }
 
 TEST_F(SequencePlay, StructsReadAndWriteTheLoadedSequence) {
