@@ -30,6 +30,7 @@
 #include "storage/buffer.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
+#include "world/mp_grid.h"
 #include "world/object_type.h"
 #include "world/room.h"
 #include "world/sequence.h"
@@ -192,6 +193,7 @@ void Game_FreeSubjects() {
   Sequence_FreeSubjects();
   TimeSource_ResetAll();
   TimeLine_FreeAll();
+  MotionGrid_FreeAll();
   Room_FreeAll();
   Audio_Shutdown();
   Surface_Reset();

@@ -1,7 +1,8 @@
 // Motion and paths: a written game with a mover, a solid wall and paths, loaded and started. The
 // vector rules through the variables and motion_* builtins, friction and gravity in the frame step,
 // the polylines of straight, smooth and closed paths, the path step with its end actions,
-// orientation and scale, the move_* builtins against solids, and the path editing builtins.
+// orientation and scale, the move_* builtins against solids, the path editing builtins, and motion
+// planning: grid cells, grid paths round blocked cells, linear and potential steering.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,10 +11,12 @@
 
 #include "core/builtin_families.h"
 #include "core/builtin_var.h"
+#include "core/error.h"
 #include "datawin/writer/chunk_rooms.h"
 #include "datawin/writer/chunk_sprites.h"
 #include "datawin/writer/chunk_textures.h"
 #include "datawin/writer/chunk_world.h"
+#include "storage/fn_ds.h"
 #include "support/fixture.h"
 #include "support/world_fixture.h"
 #include "world/asset_paths.h"
@@ -21,6 +24,7 @@
 #include "world/collision.h"
 #include "world/instance.h"
 #include "world/motion.h"
+#include "world/mp_grid.h"
 #include "world/path.h"
 #include "world/step.h"
 
@@ -56,6 +60,8 @@ class MotionTest : public WorldTest {
     Builtins_AddRegistrar(kFamilyResource, Path_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyInteraction, Collision_RegisterBuiltins);
     Builtins_AddRegistrar(kFamilyInteraction, Motion_RegisterBuiltins);
+    Builtins_AddRegistrar(kFamilyInteraction, MotionPlanning_RegisterBuiltins);
+    Builtins_AddRegistrar(kFamilyDS, DS_RegisterBuiltins);
     g_path_ends = 0;
     const int32_t end = code("end_of_path", EndOfPath);
     Writer writer = MakeMinimalGame(17, 2);
@@ -559,6 +565,223 @@ TEST_F(MotionTest, PathTableSlotsAndSettings) {
   EXPECT_STREQ(RV_StringText(unknown), "<undefined>");
   RV_Free(&unknown);
   call("path_shift", nullptr, reals({42, 1, 1}));  // nothing to change, no error
+}
+
+// ---- Motion grids and steering ------------------------------------------------------------------
+
+class MotionGridTest : public MotionTest {
+ protected:
+  void TearDown() override {
+    MotionGrid_FreeAll();
+    MotionTest::TearDown();
+  }
+  // A 5 x 5 grid of 10-pixel cells at (0, 0) with the given cells blocked.
+  double grid_with(const std::vector<std::pair<int, int>>& blocked) {
+    const double g = num("mp_grid_create", nullptr, reals({0, 0, 5, 5, 10, 10}));
+    for (const auto& [c, r] : blocked) call("mp_grid_add_cell", nullptr, reals({g, double(c), double(r)}));
+    return g;
+  }
+  bool blocked(double g, double x, double y) {
+    return num("mp_grid_get_cell", nullptr, reals({g, std::floor(x / 10), std::floor(y / 10)})) < 0;
+  }
+};
+
+TEST_F(MotionGridTest, CellsRectanglesAndTheTable) {
+  const double g = num("mp_grid_create", nullptr, reals({100, 50, 4, 3, 16, 8}));
+  EXPECT_EQ(g, 0);
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 3, 2})), 0);
+  EXPECT_TRUE(RV_ToBool(call("mp_grid_add_cell", nullptr, reals({g, 3, 2}))));
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 3, 2})), -1);
+  EXPECT_FALSE(RV_ToBool(call("mp_grid_add_cell", nullptr, reals({g, 4, 0}))));  // outside
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, -1, 0})), -1);            // outside reads blocked
+  call("mp_grid_clear_cell", nullptr, reals({g, 3, 2}));
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 3, 2})), 0);
+  // Room coordinates: x 100..164 in columns of 16, y 50..74 in rows of 8; corners in any order.
+  call("mp_grid_add_rectangle", nullptr, reals({g, 130, 60, 101, 51}));
+  std::string cells;
+  for (int r = 0; r < 3; ++r) {
+    for (int c = 0; c < 4; ++c) cells += num("mp_grid_get_cell", nullptr, reals({g, double(c), double(r)})) < 0 ? '#' : '.';
+    cells += '/';
+  }
+  EXPECT_EQ(cells, "##../##../..../");
+  call("mp_grid_clear_rectangle", nullptr, reals({g, 0, 0, 120, 55}));
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 0, 0})), 0);
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 0, 1})), -1);
+  call("mp_grid_clear_all", nullptr, reals({g}));
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 1, 1})), 0);
+  // The lowest free index is reused.
+  EXPECT_EQ(num("mp_grid_create", nullptr, reals({0, 0, 1, 1, 1, 1})), 1);
+  call("mp_grid_destroy", nullptr, reals({g}));
+  EXPECT_EQ(num("mp_grid_get_cell", nullptr, reals({g, 0, 0})), -1);
+  EXPECT_EQ(num("mp_grid_create", nullptr, reals({0, 0, 1, 1, 1, 1})), 0);
+}
+
+TEST_F(MotionGridTest, PathsGoRoundBlockedCells) {
+  using Cells = std::vector<std::pair<int, int>>;
+  struct Case {
+    const char* name;
+    Cells blocked;
+    double x1, y1, x2, y2;
+    bool diagonal;
+    bool found;
+    int points;  // -1: not checked
+  };
+  // A wall down column 2 with a gap at the bottom row.
+  const Cells wall = {{2, 0}, {2, 1}, {2, 2}, {2, 3}};
+  const Case cases[] = {
+      {"open row", {}, 5, 5, 45, 5, false, true, 5},
+      {"same cell", {}, 3, 4, 7, 8, false, true, 2},
+      {"round the wall", wall, 5, 5, 45, 5, false, true, 13},
+      {"round the wall with diagonals", wall, 5, 5, 45, 5, true, true, -1},
+      {"open diagonal", {}, 5, 5, 45, 45, true, true, 5},
+      {"no corner cutting", {{1, 0}, {0, 1}}, 5, 5, 15, 15, true, false, 0},
+      {"walled in", {{2, 0}, {2, 1}, {2, 2}, {2, 3}, {2, 4}}, 5, 5, 45, 5, true, false, 0},
+      {"blocked goal", {{4, 0}}, 5, 5, 45, 5, false, false, 0},
+      {"goal outside", {}, 5, 5, 55, 5, false, false, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const double g = grid_with(c.blocked);
+    const double p = num("path_add", nullptr, {});
+    call("path_add_point", nullptr, reals({p, 1, 1, 100}));
+    const bool found = RV_ToBool(call("mp_grid_path", nullptr, {RV_Real(g), RV_Real(p), RV_Real(c.x1), RV_Real(c.y1),
+                                                                 RV_Real(c.x2), RV_Real(c.y2), RV_Bool(c.diagonal)}));
+    EXPECT_EQ(found, c.found);
+    const int n = static_cast<int>(num("path_get_number", nullptr, reals({p})));
+    if (!c.found) {
+      EXPECT_EQ(n, 1);  // left alone
+      continue;
+    }
+    if (c.points >= 0) {
+      EXPECT_EQ(n, c.points);
+    }
+    EXPECT_FALSE(RV_ToBool(call("path_get_closed", nullptr, reals({p}))));
+    EXPECT_EQ(num("path_get_point_x", nullptr, reals({p, 0})), c.x1);
+    EXPECT_EQ(num("path_get_point_y", nullptr, reals({p, 0})), c.y1);
+    EXPECT_EQ(num("path_get_point_x", nullptr, reals({p, double(n - 1)})), c.x2);
+    EXPECT_EQ(num("path_get_point_y", nullptr, reals({p, double(n - 1)})), c.y2);
+    // Every step goes to a free neighbour, a diagonal one only past two free cells.
+    for (int k = 1; k < n; ++k) {
+      const double ax = num("path_get_point_x", nullptr, reals({p, double(k - 1)}));
+      const double ay = num("path_get_point_y", nullptr, reals({p, double(k - 1)}));
+      const double bx = num("path_get_point_x", nullptr, reals({p, double(k)}));
+      const double by = num("path_get_point_y", nullptr, reals({p, double(k)}));
+      EXPECT_FALSE(blocked(g, bx, by)) << k;
+      const int dc = static_cast<int>(std::floor(bx / 10) - std::floor(ax / 10));
+      const int dr = static_cast<int>(std::floor(by / 10) - std::floor(ay / 10));
+      EXPECT_LE(std::abs(dc) + std::abs(dr), c.diagonal ? 2 : 1) << k;
+      EXPECT_TRUE(std::abs(dc) <= 1 && std::abs(dr) <= 1) << k;
+      if (dc != 0 && dr != 0) {
+        EXPECT_FALSE(blocked(g, bx, ay)) << k;
+        EXPECT_FALSE(blocked(g, ax, by)) << k;
+      }
+    }
+  }
+  // Diagonals shorten the way round the wall.
+  const double g = grid_with(wall);
+  const double straight = num("path_add", nullptr, {}), diagonal = num("path_add", nullptr, {});
+  call("mp_grid_path", nullptr, {RV_Real(g), RV_Real(straight), RV_Real(5), RV_Real(5), RV_Real(45), RV_Real(5), RV_Bool(false)});
+  call("mp_grid_path", nullptr, {RV_Real(g), RV_Real(diagonal), RV_Real(5), RV_Real(5), RV_Real(45), RV_Real(5), RV_Bool(true)});
+  EXPECT_NEAR(num("path_get_length", nullptr, reals({straight})), 120, 1e-3);
+  EXPECT_LT(num("path_get_length", nullptr, reals({diagonal})), 120);
+}
+
+TEST_F(MotionGridTest, InstancesBlockTheCellsTheyOverlap) {
+  const double g = num("mp_grid_create", nullptr, reals({0, 0, 6, 4, 16, 16}));
+  make(kObjWall, 16, 16);   // exactly cell (1, 1)
+  make(kObjWall, 56, 40);   // 56..72 x 40..56: columns 3 and 4, rows 2 and 3
+  make(kObjGhost, 80, 0);   // not named
+  call("mp_grid_add_instances", nullptr, {RV_Real(g), RV_Real(kObjWall), RV_Bool(false)});
+  std::string cells;
+  for (int r = 0; r < 4; ++r) {
+    for (int c = 0; c < 6; ++c) cells += num("mp_grid_get_cell", nullptr, reals({g, double(c), double(r)})) < 0 ? '#' : '.';
+    cells += '/';
+  }
+  EXPECT_EQ(cells, "....../.#..../...##./...##./");
+}
+
+TEST_F(MotionGridTest, CopiesToADataStructureGrid) {
+  const double g = grid_with({{1, 2}, {4, 4}});
+  const double ds = num("ds_grid_create", nullptr, reals({5, 5}));
+  EXPECT_TRUE(RV_ToBool(call("mp_grid_to_ds_grid", nullptr, reals({g, ds}))));
+  EXPECT_EQ(num("ds_grid_get", nullptr, reals({ds, 1, 2})), -1);
+  EXPECT_EQ(num("ds_grid_get", nullptr, reals({ds, 4, 4})), -1);
+  EXPECT_EQ(num("ds_grid_get", nullptr, reals({ds, 2, 1})), 0);
+  struct ErrorCase {
+    std::vector<double> args;
+    const char* message;
+  };
+  const double small = num("ds_grid_create", nullptr, reals({4, 5}));
+  for (const ErrorCase& c : {ErrorCase{{g, small}, "Error, grid sizes do not match (mp_grid_to_ds_grid) "},
+                             ErrorCase{{7, ds}, "Invalid source or destination grid"},
+                             ErrorCase{{g, 99}, "Invalid source or destination grid"}}) {
+    try {
+      call("mp_grid_to_ds_grid", nullptr, reals({c.args[0], c.args[1]}));
+      ADD_FAILURE() << "no error";
+    } catch (const KVTSLException& e) {
+      EXPECT_EQ(e.message(), c.message);
+    }
+  }
+}
+
+TEST_F(MotionGridTest, LinearStepsStopBeforeObstacles) {
+  make(kObjWall, 60, 0);
+  struct Case {
+    const char* fn;
+    double goal_x;
+    RValue last;  // checkall, or the object
+    std::vector<double> xs;
+    bool reached;
+  };
+  const Case cases[] = {
+      {"mp_linear_step", 30, RV_Bool(false), {10, 20, 30, 30}, true},
+      {"mp_linear_step", 100, RV_Bool(false), {10, 20, 30, 40, 40}, false},  // the wall starts at 60
+      {"mp_linear_step_object", 100, RV_Real(kObjGhost), {10, 20, 30, 40, 50, 60}, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.fn) + " to " + std::to_string(c.goal_x));
+    CInstance* i = make(kObjMover, 0, 0);
+    bool reached = false;
+    for (double x : c.xs) {
+      reached = RV_ToBool(call(c.fn, i, {RV_Real(c.goal_x), RV_Real(0), RV_Real(10), c.last}));
+      EXPECT_NEAR(i->x, x, 1e-4);
+    }
+    EXPECT_EQ(reached, c.reached);
+    Instance_Destroy(i, false);
+    Room_PurgeMarked(room_);
+  }
+  // The path form plans the same steps without moving the instance.
+  CInstance* i = make(kObjMover, 0, 0);
+  const double p = num("path_add", nullptr, {});
+  EXPECT_FALSE(RV_ToBool(call("mp_linear_path", i, {RV_Real(p), RV_Real(100), RV_Real(0), RV_Real(10), RV_Bool(false)})));
+  EXPECT_EQ(i->x, 0);
+  EXPECT_EQ(num("path_get_number", nullptr, reals({p})), 5);  // 0, 10, 20, 30, 40
+  EXPECT_EQ(num("path_get_point_x", nullptr, reals({p, 4})), 40);
+  EXPECT_TRUE(RV_ToBool(call("mp_linear_path", i, {RV_Real(p), RV_Real(25), RV_Real(0), RV_Real(10), RV_Bool(true)})));
+  EXPECT_EQ(num("path_get_point_x", nullptr, reals({p, 3})), 25);
+}
+
+TEST_F(MotionGridTest, PotentialStepsSteerRoundAnObstacle) {
+  // A wall straight ahead between the mover and its goal.
+  make(kObjWall, 60, 40);
+  CInstance* i = make(kObjMover, 0, 40);
+  call("mp_potential_settings", i, {RV_Real(45), RV_Real(10), RV_Real(2), RV_Bool(true)});
+  bool reached = false;
+  for (int k = 0; k < 200 && !reached; ++k) {
+    reached = RV_ToBool(call("mp_potential_step", i, {RV_Real(140), RV_Real(40), RV_Real(4), RV_Bool(false)}));
+    EXPECT_TRUE(Command_IsFree(i, i->x, i->y)) << k;
+  }
+  EXPECT_TRUE(reached);
+  EXPECT_EQ(i->x, 140);
+  EXPECT_EQ(i->y, 40);
+  // The planned path reaches the goal too, from the start, and leaves the instance where it is.
+  Instance_SetPosition(i, 0, 40);
+  const double p = num("path_add", nullptr, {});
+  EXPECT_TRUE(RV_ToBool(call("mp_potential_path", i, {RV_Real(p), RV_Real(140), RV_Real(40), RV_Real(4), RV_Real(4), RV_Bool(false)})));
+  EXPECT_EQ(i->x, 0);
+  const int n = static_cast<int>(num("path_get_number", nullptr, reals({p})));
+  EXPECT_EQ(num("path_get_point_x", nullptr, reals({p, double(n - 1)})), 140);
+  EXPECT_GT(num("path_get_length", nullptr, reals({p})), 140);  // it went round
 }
 
 }  // namespace
