@@ -1,6 +1,7 @@
 // EMBI reader and the embedded-image lookups.
 #include "graphics/asset_embedded.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -38,7 +39,9 @@ const uint8_t* EmbeddedImage_Fallback() { return g_fallback; }
 
 void EmbeddedImage_FindFallback() { g_fallback = EmbeddedImage_Find("fallbacktexture", true); }
 
-void EmbeddedImage_AddLoadedHook(void (*hook)()) { g_loaded_hooks.push_back(hook); }
+void EmbeddedImage_AddLoadedHook(void (*hook)()) {
+  if (std::find(g_loaded_hooks.begin(), g_loaded_hooks.end(), hook) == g_loaded_hooks.end()) g_loaded_hooks.push_back(hook);
+}
 
 void EmbeddedImage_Clear() {
   g_images.clear();

@@ -18,7 +18,9 @@ namespace {
 std::vector<std::unique_ptr<CSprite>> g_sprites;
 std::set<int32_t> g_freed;  // slots emptied by sprite_delete, reused lowest first
 
-SpriteFrame frame_of_entry(const uint8_t* entry) {
+}  // namespace
+
+SpriteFrame SpriteFrame_FromEntry(const uint8_t* entry) {
   SpriteFrame f;
   if (entry == nullptr) return f;
   const TexturePageEntry e = PageEntry_Read(entry);
@@ -29,6 +31,8 @@ SpriteFrame frame_of_entry(const uint8_t* entry) {
   f.bw = e.original_width, f.bh = e.original_height;
   return f;
 }
+
+namespace {
 
 SpriteFrame frame_of_texture(int32_t slot, int32_t width, int32_t height) {
   SpriteFrame f;
@@ -51,7 +55,7 @@ std::unique_ptr<CSprite> from_asset(const SpriteAsset& a, const char* name) {
   s->cullRadius = a.cullRadius;
   s->numFrames = static_cast<int32_t>(std::min<uint32_t>(a.frame_count, INT32_MAX));
   s->frames.reserve(a.frames.size());
-  for (const uint8_t* entry : a.frames) s->frames.push_back(frame_of_entry(entry));
+  for (const uint8_t* entry : a.frames) s->frames.push_back(SpriteFrame_FromEntry(entry));
   s->masks = a.masks;
   s->maskCount = static_cast<int32_t>(a.mask_count);
   s->maskRowBytes = a.mask_row_bytes;

@@ -27,6 +27,9 @@ struct SpriteFrame {
   float bw = 0, bh = 0;                  // the frame's box (bounding size)
 };
 
+// The frame a page entry describes (the entry's rectangles; its texture slot).
+SpriteFrame SpriteFrame_FromEntry(const uint8_t* entry);
+
 // Pixels of a run-time frame: rows from the top, RGBA with red in the lowest byte.
 struct SpriteBitmap {
   int32_t width = 0;

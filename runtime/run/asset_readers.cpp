@@ -13,6 +13,7 @@
 #include "graphics/asset_backgrounds.h"
 #include "graphics/asset_embedded.h"
 #include "graphics/asset_fonts.h"
+#include "graphics/particles_images.h"
 #include "graphics/asset_shaders.h"
 #include "graphics/asset_sprites.h"
 #include "graphics/sprite.h"
@@ -102,6 +103,8 @@ void Assets_InstallReaders() {
   for (const Entry& entry : kReaders) Chunk_SetReader(chunk_tag(entry.chunk), entry.reader);
   GameData_AddClearHook(Assets_ClearTables);
   GameData_SetFallbackTextureHook(EmbeddedImage_FindFallback);
+  EmbeddedImage_AddLoadedHook(ParticleImages_FindEmbedded);
+  GameData_AddClearHook(ParticleImages_ForgetEmbedded);
   Texture_InstallResolver();
   register_asset_names();
 }

@@ -21,6 +21,7 @@
 #include "graphics/cull.h"
 #include "graphics/draw.h"
 #include "graphics/image_files.h"
+#include "graphics/particles.h"
 #include "graphics/sprite.h"
 #include "graphics/surface.h"
 #include "graphics/view.h"
@@ -32,6 +33,7 @@
 #include "world/instance.h"
 #include "world/mp_grid.h"
 #include "world/object_type.h"
+#include "world/particles_layer.h"
 #include "world/room.h"
 #include "world/sequence.h"
 #include "world/step.h"
@@ -176,6 +178,7 @@ bool AudioGroup_Prepare() { return Audio_PrepareGroups(); }
 // go with the device at a reset; buffers and graphics files reach each other here.
 bool InitGraphics() {
   Shader_CompileAll();
+  ParticleImages_Load();
   // The draw state of a new game: black, opaque, unless the data file names its own colour.
   Draw_ResetState();
   if (Options_Get().draw_colour_set) Draw_SetColour(Options_Get().draw_colour);
@@ -195,6 +198,7 @@ void Game_FreeSubjects() {
   TimeLine_FreeAll();
   MotionGrid_FreeAll();
   Room_FreeAll();
+  ParticleLayer_FreeAll();
   Audio_Shutdown();
   Surface_Reset();
   Camera_FreeAll();

@@ -7,12 +7,14 @@
 #include "core/frame_state.h"
 #include "core/object.h"
 #include "graphics/batcher.h"
+#include "graphics/particles.h"
 #include "graphics/sprite_draw.h"
 #include "graphics/tile_draw.h"
 #include "world/event.h"
 #include "world/instance.h"
 #include "world/instance_prefetch.h"
 #include "world/layer.h"
+#include "world/layer_internal.h"
 #include "world/object_type.h"
 #include "world/room.h"
 #include "world/room_draw.h"
@@ -109,8 +111,11 @@ void draw_element(const CLayer& layer, const CLayerElementBase* element) {
                       tile->y + layer.yOffset, tile->xscale, tile->yscale, 0.0f, colours);
       return;
     }
+    case kLayerElementParticleSystem:
+      ParticleSystem_Draw(static_cast<const CLayerParticleElement*>(element)->systemId);
+      return;
     default:
-      return;  // particle systems and sequences draw through their own subjects
+      return;  // sequences draw through their own subject
   }
 }
 
@@ -153,11 +158,18 @@ bool Step_DrawWalk(int32_t subtype, void (*beforeFirstEvent)()) {
   const int32_t* objects = Object_EventObjects(kEventDraw, subtype, &count);
   if (room->layersHead == nullptr) {
     if (count == 0 && !walk.draw_all) return false;
+    // Without layers the Draw walk merges particle systems with the instances by depth.
+    const bool particles = walk.draw_all && !Layer_Generation2();
+    float depth = particles ? ParticleSystem_MaxDepth() : kParticleNoDepth;
     for (CInstance* at = room->active.tail; at != nullptr;) {
       CInstance* previous = at->previous;
+      for (; depth > kParticleNoDepth && depth > at->depth; depth = ParticleSystem_NextDepth(depth)) {
+        ParticleSystem_DrawAtDepth(depth);
+      }
       visit(walk, at);
       at = previous;
     }
+    for (; depth > kParticleNoDepth; depth = ParticleSystem_NextDepth(depth)) ParticleSystem_DrawAtDepth(depth);
     return walk.ran;
   }
   if (count == 0 && !walk.draw_all) return false;

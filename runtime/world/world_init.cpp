@@ -13,6 +13,7 @@
 #include "world/instance.h"
 #include "world/layer.h"
 #include "world/object_type.h"
+#include "world/particles_layer.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ void World_Init(WorldUnhandledFn unhandled) {
   g_EventNameSources.objectName = object_name;
   g_EventNameSources.eventName = event_name;
   Layer_Init();
+  ParticleLayer_Init();
   Collision_Init();
   GameData_AddClearHook(Instance_ResetIds);
 }
