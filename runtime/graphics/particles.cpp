@@ -13,7 +13,6 @@
 namespace {
 
 constexpr size_t kParticleGrowth = 100;
-constexpr double kDegreesToRadians = 3.1415927 / 180.0;
 
 std::vector<std::unique_ptr<ParticleType>> g_types;
 std::vector<std::unique_ptr<ParticleSystem>> g_systems;
@@ -77,8 +76,6 @@ void age_colour(const ParticleType& type, Particle& p) {
   }
 }
 
-// A triangle wave in -1 to 1 from a value in 0 to 4.
-float fold(float w) { return (w > 2.0f ? 4.0f - w : w) - 1.0f; }
 
 void spawn(ParticleSystem* system, const Particle& at, int32_t type, int32_t number) {
   for (int32_t i = 0; i < number; ++i) Particle_Create(system, at.x, at.y, type);
@@ -120,21 +117,21 @@ void move(const ParticleType& type, Particle& p) {
   p.direction += type.dirIncr;
   p.angle += type.angIncr;
   if (type.gravityAmount != 0.0f) {
-    const double d = p.direction * kDegreesToRadians, g = type.gravityDirection * kDegreesToRadians;
+    const double d = p.direction * kParticleDegreesToRadians, g = type.gravityDirection * kParticleDegreesToRadians;
     const double vx = std::cos(d) * p.speed + std::cos(g) * type.gravityAmount;
     const double vy = -std::sin(d) * p.speed - std::sin(g) * type.gravityAmount;
     p.speed = static_cast<float>(std::sqrt(vx * vx + vy * vy));
     if (vx == 0.0) {
       p.direction = vy > 0.0 ? 270.0f : 90.0f;
     } else {
-      double direction = std::atan2(-vy, vx) / kDegreesToRadians;
+      double direction = std::atan2(-vy, vx) / kParticleDegreesToRadians;
       if (direction < 0.0) direction += 360.0;
       p.direction = static_cast<float>(direction);
     }
   }
-  const float w1 = fold(static_cast<float>((p.age + 3 * p.random) % 24) / 6.0f);
-  const float w2 = fold(static_cast<float>((p.age + 4 * p.random) % 20) / 5.0f);
-  const double direction = (p.direction + w1 * type.dirWiggle) * kDegreesToRadians;
+  const float w1 = Particle_Fold(static_cast<float>((p.age + 3 * p.random) % 24) / 6.0f);
+  const float w2 = Particle_Fold(static_cast<float>((p.age + 4 * p.random) % 20) / 5.0f);
+  const double direction = (p.direction + w1 * type.dirWiggle) * kParticleDegreesToRadians;
   const double speed = p.speed + w2 * type.speedWiggle;
   p.x += static_cast<float>(std::cos(direction) * speed);
   p.y -= static_cast<float>(std::sin(direction) * speed);

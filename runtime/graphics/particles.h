@@ -117,6 +117,10 @@ ParticleEmitter* ParticleEmitter_Get(int32_t system, int32_t emitter);
 void ParticleEmitter_Burst(int32_t system, int32_t emitter, int32_t type, int32_t number);
 void ParticleEmitter_Stream(int32_t system, int32_t emitter, int32_t type, int32_t number);
 
+// The wiggles' triangle wave: a value in 0 to 4 folded at 2 into -1 to 1.
+inline float Particle_Fold(float w) { return (w > 2.0f ? 4.0f - w : w) - 1.0f; }
+constexpr double kParticleDegreesToRadians = 3.1415927 / 180.0;
+
 // ---- Update and drawing --------------------------------------------------------------------------
 // Life (with spawns), motion, look, then the emitters' streams, each over the whole system.
 void ParticleSystem_Update(int32_t id);

@@ -12,12 +12,10 @@
 
 namespace {
 
-constexpr double kDegreesToRadians = 3.1415927 / 180.0;
 constexpr float kHalfShape = 32.0f;
 constexpr float kNoRotation = 0.0001f;
 constexpr float kMaxMergedDepth = 11000.0f;
 
-float fold(float w) { return (w > 2.0f ? 4.0f - w : w) - 1.0f; }
 
 uint32_t vertex_colour(int32_t colour, float alpha) {
   const int32_t a = std::clamp(static_cast<int32_t>(alpha * 255.0f), 0, 255);
@@ -35,7 +33,7 @@ void draw_builtin(GRTexture* image, float x, float y, float xs, float ys, float 
   const float ly[4] = {top, top, bottom, bottom};
   float cx[4], cy[4];
   if (std::fabs(degrees) >= kNoRotation) {
-    const auto radians = static_cast<float>(degrees * kDegreesToRadians);
+    const auto radians = static_cast<float>(degrees * kParticleDegreesToRadians);
     const float c = std::cos(radians), s = std::sin(radians);
     for (int i = 0; i < 4; ++i) {
       cx[i] = px + c * lx[i] + s * ly[i];
@@ -79,8 +77,8 @@ bool draw_particle(const ParticleSystem& system, const Particle& p, bool* additi
   if (type->animate) frame = type->stretch && sprite != nullptr ? sprite->numFrames * p.age / p.life + p.frame : p.age + p.frame;
   float angle = p.angle;
   if (type->angRelative) angle += p.direction;
-  angle += fold(static_cast<float>((p.age + 2 * p.random) % 16) * 0.25f) * type->angWiggle;
-  const float size = p.size + fold(static_cast<float>((p.age + p.random) % 16) * 0.25f) * type->sizeWiggle;
+  angle += Particle_Fold(static_cast<float>((p.age + 2 * p.random) % 16) * 0.25f) * type->angWiggle;
+  const float size = p.size + Particle_Fold(static_cast<float>((p.age + p.random) % 16) * 0.25f) * type->sizeWiggle;
   const float xs = size * type->xscale, ys = size * type->yscale;
   if (type->additive != *additive) {
     *additive = type->additive;
@@ -95,7 +93,7 @@ bool draw_particle(const ParticleSystem& system, const Particle& p, bool* additi
     uint32_t colours[4];
     GR_Corner_Colours(static_cast<uint32_t>(p.colour), p.alpha, colours);
     Quad_DrawExt(texture, *embedded, kHalfShape, kHalfShape, x, y, xs, ys,
-                 static_cast<float>(angle * kDegreesToRadians), colours);
+                 static_cast<float>(angle * kParticleDegreesToRadians), colours);
   } else {
     draw_builtin(builtin, x, y, xs, ys, angle, vertex_colour(p.colour, p.alpha));
   }
