@@ -39,6 +39,7 @@ class ParticlesTest : public ::testing::Test {
     room.name = "rm_particles";
     room.width = room.height = 64;
     game_.rooms = {room};
+    Configure(&game_);
     ASSERT_TRUE(game_.Start());
     SetSeed(1234);
     device_.clear_record();
@@ -47,6 +48,8 @@ class ParticlesTest : public ::testing::Test {
     game_.Stop();
     Window_UsePlatform(nullptr, nullptr);
   }
+
+  virtual void Configure(DrawGame*) {}
 
   static double Call(const char* name, std::vector<double> numbers = {}) {
     int32_t id = -1;
@@ -456,6 +459,39 @@ TEST_F(ParticlesTest, EffectsMakeTheirParticlesOnTwoSystems) {
   Call("part_system_destroy", {double(below)});
   Call("effect_create_below", {4, 32, 32, 1, 0});
   EXPECT_TRUE(ParticleSystem_Get(below) != nullptr) << "a destroyed effect system is made again";
+}
+
+class EmbeddedShapesTest : public ParticlesTest {
+ protected:
+  void Configure(DrawGame* game) override { game->embedded = {{"pt_shape_square", 5}, {"fallbacktexture", 3}}; }
+};
+
+TEST_F(EmbeddedShapesTest, AShapeTheDataFileCarriesDrawsItsPageEntryAroundItsMiddle) {
+  const int32_t ps = Int("part_system_create");
+  const int32_t square = Int("part_type_create"), disk = Int("part_type_create");
+  Call("part_type_shape", {double(square), 2});
+  Call("part_type_shape", {double(disk), 1});
+  Call("part_particles_create", {double(ps), 40, 40, double(square), 1});
+  Call("part_particles_create", {double(ps), 40, 40, double(disk), 1});
+  Call("part_system_drawit", {double(ps)});
+  GR_Flush();
+  std::vector<const RecordedDraw*> draws;
+  for (const RecordedDraw& draw : device_.draws()) {
+    if (draw.layout.stride == 24) draws.push_back(&draw);
+  }
+  ASSERT_EQ(draws.size(), 2u) << "the page's quad, then the built-in disk on its own texture";
+  const auto* v = reinterpret_cast<const VertexTextured*>(draws[0]->vertices.data());
+  // The magenta cell, 16 x 16 at (0, 32) on the 64 x 64 page, with its origin at (32, 32).
+  EXPECT_FLOAT_EQ(v[0].x, 8);
+  EXPECT_FLOAT_EQ(v[0].y, 8);
+  EXPECT_FLOAT_EQ(v[2].x, 24);
+  EXPECT_FLOAT_EQ(v[2].y, 24);
+  EXPECT_FLOAT_EQ(v[0].u, 0.0f);
+  EXPECT_FLOAT_EQ(v[0].v, 0.5f);
+  const auto* d = reinterpret_cast<const VertexTextured*>(draws[1]->vertices.data());
+  EXPECT_FLOAT_EQ(d[0].x, 8);
+  EXPECT_FLOAT_EQ(d[2].x, 72) << "the built-in image is 64 pixels across";
+  EXPECT_FLOAT_EQ(d[2].u, 1.0f);
 }
 
 TEST(ParticleImages, EachShapeHasItsFormInTheAlpha) {

@@ -110,6 +110,11 @@ bool DrawGame::Start() {
            e);
   const std::vector<uint8_t> pixels = DrawGame_PagePixels();
   add_txtr(writer, {TxtrRecord{0, 1, kPage, kPage, 0, page::encode_qoi(pixels.data(), kPage, kPage)}});
+  if (!embedded.empty()) {
+    std::vector<EmbeddedImage> images;
+    for (const auto& [name, entry_number] : embedded) images.push_back({name, e[static_cast<size_t>(entry_number)] + 0});
+    add_embi(writer, images);
+  }
   tables_ = KVCodeTables{};
   tables_.scriptCount = static_cast<int32_t>(rows_.size());
   tables_.scriptTable = rows_.data();

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/code_tables.h"
@@ -58,6 +59,10 @@ class DrawGame {
   float sprite_speed = 1.0f;  // spr_frames: frames per game frame
   std::vector<std::optional<datawin::ObjectRecord>> objects;
   std::vector<std::optional<datawin::RoomRecord>> rooms;
+  // Embedded images (chunk EMBI): a name and the number of the page entry it shows, in the
+  // order the page's cells are listed above (0 red, 1 green, 2 blue, 3 white, 4 the tile row,
+  // 5 magenta).
+  std::vector<std::pair<std::string, int32_t>> embedded;
   // Option constants of the data file ("@@DrawColour" and the like); none: no OPTN chunk.
   std::vector<datawin::OptnConstant> constants;
   // The mixing layer the game opens at start, as the runner's; none: the game runs silent.
