@@ -28,6 +28,7 @@
 #include "run/options.h"
 #include "run/run_frame.h"
 #include "run/run_game.h"
+#include "run/saved_game.h"
 #include "storage/buffer.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
@@ -103,7 +104,6 @@ const GraphicsFileAccess kGraphicsFiles = {
 
 void TimeSource_TickRoots(int64_t delta_us) { TimeSource_FrameTick(delta_us); }
 
-void SavedGame_ApplyQueued() {}
 bool IO_PauseEventThisFrame() { return false; }
 // Run_Step is the world's frame step (world/step.cpp) and Room_Draw its room draw
 // (world/room_draw.cpp); the draw phase purges, draws and flushes.
@@ -129,9 +129,12 @@ bool Room_StartFirst() {
   Room_Start(index, true);
   return true;
 }
-void SavedGame_QueueLoad() {}
-// The instance tables of the game: pending lists and counters, with ids continuing from the header.
-void Game_ResetForRestart() { Instance_ResetState(); }
+// The instance tables of the game: pending lists and counters, with ids continuing from the header;
+// a load still queued belongs to the game that ends.
+void Game_ResetForRestart() {
+  Instance_ResetState();
+  SavedGame_Reset();
+}
 // The data file's global initialisers run on the global object until one ends the game.
 bool Script_RunGlobalInit() { return Code_RunList(GameData_GlobalInitCode(), true); }
 void Script_RunGameEnd() { Code_RunList(GameData_GameEndCode(), false); }

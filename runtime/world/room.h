@@ -207,6 +207,10 @@ void Room_Start(int32_t index, bool first);
 // Leave the current room: Room End (and Game End when gameEnding); persistent instances go to
 // PersistentCarry; a persistent room is kept, any other freed.
 void Room_End(bool gameEnding);
+// Makes the kept working copy of index current again as a return to a persistent room does
+// (its instances enter the tables, cameras, layers and the window take it up), with no event at
+// all: a loaded game goes on where it was saved. Nothing happens without a working copy.
+void Room_Resume(int32_t index);
 // Room_End(false) then Room_Start(index, false), with its console line.
 void Room_Switch(int32_t index);
 // room_goto: asks for the change through New_Room (see the builtin for the odd cases).

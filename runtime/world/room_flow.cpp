@@ -219,6 +219,16 @@ void take_up(CRoom* room) {
   if (g_InstanceWorldHooks.treeRebuild != nullptr) g_InstanceWorldHooks.treeRebuild();
 }
 
+// Steps 6 and 7 of a room start: cameras, layers, particle systems and the window take the room up.
+void start_subjects(CRoom* room) {
+  if (generation2()) {
+    if (g_RoomHooks.cameraRoomStart != nullptr) g_RoomHooks.cameraRoomStart(room);
+    Layer_RoomStart(room);
+  }
+  if (g_RoomHooks.particlesRoomStart != nullptr) g_RoomHooks.particlesRoomStart(room);
+  if (g_RoomHooks.windowForRoom != nullptr) g_RoomHooks.windowForRoom(room);
+}
+
 }  // namespace
 
 int32_t Room_CarriedCount() { return g_carry_count; }
@@ -319,12 +329,7 @@ void Room_Start(int32_t index, bool first) {
       Room_Copy(room, &empty);
     }
   }
-  if (generation2()) {
-    if (g_RoomHooks.cameraRoomStart != nullptr) g_RoomHooks.cameraRoomStart(room);
-    Layer_RoomStart(room);
-  }
-  if (g_RoomHooks.particlesRoomStart != nullptr) g_RoomHooks.particlesRoomStart(room);
-  if (g_RoomHooks.windowForRoom != nullptr) g_RoomHooks.windowForRoom(room);
+  start_subjects(room);
 
   for (int32_t row = 0; row < g_carry_count; ++row) enter_carried(room, g_carry[static_cast<size_t>(row)]);
   clear_carry();
@@ -338,6 +343,19 @@ void Room_Start(int32_t index, bool first) {
   if (!returning && room->creationCode != nullptr) run_creation_code(room);
   PerformEventAll(kEventOther, 4);
   if (g_RoomHooks.effectsRoomStart != nullptr) g_RoomHooks.effectsRoomStart(room);
+  flush_and_purge();
+}
+
+void Room_Resume(int32_t index) {
+  New_Room = kNewRoomNone;
+  if (index < 0 || index >= static_cast<int32_t>(Run_Rooms.size()) || Run_Rooms[static_cast<size_t>(index)] == nullptr) {
+    return;
+  }
+  Run_RoomIndex = index;
+  CRoom* room = Run_Rooms[static_cast<size_t>(index)];
+  Run_Room = room;
+  take_up(room);
+  start_subjects(room);
   flush_and_purge();
 }
 
