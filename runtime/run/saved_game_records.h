@@ -11,6 +11,7 @@
 
 #include "run/saved_game_values.h"
 #include "world/instance_path.h"
+#include "world/layer.h"
 #include "world/room.h"
 
 class CInstance;
@@ -91,12 +92,25 @@ void fields(IO& io, SavedInstance& r) {
   io(p.timelineIndex), io(p.timelinePrevious), io(p.timelinePosition), io(p.timelineSpeed);
 }
 
+// A drawn element of a layer (background, sprite, tile map, tile): the record of its kind.
+struct SavedElement {
+  int32_t kind = 0;
+  int32_t id = -1;
+  std::string name;
+  CLayerBackground background;
+  CLayerSpriteElement sprite;
+  CLayerTilemapElement tilemap;  // cells stay null here: they are in `cells`
+  std::vector<uint32_t> cells;
+  CLayerTileElement tile;
+};
+
 struct SavedLayer {
   int32_t id = -1;
   std::string name;
   int32_t depth = 0;
   float xOffset = 0, yOffset = 0, hSpeed = 0, vSpeed = 0;
   bool visible = true;
+  std::vector<SavedElement> elements;  // follow the fields in the stream
 };
 
 template <class IO>
@@ -155,6 +169,13 @@ void fields(IO& io, SavedRoom& r) {
     fields(io, r.cameras[i]);
   }
 }
+
+// ---- Layer elements (saved_game_elements.cpp) ------------------------------------------------------
+// The layer's drawn elements: a count, then each element's kind, id, name and record.
+void SavedElements_Write(SaveWriter* out, const CLayer* layer);
+bool SavedElements_Read(SaveReader* in, std::vector<SavedElement>* elements);
+// The room's drawn elements become the saved ones (its layers already stand as saved).
+void SavedElements_Apply(CRoom* room, const std::vector<SavedLayer>& layers);
 
 // ---- Rooms (saved_game_rooms.cpp) -----------------------------------------------------------------
 // Writes the room count and every room's flag and record.

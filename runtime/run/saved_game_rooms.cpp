@@ -136,14 +136,17 @@ void write_room(SaveWriter* out, const CRoom* room) {
   fields(io, record);
 
   // Managed layers are the runtime's own: their instances find one again by depth.
-  std::vector<SavedLayer> layers;
+  std::vector<const CLayer*> layers;
   for (const CLayer* layer = room->layersHead; layer != nullptr; layer = layer->next) {
-    if (layer->managed || layer->deleting) continue;
-    layers.push_back(SavedLayer{layer->id, layer->name, layer->depth, layer->xOffset, layer->yOffset, layer->hSpeed,
-                                layer->vSpeed, layer->visible});
+    if (!layer->managed && !layer->deleting) layers.push_back(layer);
   }
   out->s32(static_cast<int32_t>(layers.size()));
-  for (SavedLayer& layer : layers) fields(io, layer);
+  for (const CLayer* layer : layers) {
+    SavedLayer record{layer->id, layer->name, layer->depth, layer->xOffset, layer->yOffset,
+                      layer->hSpeed, layer->vSpeed, layer->visible, {}};
+    fields(io, record);
+    SavedElements_Write(out, layer);
+  }
 
   std::vector<std::pair<CInstance*, bool>> instances;
   for (const CInstanceList* list : {&room->active, &room->inactive}) {
@@ -175,7 +178,10 @@ bool read_room(SaveReader* in, SavedRoom* room) {
   int32_t layers = 0;
   if (!io.ok || !in->count(&layers, 30)) return false;
   room->layers.resize(static_cast<size_t>(layers));
-  for (SavedLayer& layer : room->layers) fields(io, layer);
+  for (SavedLayer& layer : room->layers) {
+    fields(io, layer);
+    if (!io.ok || !SavedElements_Read(in, &layer.elements)) return false;
+  }
   int32_t instances = 0;
   if (!io.ok || !in->count(&instances, 100)) return false;
   room->instances.resize(static_cast<size_t>(instances));
@@ -352,7 +358,10 @@ CRoom* build_room(int32_t index, const SavedRoom& saved, SavedInstanceMap* made,
   // The template's placements are not what the save holds: they go without events.
   release_all(room);
   apply_fields(room, saved);
-  if (generation2()) apply_layers(room, saved, highest_layer);
+  if (generation2()) {
+    apply_layers(room, saved, highest_layer);
+    SavedElements_Apply(room, saved.layers);
+  }
   for (const SavedInstance& s : saved.instances) {
     CInstance* instance = make_instance(room, s);
     if (instance == nullptr) continue;

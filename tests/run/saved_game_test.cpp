@@ -16,6 +16,7 @@
 #include "core/object.h"
 #include "core/variable_names.h"
 #include "datawin/writer/chunk_rooms.h"
+#include "graphics/camera.h"
 #include "run/saved_game.h"
 #include "storage/buffer.h"
 #include "storage/file_paths.h"
@@ -104,11 +105,16 @@ class SavedGameTest : public FrameWorldTest {
   void load_game() {
     const std::vector<ObjectEvent> events = {
         {0, 0, code("create", OnCreate)}, {7, 4, code("roomstart", OnRoomStart)}, {3, 0, code("step", OnStep)}};
-    RoomRecord field{.name = "rm_field", .width = 800, .height = 600,
+    RoomRecord field{.name = "rm_field", .width = 800, .height = 600, .enable_views = true,
+                     .views = {{.enabled = true, .view_width = 320, .view_height = 180}},
                      .placements = {{.x = 10, .y = 20, .object = kHero, .id = kHeroA},
                                     {.x = 50, .y = 60, .object = kHero, .id = kHeroB}}};
     field.layers = {{.name = "Actors", .id = 10, .kind = layer::kKindInstances, .depth = 0, .instances = {kHeroA, kHeroB}},
-                    {.name = "Ground", .id = 11, .kind = layer::kKindInstances, .depth = 200}};
+                    {.name = "Ground", .id = 11, .kind = layer::kKindInstances, .depth = 200},
+                    {.name = "Backdrop", .id = 12, .kind = layer::kKindBackground, .depth = 300},
+                    {.name = "Tiles", .id = 13, .kind = layer::kKindTileMap, .depth = 250,
+                     .tile_map = {.tile_set = 0, .width = 2, .height = 2, .cells = {1, 2, 3, 4}}},
+                    {.name = "Props", .id = 14, .kind = layer::kKindAssets, .depth = 100, .sprites = {{.x = 3}}}};
     RoomRecord vault{.name = "rm_vault", .persistent = true, .placements = {{.x = 5, .y = 5, .object = kHero, .id = kVaultHero}}};
     vault.layers = {{.name = "Actors", .id = 20, .kind = layer::kKindInstances, .depth = 0, .instances = {kVaultHero}}};
     RoomRecord other{.name = "rm_other"};
@@ -397,6 +403,87 @@ TEST_F(SavedGameTest, EachRefusalPrintsItsWarning) {
   ask_load(false);
   EXPECT_EQ(capture.text(), "WARNING: Load game being ignored due to load game already queued\n");
   EXPECT_TRUE(SavedGame_LoadPending());
+}
+
+template <class T>
+T* first_element(int32_t layer_id, int32_t kind) {
+  CLayer* layer = Layer_Find(Run_Room, layer_id);
+  for (CLayerElementBase* at = layer != nullptr ? layer->elementsHead : nullptr; at != nullptr; at = at->next) {
+    if (at->kind == kind) return static_cast<T*>(at);
+  }
+  return nullptr;
+}
+
+// Layers keep their depth and visibility, drawn elements their state (a cell of a tile map, a
+// background's colour, a sprite's place), elements made by the game come back under their ids and
+// a deactivated instance stays deactivated.
+TEST_F(SavedGameTest, LayersElementsAndDeactivatedInstancesComeBack) {
+  load_game();
+  auto* background = first_element<CLayerBackgroundElement>(12, kLayerElementBackground);
+  auto* map = first_element<CLayerTilemapElement>(13, kLayerElementTilemap);
+  auto* prop = first_element<CLayerSpriteElement>(14, kLayerElementSprite);
+  ASSERT_NE(background, nullptr);
+  ASSERT_NE(map, nullptr);
+  ASSERT_NE(prop, nullptr);
+  background->background->blend = 0x00FF00;
+  map->cells[3] = 9;
+  prop->x = 77;
+  CLayer* ground = Layer_Find(Run_Room, 11);
+  Layer_SetDepth(Run_Room, ground, 150, false);
+  ground->visible = false;
+  auto* added = static_cast<CLayerSpriteElement*>(Layer_NewElement(kLayerElementSprite));
+  added->x = 5;
+  const int32_t added_id = Layer_AddElement(Run_Room, ground, added);
+  Instance_Deactivate(find(kHeroB));
+  Instance_FlushDeactivation();
+  Camera* camera = Camera_Get(Run_Room->views[0]->cameraId);
+  ASSERT_NE(camera, nullptr);
+  camera->viewX = 40;
+  save(true);
+  camera->viewX = 0;
+
+  background->background->blend = 0xFFFFFF;
+  map->cells[3] = 0;
+  prop->x = 0;
+  Layer_RemoveElement(Run_Room, ground, added, false);
+  Layer_SetDepth(Run_Room, ground, 200, false);
+  ground->visible = true;
+  Layer_Destroy(Run_Room, 13);
+  Instance_Activate(find(kHeroB));
+  Instance_FlushDeactivation();
+  ask_load(true);
+  frame();
+
+  background = first_element<CLayerBackgroundElement>(12, kLayerElementBackground);
+  map = first_element<CLayerTilemapElement>(13, kLayerElementTilemap);
+  prop = first_element<CLayerSpriteElement>(14, kLayerElementSprite);
+  ASSERT_NE(background, nullptr);
+  ASSERT_NE(map, nullptr);
+  ASSERT_NE(prop, nullptr);
+  EXPECT_EQ(background->background->blend, 0x00FF00u);
+  ASSERT_NE(map->cells, nullptr);
+  EXPECT_EQ(std::vector<uint32_t>(map->cells, map->cells + 4), (std::vector<uint32_t>{1, 2, 3, 9}));
+  EXPECT_FLOAT_EQ(prop->x, 77);
+  ground = Layer_Find(Run_Room, 11);
+  EXPECT_EQ(ground->depth, 150);
+  EXPECT_FALSE(ground->visible);
+  auto* restored = static_cast<CLayerSpriteElement*>(Layer_FindElement(Run_Room, added_id, kLayerElementSprite));
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(restored->layer, ground);
+  EXPECT_FLOAT_EQ(restored->x, 5);
+  camera = Camera_Get(Run_Room->views[0]->cameraId);
+  ASSERT_NE(camera, nullptr);
+  EXPECT_FLOAT_EQ(camera->viewX, 40);
+  EXPECT_FLOAT_EQ(camera->viewW, 320);
+  CInstance* b = find(kHeroB);
+  ASSERT_NE(b, nullptr);
+  EXPECT_EQ(Instance_FindLive(kHeroB), nullptr);
+  EXPECT_EQ(Run_Room->inactive.head, b);
+  EXPECT_EQ(Run_Room->active.count, 1);
+  Instance_Activate(b);
+  Instance_FlushDeactivation();
+  EXPECT_EQ(Instance_FindLive(kHeroB), b);
+  EXPECT_EQ(Object_Find(kHero)->instances.count, 2);
 }
 
 // A persistent room left before the save keeps its own state through the load, whatever happened
