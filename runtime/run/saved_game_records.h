@@ -88,7 +88,7 @@ void fields(IO& io, SavedInstance& r) {
   if (!r.hasPath) return;
   InstancePathState& p = r.path;
   io(p.pathIndex), io(p.pathPosition), io(p.pathPositionPrevious), io(p.pathSpeed), io(p.pathScale);
-  io(p.pathOrientation), io(p.pathEndAction), io(p.pathXStart), io(p.pathYStart);
+  io(p.pathOrientation), io(p.pathEndAction), io(p.pathOffsetX), io(p.pathOffsetY);
   io(p.timelineIndex), io(p.timelinePrevious), io(p.timelinePosition), io(p.timelineSpeed);
 }
 

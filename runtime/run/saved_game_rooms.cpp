@@ -8,6 +8,7 @@
 #include "data/game_data.h"
 #include "graphics/camera.h"
 #include "run/saved_game_records.h"
+#include "world/event.h"
 #include "world/instance.h"
 #include "world/instance_path.h"
 #include "world/layer.h"
@@ -347,6 +348,8 @@ CRoom* build_room(int32_t index, const SavedRoom& saved, SavedInstanceMap* made,
   // The layer and tree hooks act on the current room: this one is current while it is built.
   Run_Room = room;
   Run_RoomIndex = index;
+  // The copy's placements name their object as the current event's; a load runs outside events.
+  const int32_t event_object = CurrentEventObject;
   if (const CRoom* source = Room_Template(index); source != nullptr) {
     Room_Copy(room, source);
   } else {
@@ -355,6 +358,7 @@ CRoom* build_room(int32_t index, const SavedRoom& saved, SavedInstanceMap* made,
     for (CViewGM*& view : empty.views) view = new CViewGM;
     Room_Copy(room, &empty);
   }
+  CurrentEventObject = event_object;
   // The template's placements are not what the save holds: they go without events.
   release_all(room);
   apply_fields(room, saved);
