@@ -5,6 +5,7 @@
 #include "core/error.h"
 #include "core/function_table.h"
 #include "graphics/asset_backgrounds.h"
+#include "graphics/tile_draw.h"
 #include "world/layer.h"
 #include "world/layer_builtins.h"
 #include "world/tilemap.h"
@@ -170,9 +171,12 @@ LAYER_FN(F_TilemapGetGlobalMask) {
 
 // Drawing outside the layer walk belongs to the sprite and tile drawing; until a drawer is
 // installed these check their arguments and draw nothing.
+// Both draw as the layer walk does, at the given position instead of the layer's: the map with its
+// own mask and frame and the global mask, the tile with the frame given.
 LAYER_FN(F_DrawTilemap) {
   if (CLayerTilemapElement* map = map_of("draw_tilemap", result, argc, argv, 3)) {
-    if (g_LayerDrawHooks.drawTilemap != nullptr) g_LayerDrawHooks.drawTilemap(map, KVGetFloat(argv, 1), KVGetFloat(argv, 2));
+    Tilemap_Draw(map->tileSet, map->cells, map->width, map->height, map->tileMask & Tilemap_GlobalMask, map->frame,
+                 KVGetFloat(argv, 1), KVGetFloat(argv, 2));
     LayerResult_Real(result, 0.0);
   }
 }
@@ -180,14 +184,12 @@ LAYER_FN(F_DrawTilemap) {
 LAYER_FN(F_DrawTile) {
   LayerResult_Real(result, -1.0);
   if (!LayerArg_Count("draw_tile", argc, 5)) return;
-  if (Background_Get(KVGetInt32(argv, 0)) == nullptr) {
+  const int32_t tile_set = KVGetInt32(argv, 0);
+  if (Background_Get(tile_set) == nullptr) {
     g_ReleaseConsole->Output("draw_tile() - could not find specified tileset\n");
     return;
   }
-  if (g_LayerDrawHooks.drawTile != nullptr) {
-    g_LayerDrawHooks.drawTile(KVGetInt32(argv, 0), data_arg(argv, 1), KVGetInt32(argv, 2), KVGetFloat(argv, 3),
-                              KVGetFloat(argv, 4));
-  }
+  Tile_Draw(tile_set, data_arg(argv, 1), KVGetInt32(argv, 2), KVGetFloat(argv, 3), KVGetFloat(argv, 4));
   LayerResult_Real(result, 0.0);
 }
 

@@ -25,7 +25,6 @@ int32_t LayerTargetRoom = -1;
 bool Layer_ForceDrawDepth = false;
 int32_t Layer_ForcedDepth = 0;
 LayerElementHooks g_LayerElementHooks;
-LayerDrawHooks g_LayerDrawHooks;
 
 namespace {
 

@@ -240,12 +240,6 @@ struct LayerElementHooks {
 };
 extern LayerElementHooks g_LayerElementHooks;
 
-// The tile drawing of draw_tilemap and draw_tile, installed by the drawing subject (may be null).
-struct LayerDrawHooks {
-  void (*drawTilemap)(CLayerTilemapElement* map, float x, float y) = nullptr;
-  void (*drawTile)(int32_t tileSet, uint32_t data, int32_t frame, float x, float y) = nullptr;
-};
-extern LayerDrawHooks g_LayerDrawHooks;
 
 // Installs the layer operations into the instance hooks (instance.h). Harmless to call again.
 void Layer_Init();

@@ -310,6 +310,49 @@ std::string ErrorOf(const char* name, std::initializer_list<RValue> args) {
   return "";
 }
 
+// draw_tile draws one cell the way a tile map draws it, at the place given; draw_tilemap draws a
+// map element of the room at a new place. Both go straight to the batch, outside the layer walk.
+TEST_F(SpriteDrawTest, DrawTileAndDrawTilemapDrawOutsideTheLayerWalk) {
+  constexpr double kMirror = 0x10000000;
+  const float u0 = 16.0f / 64, u1 = 32.0f / 64, v0 = 16.0f / 64;
+  struct Case {
+    const char* what;
+    double set, data, result;
+    size_t quads;
+    float u;  // of the top left corner
+  };
+  const Case cases[] = {
+      {"tile 1", kTileSet, 1, 0, 1, u0},
+      {"tile 1 mirrored", kTileSet, 1 + kMirror, 0, 1, u1},
+      {"the empty tile", kTileSet, 0, 0, 0, 0},
+      {"no such tile set", 9, 1, -1, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(CallRow("draw_tile", {c.set, c.data, 0, 40, 8}), c.result);
+    const std::vector<Quad> quads = Quads();
+    ASSERT_EQ(quads.size(), c.quads);
+    if (c.quads == 0) continue;
+    EXPECT_FLOAT_EQ(quads[0].x[0], 40);
+    EXPECT_FLOAT_EQ(quads[0].y[0], 8);
+    EXPECT_FLOAT_EQ(quads[0].x[1], 56);
+    EXPECT_FLOAT_EQ(quads[0].u[0], c.u);
+    EXPECT_FLOAT_EQ(quads[0].v[0], v0);
+  }
+  EXPECT_EQ(ErrorOf("draw_tile", {R(kTileSet), R(1), R(0), R(40)}), "draw_tile() - wrong number of arguments");
+
+  const double layer = CallRow("layer_create", std::vector<double>{0});
+  const double map = CallRow("layer_tilemap_create", {layer, 0, 0, kTileSet, 2, 1});
+  CallRow("tilemap_set", {map, 1, 1, 0});
+  Quads();
+  EXPECT_EQ(CallRow("draw_tilemap", {map, 8, 4}), 0);
+  const std::vector<Quad> quads = Quads();
+  ASSERT_EQ(quads.size(), 1u);
+  EXPECT_FLOAT_EQ(quads[0].x[0], 24);  // the second cell
+  EXPECT_FLOAT_EQ(quads[0].y[0], 4);
+  EXPECT_FLOAT_EQ(quads[0].u[0], u0);
+}
+
 TEST_F(SpriteDrawTest, SpriteFontsMeasureByFrameOrBoxAndAddASpace) {
   struct Case {
     const char* what;
