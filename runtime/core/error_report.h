@@ -14,6 +14,9 @@ class KVTSLException;
 std::string Exception_Text(const KVTSLException& exception);
 void Exception_Unhandled(const KVTSLException& exception);
 void ShowError(const std::string& text, bool abort);
+// The box of show_message and show_question: the index of the button pressed, or -1 when no box
+// could be shown (no display, -headless). Input held when the box opened is let go.
+int32_t ShowMessageBox(const std::string& text, const char* const* buttons, int32_t count);
 // The dialog's text: a first line of 43 underscores, every CR, LF or pair of them as CR LF, and a
 // tab as seven blanks.
 std::string ErrorReport_DialogText(const std::string& text);

@@ -10,7 +10,9 @@
 #include "core/call.h"
 #include "core/code.h"
 #include "core/code_tables.h"
+#include "core/console.h"
 #include "core/error.h"
+#include "core/error_report.h"
 #include "core/function_table.h"
 #include "core/memory.h"
 #include "core/object.h"
@@ -250,6 +252,29 @@ void F_ShowError(RValue* result, CInstance*, CInstance*, int argc, RValue* argv)
   KVError("%s", message.c_str());
 }
 
+// show_message(value) and show_question(value): the value's text in a box with "OK", or "Yes" and
+// "No" (true for "Yes"). Without a box the text goes to the output console, and a question is
+// answered no.
+int32_t message_box(int argc, RValue* argv, const char* const* buttons, int32_t count) {
+  char* text = RV_ToText(argc > 0 ? argv[0] : RV_Undefined());
+  const std::string message = text != nullptr ? text : "";
+  KV_FREE(text);
+  const int32_t pressed = ShowMessageBox(message, buttons, count);
+  if (pressed < 0) g_OutputConsole->Output("%s\n", message.c_str());
+  return pressed;
+}
+
+void F_ShowMessage(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  static const char* const kButtons[] = {"OK"};
+  message_box(argc, argv, kButtons, 1);
+  *result = RV_Undefined();
+}
+
+void F_ShowQuestion(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
+  static const char* const kButtons[] = {"Yes", "No"};
+  *result = RV_Bool(message_box(argc, argv, kButtons, 2) == 0);
+}
+
 void F_ExceptionUnhandledHandler(RValue* result, CInstance*, CInstance*, int argc, RValue* argv) {
   *result = RV_Undefined();
   const RValue handler = argc > 0 ? argv[0] : RV_Undefined();
@@ -297,6 +322,8 @@ void Script_RegisterBuiltins() {
 
 void Error_RegisterBuiltins() {
   Function_Add("show_error", F_ShowError, 998, 0);
+  Function_Add("show_message", F_ShowMessage, 998, 0);
+  Function_Add("show_question", F_ShowQuestion, 998, 0);
   Function_Add("exception_unhandled_handler", F_ExceptionUnhandledHandler, 1, 0);
   Function_Add("@@throw@@", F_Throw, 1, 0);
   Function_Add("@@try_hook@@", F_TryHook, 2, 0);

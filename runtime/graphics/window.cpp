@@ -169,6 +169,11 @@ void Window_UsePlatform(IWindowHost* host, IDevice* device) {
 
 void Window_SetHeadless(bool headless) { g_headless = headless; }
 IWindowHost* Window_Host() { return g_host; }
+
+int32_t Window_ShowMessageBox(const std::string& text, const char* const* buttons, int32_t count) {
+  if (g_host == nullptr || (!g_state.real_display && g_host != g_test_host)) return -1;
+  return g_host->ShowMessageBox(g_state.caption, text, buttons, count, false);
+}
 void Window_SetInputSink(WindowInputSink sink) { g_input_sink = sink; }
 IDevice* Window_TestDevice() { return g_test_device; }
 void Window_SetDisplayPlatform(const DisplayPlatform& platform) { g_platform = platform; }

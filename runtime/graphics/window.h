@@ -130,6 +130,9 @@ void GR_Set_View_Size(int32_t width, int32_t height);
 // Error dialog: text with "Abort" (and "Ignore" when may_ignore). True: abort. Without a display,
 // false and nothing is shown (the console already carries the text).
 bool Window_ShowErrorDialog(const std::string& text, bool may_ignore);
+// A modal box with the window's caption as its title and up to three buttons, the first the
+// default: the index pressed, or -1 when no box can be shown (no display; a test's host shows it).
+int32_t Window_ShowMessageBox(const std::string& text, const char* const* buttons, int32_t count);
 
 // Hook of the surfaces: they drop their device textures before a reset or rebuild.
 void Window_SetSurfaceReleaseHook(void (*hook)());

@@ -123,6 +123,13 @@ void ShowError(const std::string& text, bool abort) {
   }
 }
 
+int32_t ShowMessageBox(const std::string& text, const char* const* buttons, int32_t count) {
+  const int32_t pressed = Window_ShowMessageBox(text, buttons, count);
+  // The box took the key and button releases: what was held is let go.
+  if (pressed >= 0) IO_Clear();
+  return pressed;
+}
+
 void Exception_Unhandled(const KVTSLException& exception) {
   const RValue& handler = Error_UnhandledHandler();
   if (RV_Kind(handler) != kRVUndefined && RV_Kind(handler) != kRVUnset) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/call.h"
+#include "core/console.h"
 #include "core/error.h"
 #include "core/event_context.h"
 #include "core/fn_script.h"
@@ -176,6 +177,36 @@ TEST_F(ErrorTest, ShowErrorFormatsItsTextWithItsOwnArguments) {
   Val result;
   handler(result.get(), nullptr, nullptr, 2, raw);
   EXPECT_TRUE(g_ErrorPending);
+}
+
+// Without a window no box can be shown: the text goes to the output console and a question is
+// answered no.
+TEST_F(ErrorTest, MessageBoxesWithoutAWindowWriteTheTextAndAnswerNo) {
+  struct Case {
+    const char* builtin;
+    Val value;
+    const char* line;
+    uint32_t kind;
+    double answer;
+  };
+  const Case cases[] = {
+      {"show_message", Val::Str("gate is closed"), "gate is closed\n", kRVUndefined, 0},
+      {"show_message", Val::Real(12.5), "12.50\n", kRVUndefined, 0},
+      {"show_question", Val::Str("Quit?"), "Quit?\n", kRVBool, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.builtin);
+    int32_t index = -1;
+    ASSERT_TRUE(Function_Find(c.builtin, &index));
+    EXPECT_EQ(Function_Row(index)->argc, 998);
+    RValue raw[] = {*c.value};
+    Val result;
+    ConsoleCapture capture;
+    Function_Row(index)->handler(result.get(), nullptr, nullptr, 1, raw);
+    EXPECT_EQ(capture.text(), c.line);
+    EXPECT_EQ(result.kind(), c.kind);
+    if (c.kind != kRVUndefined) EXPECT_EQ(RV_ToDouble(*result), c.answer);
+  }
 }
 
 std::vector<std::pair<std::string, bool>> g_reported;
