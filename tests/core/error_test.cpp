@@ -205,7 +205,9 @@ TEST_F(ErrorTest, MessageBoxesWithoutAWindowWriteTheTextAndAnswerNo) {
     Function_Row(index)->handler(result.get(), nullptr, nullptr, 1, raw);
     EXPECT_EQ(capture.text(), c.line);
     EXPECT_EQ(result.kind(), c.kind);
-    if (c.kind != kRVUndefined) EXPECT_EQ(RV_ToDouble(*result), c.answer);
+    if (c.kind != kRVUndefined) {
+      EXPECT_EQ(RV_ToDouble(*result), c.answer);
+    }
   }
 }
 

@@ -56,7 +56,9 @@ TEST_F(MessageBoxTest, BoxesShowTheTextUnderTheCaptionAndQuestionsAnswerYesForTh
     ASSERT_EQ(host_.message_boxes.size(), 1u);
     EXPECT_EQ(host_.message_boxes[0], caption + "\n" + c.text);
     EXPECT_EQ(RV_Kind(*result), c.kind);
-    if (c.kind != kRVUndefined) EXPECT_EQ(RV_ToDouble(*result), c.answer);
+    if (c.kind != kRVUndefined) {
+      EXPECT_EQ(RV_ToDouble(*result), c.answer);
+    }
   }
 }
 

@@ -470,7 +470,9 @@ TEST_F(SpriteDrawTest, TextFormsTakeTheirColoursScalesAndSeparationFromTheirArgu
     EXPECT_NEAR(quads[0].y[0], 20, 1e-3);
     EXPECT_NEAR(quads[0].x[1] - quads[0].x[0], c.width, 1e-3);
     EXPECT_NEAR(quads[0].y[4] - quads[0].y[0], c.height, 1e-3);
-    if (c.quads > 1) EXPECT_NEAR(quads[1].y[0], c.second_y, 1e-3);
+    if (c.quads > 1) {
+      EXPECT_NEAR(quads[1].y[0], c.second_y, 1e-3);
+    }
     const int corner[4] = {0, 1, 2, 4};
     for (const Quad& q : quads) {
       for (int i = 0; i < 4; ++i) EXPECT_EQ(q.colour[corner[i]], c.colours[i]) << "corner " << i;
@@ -537,7 +539,9 @@ TEST_F(SpriteDrawTest, SpriteSettersReachTheirGetters) {
   };
   for (const Step& step : steps) {
     const double got = CallRow(step.name, step.args);
-    if (step.want != kAny) EXPECT_EQ(got, step.want) << step.name << " " << step.args[0];
+    if (step.want != kAny) {
+      EXPECT_EQ(got, step.want) << step.name << " " << step.args[0];
+    }
   }
   const tsl::Value copy = Call("sprite_duplicate", {R(kSprWhite)});
   Call("sprite_merge", {*copy, R(kSprFrames)});
