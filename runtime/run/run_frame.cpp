@@ -70,7 +70,6 @@ bool handle_room_request() {
     case kNewRoomLoad:
       New_Room = kNewRoomNone;
       IO_Clear();
-      SavedGame_QueueLoad();
       return true;
     default:
       if (New_Room >= 0) Room_Switch(New_Room);

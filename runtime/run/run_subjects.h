@@ -27,7 +27,6 @@ void Particles_UpdateView();
 // Room requests at the frame's end and the game's start and end.
 void Room_EndCurrent(bool game_ending);
 bool Room_StartFirst();  // starts the first room in room order; false with no rooms
-void SavedGame_QueueLoad();
 void Game_ResetForRestart();
 bool Script_RunGlobalInit();
 void Script_RunGameEnd();  // the data file's game-end list, once

@@ -277,9 +277,6 @@ bool SavedGame_LoadPending() { return queue().pending; }
 
 void SavedGame_Reset() { queue() = LoadQueue{}; }
 
-// The frame's end saw the load request: the stream stays queued for the start of the next step.
-void SavedGame_QueueLoad() {}
-
 // Between frames, before input: the queued stream replaces the game.
 void SavedGame_ApplyQueued() {
   LoadQueue& q = queue();
