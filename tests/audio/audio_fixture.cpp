@@ -6,7 +6,6 @@
 #include "assetgen/encode/ogg_encode.h"
 #include "audio/audio_internal.h"
 #include "core/builtin_families.h"
-#include "core/function_table.h"
 #include "data/game_data.h"
 #include "datawin/writer/chunk_options.h"
 #include "run/asset_readers.h"
@@ -133,15 +132,10 @@ bool AudioTest::load(const std::vector<std::optional<std::string>>& groups,
 }
 
 RValue AudioTest::call(const char* name, const std::vector<RValue>& args) {
-  int32_t id = -1;
-  EXPECT_TRUE(Function_Find(name, &id)) << name;
-  RValue result = RV_Undefined();
-  std::vector<RValue> argv = args;
-  if (id >= 0) Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
-  for (RValue& arg : argv) RV_Free(&arg);
+  RValue result = CallBuiltin(name, args);
+  for (RValue arg : args) RV_Free(&arg);
   return result;
 }
-
 
 double AudioTest::num(const char* name, const std::vector<RValue>& args) {
   RValue result = call(name, args);

@@ -18,6 +18,7 @@
 #include "datawin/writer/chunk_audio.h"
 #include "platform/fake/fake_audio.h"
 #include "platform/fake/fake_clock.h"
+#include "support/builtin_call.h"
 #include "support/fixture.h"
 
 std::vector<int16_t> Sine(int32_t frames, double hz = 440.0, double amplitude = 0.5, int32_t rate = 44100);
@@ -59,10 +60,3 @@ class AudioTest : public ::testing::Test {
   std::vector<AsyncEvent> events_;
   ConsoleCapture console_;
 };
-
-inline RValue R(double v) { return RV_Real(v); }
-inline RValue S(const char* text) {
-  RValue v = RV_Undefined();
-  RV_SetString(&v, text);
-  return v;
-}

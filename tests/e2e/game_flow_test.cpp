@@ -1,8 +1,9 @@
 // The game played from recorded input under a real window: the readable scripts beside this file are
 // turned into -playback files and the runner plays build/data.win fast-forwarded, saving the
-// world's digest and the window's picture at chosen frames. Checked: title to game, buying and
-// placing a tower and a refund, the bow's one arrow in sight, towers killing for gold, a lost run through the loss screen into a fresh run, and that a whole
-// recorded game played twice takes the same course.
+// world's digest and the window's picture at chosen frames. Checked: the captures themselves, title
+// to game, buying and placing a tower and a refund, the bow's one arrow in sight, towers killing
+// for gold, a lost run through the loss screen into a fresh run, and that a whole recorded game
+// played twice takes the same course.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -125,6 +126,17 @@ constexpr kimage::Rgba kWhite{255, 255, 255, 255};
 constexpr kimage::Rgba kRed{255, 0, 0, 255};
 constexpr kimage::Rgba kCream{205, 190, 172, 255};  // #cdbeac of the screens' messages
 constexpr Box kContinueBox{112, 314, 120, 24};       // "PRESS ANY", the start of the centred line
+
+// The harness itself: the picture saved at a frame, the world's digest at two, and the run ended
+// after the last capture, not at the end of the recording.
+TEST_F(GameFlowTest, PlaybackSavesThePictureAndTheDigestsAndEndsAfterTheLastCapture) {
+  Play("title_click", {12, 20}, {12});
+  Shot(12);
+  EXPECT_EQ(digests_[12].text.rfind("frame 12\nroom 0 rm_title 640x360", 0), 0u) << digests_[12].text;
+  EXPECT_NE(digests_[12].text.find("obj_title_controller"), std::string::npos) << digests_[12].text;
+  EXPECT_EQ(digests_[20].text.rfind("frame 20\n", 0), 0u);
+  EXPECT_EQ(ReadTextFile(dir_.file("out.txt")).find("Playback of"), std::string::npos);
+}
 
 TEST_F(GameFlowTest, TheScreensWordsShowInTheirFontsColoursAndPlaces) {
   Play("game_words", {400}, {150, 400});

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -17,15 +15,10 @@
 #include "input/io.h"
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
-#include "support/draw_game.h"
 #include "support/fixture.h"
+#include "support/game_file.h"
 
 namespace {
-
-std::vector<uint8_t> read_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 tsl::Value call(const char* name, std::initializer_list<RValue> args = {}) {
   int32_t index = -1;
@@ -46,11 +39,7 @@ TEST(InputSelectTest, AScriptedClickIsASelectPressOnItsFrameOnly) {
   NullDevice device{640, 360};
   Window_UsePlatform(&host, &device);
   DrawGame game;
-  game.window_width = 640;
-  game.window_height = 360;
-  std::vector<uint8_t> image = read_bytes(bin + "/data.win");
-  ASSERT_GT(image.size(), 1024u);
-  ASSERT_TRUE(game.StartImage(std::move(image), Compiled_CodeTables()));
+  StartGameFile(&game, Compiled_CodeTables());
   IO_Init(IoSettings{"", rec, {}});
 
   std::string pressed, held, released, cancel;

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "core/with.h"
 #include "game_fixture.h"
 #include "scripts/game_code.h"
 #include "scripts/globals.h"
@@ -37,9 +36,7 @@ Value Call(int32_t id, const char* method, std::initializer_list<RValue> args) {
 
 std::string State(int32_t id) {
   CInstance* who = Live(id);
-  if (who == nullptr) return "<gone>";
-  const Value machine = tsl::get(who, "fsm");
-  return Text(tsl::call_method(*tsl::get(KV_AsInstance(machine.object()), "get_current_state"), who, who));
+  return who != nullptr ? StateOf(who) : "<gone>";
 }
 
 double Asset(const std::string& name) { return tsl::call("asset_get_index", nullptr, nullptr, {*Str(name.c_str())}).real(); }
@@ -73,16 +70,11 @@ class CombatTest : public GameTest {
   int32_t Shot(const char* tower_kind, double x, double y) {
     return Made(kObjProjectile, x, y, "tower_data", tower_kind);
   }
-  void Frames(int n) {
-    for (int i = 0; i < n; ++i) Frame();
-  }
   // The shots alive on a lane.
   std::vector<int32_t> ShotsOn(double lane) {
     std::vector<int32_t> out;
-    CInstance* self = nullptr;
-    CInstance* other = nullptr;
-    for (KVWith w(&self, &other, kObjProjectile); w.Next();) {
-      if (tsl::get(self, "y").real() == lane) out.push_back(IdOf(self));
+    for (CInstance* shot : All(kObjProjectile)) {
+      if (tsl::get(shot, "y").real() == lane) out.push_back(IdOf(shot));
     }
     return out;
   }
@@ -451,11 +443,10 @@ TEST_F(CombatTest, AnEnemyAtTheLeftEdgeLosesTheRun) {
 
 class PlacingTest : public CombatTest {
  protected:
-  void Move(int32_t x, int32_t y) { host_.Push(WindowMessageKind::kMouseMove, x, y); }
   void Click(int32_t button) {
-    host_.Push(WindowMessageKind::kMouseDown, button);
+    Press(button);
     Frames(1);
-    host_.Push(WindowMessageKind::kMouseUp, button);
+    Release(button);
   }
   // What a shop button's click does: a tower at the cursor in its placing state, paid for, with
   // every button refusing clicks until it is put down or refunded.
@@ -500,7 +491,7 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.cursor_x) + "," + std::to_string(c.cursor_y));
     Globals_StartRun();
-    Move(c.cursor_x, c.cursor_y);
+    MoveTo(c.cursor_x, c.cursor_y);
     Frames(1);
     const int32_t tower = Buy("catapault");
     EXPECT_EQ(Global("gold").real(), 160);
@@ -517,7 +508,7 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
     EXPECT_TRUE(Available());
     EXPECT_EQ(Global("gold").real(), 160);
     // Put down, it stays put.
-    Move(400, 300);
+    MoveTo(400, 300);
     Frames(2);
     EXPECT_EQ(Num(tower, "x"), Board_ColumnX(c.column));
     Call(tower, "damage", {R(100)});
@@ -526,14 +517,14 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
 
 TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
   button_ = ShopButton();
-  Move(130, 150);
+  MoveTo(130, 150);
   Frames(1);
   const int32_t tower = Buy("scorpion");
   Frames(1);
   EXPECT_EQ(Num(tower, "x"), 120);
   EXPECT_EQ(Num(tower, "y"), 160);
   // Over the scorpion of row 1, column 2, it stays at the last free cell.
-  Move(210, 150);
+  MoveTo(210, 150);
   Frames(1);
   EXPECT_EQ(Num(tower, "x"), 120);
   EXPECT_EQ(Num(tower, "y"), 160);
@@ -544,7 +535,7 @@ TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
   EXPECT_EQ(Cell(1, 1), "<free>");
   // Off the board it follows the cursor freely; select does nothing there either.
   for (const auto& [x, y] : std::vector<std::pair<int32_t, int32_t>>{{300, 200}, {100, 30}, {241, 100}, {60, 361}}) {
-    Move(x, y);
+    MoveTo(x, y);
     Frames(1);
     EXPECT_EQ(Num(tower, "x"), x);
     EXPECT_EQ(Num(tower, "y"), y);
@@ -559,7 +550,7 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
   button_ = ShopButton();
   for (const TowerKind& kind : kTowerKinds) {
     SCOPED_TRACE(kind.name);
-    Move(50, 70);
+    MoveTo(50, 70);
     Frames(1);
     const int32_t tower = Buy(kind.name);
     EXPECT_EQ(Global("gold").real(), 200 - kind.cost);
@@ -574,17 +565,17 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
 
 TEST_F(PlacingTest, ARefundWinsOverASelectOfTheSameFrame) {
   button_ = ShopButton();
-  Move(50, 70);
+  MoveTo(50, 70);
   Frames(1);
   const int32_t tower = Buy("scorpion");
   Frames(1);
   // Both buttons at once over the free cell: the ghost is refunded, and the cell is not claimed by
   // a tower that no longer exists.
-  host_.Push(WindowMessageKind::kMouseDown, 1);
-  host_.Push(WindowMessageKind::kMouseDown, 2);
+  Press(1);
+  Press(2);
   Frames(1);
-  host_.Push(WindowMessageKind::kMouseUp, 1);
-  host_.Push(WindowMessageKind::kMouseUp, 2);
+  Release(1);
+  Release(2);
   Frames(1);
   EXPECT_EQ(Live(tower), nullptr);
   EXPECT_EQ(Global("gold").real(), 200);
@@ -600,7 +591,7 @@ TEST_F(PlacingTest, ARefundWinsOverASelectOfTheSameFrame) {
 
 TEST_F(PlacingTest, AGhostNeitherBlocksNorFires) {
   button_ = ShopButton();
-  Move(300, 240);
+  MoveTo(300, 240);
   Frames(1);
   const int32_t tower = Buy("ballista");
   const int32_t mule = Enemy("mule", 330, 240);

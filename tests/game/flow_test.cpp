@@ -9,19 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "core/frame_state.h"
-#include "core/with.h"
 #include "game_fixture.h"
-#include "input/io.h"
 #include "scripts/game_code.h"
 #include "scripts/globals.h"
-#include "world/room.h"
 
 namespace {
 
 using tsl::Value;
-
-RValue R(double v) { return RV_Real(v); }
 
 constexpr double kRoomTitle = 0;
 constexpr double kRoomGame = 1;
@@ -33,59 +27,16 @@ constexpr int32_t kKeySpace = 32;
 constexpr int32_t kLeft = 1;
 constexpr int32_t kRight = 2;
 
-// Every live instance of an object, in the order the world lists them.
-std::vector<CInstance*> All(int32_t object) {
-  std::vector<CInstance*> found;
-  CInstance* self = nullptr;
-  CInstance* other = nullptr;
-  for (KVWith w(&self, &other, object); w.Next();) found.push_back(self);
-  return found;
-}
 CInstance* One(int32_t object) {
   const std::vector<CInstance*> all = All(object);
   EXPECT_EQ(all.size(), 1u) << "instances of object " << object;
   return all.empty() ? nullptr : all.front();
 }
-double Num(CInstance* who, const char* name) { return tsl::get(who, name).real(); }
-std::string State(CInstance* who) {
-  const Value machine = tsl::get(who, "fsm");
-  return Text(tsl::call_method(*tsl::get(KV_AsInstance(machine.object()), "get_current_state"), who, who));
-}
 
 class FlowTest : public GameTest {
  protected:
-  void SetUp() override {
-    // A window the size of the room, so window and room coordinates agree.
-    game_.window_width = 640;
-    game_.window_height = 360;
-    GameTest::SetUp();
-    IO_Init(IoSettings{});
-  }
-  void TearDown() override {
-    IO_End();
-    GameTest::TearDown();
-  }
-
-  // One frame as the runner runs it: input update, step, draw, then the room change asked for.
-  void Frames(int n) {
-    for (int i = 0; i < n; ++i) {
-      IO_Update();
-      game_.Frame();
-      if (New_Room >= 0) Room_Switch(New_Room);
-    }
-  }
   double Room() { return Global("room").real(); }
 
-  void Message(WindowMessageKind kind, int32_t a, int32_t b = 0) {
-    WindowMessage message;
-    message.kind = kind;
-    message.a = a;
-    message.b = b;
-    IO_HandleMessage(message);
-  }
-  void MoveTo(int32_t x, int32_t y) { Message(WindowMessageKind::kMouseMove, x, y); }
-  void Press(int32_t button) { Message(WindowMessageKind::kMouseDown, button); }
-  void Release(int32_t button) { Message(WindowMessageKind::kMouseUp, button); }
   // A click at (x, y): pressed in one frame, let go in the next.
   void Click(int32_t x, int32_t y, int32_t button = kLeft) {
     MoveTo(x, y);
@@ -95,9 +46,9 @@ class FlowTest : public GameTest {
     Frames(1);
   }
   void TapKey(int32_t key) {
-    Message(WindowMessageKind::kKeyDown, key);
+    host_.Push(WindowMessageKind::kKeyDown, key);
     Frames(1);
-    Message(WindowMessageKind::kKeyUp, key);
+    host_.Push(WindowMessageKind::kKeyUp, key);
     Frames(1);
   }
 
@@ -167,14 +118,14 @@ TEST_F(FlowTest, TheControllerSpawnsByItsLevelTable) {
   };
   for (const Level& level : levels) {
     SCOPED_TRACE(level.level);
-    tsl::set(controller, "level", R(level.level));
+    tsl::set(controller, "level", RV_Real(level.level));
     std::set<std::string> kinds;
     std::set<double> lanes;
     double lowest = 1e9, highest = -1e9;
     for (int spawn = 0; spawn < 60; ++spawn) {
       // The spawn that is due comes when the timer counts down to 0.
-      tsl::set(controller, "timer", R(1));
-      tsl::set(controller, "level_timer", R(0));
+      tsl::set(controller, "timer", RV_Real(1));
+      tsl::set(controller, "level_timer", RV_Real(0));
       const std::vector<CInstance*> before = All(kObjEnemy);
       Frames(1);
       const std::vector<CInstance*> after = All(kObjEnemy);
@@ -204,7 +155,7 @@ TEST_F(FlowTest, TheLevelRisesEvery1200FramesUpTo10) {
   EnterGame();
   CInstance* controller = One(kObjController);
   ASSERT_NE(controller, nullptr);
-  tsl::set(controller, "level_timer", R(1198));
+  tsl::set(controller, "level_timer", RV_Real(1198));
   Frames(1);
   EXPECT_EQ(Num(controller, "level"), 1);
   const double timer = Num(controller, "timer");
@@ -213,8 +164,8 @@ TEST_F(FlowTest, TheLevelRisesEvery1200FramesUpTo10) {
   EXPECT_EQ(Num(controller, "level_timer"), 0);
   // The level-up leaves the spawn that is due alone.
   EXPECT_EQ(Num(controller, "timer"), timer - 1);
-  tsl::set(controller, "level", R(10));
-  tsl::set(controller, "level_timer", R(1199));
+  tsl::set(controller, "level", RV_Real(10));
+  tsl::set(controller, "level_timer", RV_Real(1199));
   Frames(1);
   EXPECT_EQ(Num(controller, "level"), 10);
 }
@@ -307,7 +258,7 @@ TEST_F(FlowTest, ButtonsSellWhatTheGoldAffordsOneTowerAtATime) {
   EXPECT_EQ(Global("gold").real(), 100);
   ASSERT_EQ(All(kObjTower).size(), towers + 1);
   int placing = 0;
-  for (CInstance* tower : All(kObjTower)) placing += State(tower) == "placing" ? 1 : 0;
+  for (CInstance* tower : All(kObjTower)) placing += StateOf(tower) == "placing" ? 1 : 0;
   EXPECT_EQ(placing, 1);
   for (CInstance* button : All(kObjButton)) EXPECT_EQ(Num(button, "available"), 0);
   Click(160, 20);
@@ -329,7 +280,7 @@ TEST_F(FlowTest, ButtonsSellWhatTheGoldAffordsOneTowerAtATime) {
   Click(40, 160);
   EXPECT_EQ(Global("gold").real(), 0);
   EXPECT_EQ(All(kObjTower).size(), towers + 2);
-  for (CInstance* tower : All(kObjTower)) EXPECT_NE(State(tower), "placing");
+  for (CInstance* tower : All(kObjTower)) EXPECT_NE(StateOf(tower), "placing");
   for (const Ware& ware : kWares) {
     MoveTo(ware.x, 20);
     Click(ware.x, 20);
@@ -345,7 +296,7 @@ TEST_F(FlowTest, TheBowAimsWithinItsClampDrawsWhileHeldAndShootsOnceOnRelease) {
   ASSERT_NE(bow, nullptr);
   const double x = Num(bow, "x");
   const double y = Num(bow, "y");
-  EXPECT_EQ(State(bow), "idle");
+  EXPECT_EQ(StateOf(bow), "idle");
   struct Aim {
     double dx, dy, angle;
   };
@@ -361,7 +312,7 @@ TEST_F(FlowTest, TheBowAimsWithinItsClampDrawsWhileHeldAndShootsOnceOnRelease) {
   Frames(1);
   Press(kLeft);
   Frames(1);
-  EXPECT_EQ(State(bow), "retracting");
+  EXPECT_EQ(StateOf(bow), "retracting");
   Frames(12);
   EXPECT_EQ(Num(bow, "retraction"), 12);
   const double frames = Num(bow, "image_number");
@@ -370,9 +321,9 @@ TEST_F(FlowTest, TheBowAimsWithinItsClampDrawsWhileHeldAndShootsOnceOnRelease) {
   // Let go: the string eases forward a frame at a time, then one arrow leaves 43 pixels out.
   Release(kLeft);
   Frames(1);
-  EXPECT_EQ(State(bow), "firing");
-  for (int i = 0; i < 40 && State(bow) != "fire"; ++i) Frames(1);
-  EXPECT_EQ(State(bow), "fire");
+  EXPECT_EQ(StateOf(bow), "firing");
+  for (int i = 0; i < 40 && StateOf(bow) != "fire"; ++i) Frames(1);
+  EXPECT_EQ(StateOf(bow), "fire");
   const std::vector<CInstance*> arrows = All(kObjArrow);
   ASSERT_EQ(arrows.size(), 1u);
   EXPECT_NEAR(Num(arrows[0], "x"), x + 43 * std::cos(M_PI / 4), 1e-3);
@@ -382,7 +333,7 @@ TEST_F(FlowTest, TheBowAimsWithinItsClampDrawsWhileHeldAndShootsOnceOnRelease) {
   Frames(40);
   Release(kLeft);
   Frames(40);
-  EXPECT_EQ(State(bow), "fire");
+  EXPECT_EQ(StateOf(bow), "fire");
   EXPECT_EQ(All(kObjArrow).size(), 1u);
 }
 
@@ -393,11 +344,11 @@ TEST_F(FlowTest, AFullDrawStaysArmed) {
   MoveTo(static_cast<int32_t>(Num(bow, "x") + 100), static_cast<int32_t>(Num(bow, "y")));
   Press(kLeft);
   Frames(31);
-  EXPECT_EQ(State(bow), "armed");
+  EXPECT_EQ(StateOf(bow), "armed");
   EXPECT_EQ(Num(bow, "frame"), Num(bow, "image_number") - 1);
   Release(kLeft);
   Frames(40);
-  EXPECT_EQ(State(bow), "armed");
+  EXPECT_EQ(StateOf(bow), "armed");
   EXPECT_TRUE(All(kObjArrow).empty());
 }
 

@@ -50,6 +50,14 @@ inline RValue* RoomDrawProbe_Script(CInstance*, CInstance*, RValue* result, int,
   return result;
 }
 
+// The game room entered (with its backdrop) and emptied of its own instances.
+inline void EnterEmptiedGameRoom(DrawGame* game) {
+  tsl::call("room_goto", nullptr, nullptr, {RV_Real(1)});
+  game->Frame();
+  tsl::call("instance_destroy", nullptr, nullptr, {RV_Real(-3)});
+  game->Frame();
+}
+
 // Enters the game room, empties it and installs the probe's layer; the probe starts without drawing.
 inline void RoomDrawProbe_Install(DrawGame* game, int32_t left, int32_t top, int32_t width, int32_t height) {
   RoomDrawProbe& probe = RoomDrawProbe_Current();
@@ -58,10 +66,7 @@ inline void RoomDrawProbe_Install(DrawGame* game, int32_t left, int32_t top, int
   probe.top = top;
   probe.width = width;
   probe.height = height;
-  tsl::call("room_goto", nullptr, nullptr, {RV_Real(1)});
-  game->Frame();
-  tsl::call("instance_destroy", nullptr, nullptr, {RV_Real(-3)});
-  game->Frame();
+  EnterEmptiedGameRoom(game);
   const tsl::Value layer = tsl::call("layer_create", nullptr, nullptr, {RV_Real(-10000)});
   tsl::Value script;
   KVCreateMethod(script.get(), RoomDrawProbe_Script, tsl::global());

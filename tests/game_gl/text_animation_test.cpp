@@ -5,32 +5,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "compiled_code.h"
-#include "core/frame_state.h"
 #include "core/script_api.h"
 #include "core/timing.h"
-#include "graphics/batcher.h"
 #include "graphics/draw.h"
-#include "graphics/surface.h"
-#include "graphics/window.h"
 #include "platform/clock.h"
 #include "platform/fake/fake_clock.h"
-#include "platform/process.h"
 #include "run/run_frame.h"
 #include "game_gl_start.h"
 #include "room_draw_probe.h"
-#include "support/draw_game.h"
 #include "text/scribble.h"
 
 namespace {
 
 using tsl::Value;
-
-RValue R(double v) { return RV_Real(v); }
 
 // Two strings of the title font, each glyph in its own column band of the capture.
 constexpr const char* kWaving = "[fnt_title][c_white][wave]MMMM";
@@ -47,7 +37,7 @@ struct Centres {
 void draw_text(const char* text, double y) {
   const Value words = Value::String(text);
   Value drawn;
-  RValue x = R(kLeft + 10), top = R(y), string = *words;
+  RValue x = RV_Real(kLeft + 10), top = RV_Real(y), string = *words;
   RValue* args[] = {&x, &top, &string};
   tsl_Script_draw_text_scribble(tsl::global(), tsl::global(), drawn.get(), 3, args);
 }
@@ -68,11 +58,11 @@ Centres centres(const RoomDrawProbe& probe) {
   return c;
 }
 
-class TextAnimationTest : public ::testing::Test {
+class TextAnimationTest : public GameGlTest {
  protected:
   void SetUp() override {
-    StartGameOnGl(&game_);
-    if (!Window_State().real_display) GTEST_SKIP() << "no display";
+    GameGlTest::SetUp();
+    if (IsSkipped()) return;
     RoomDrawProbe_Install(&game_, kLeft, kTop, kWidth, kHeight);
     RoomDrawProbe_Current().draw = [] {
       Draw_SetAlpha(1);
@@ -89,13 +79,11 @@ class TextAnimationTest : public ::testing::Test {
   }
   void TearDown() override {
     RoomDrawProbe_Current() = RoomDrawProbe{};
-    game_.Stop();
+    GameGlTest::TearDown();
     Platform_SetClock(nullptr);
-    Platform_TakeQuitSignal();
   }
 
   FakeClock clock_{Platform_RealClock().NowMicros()};
-  DrawGame game_;
 };
 
 TEST_F(TextAnimationTest, AWavingStringRisesAndFallsFrameByFrameAndAStillOneStays) {

@@ -8,13 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "compiled_code.h"
 #include "core/error.h"
 #include "core/script_api.h"
 #include "graphics/texture_table.h"
-#include "graphics/window.h"
 #include "game_gl_start.h"
-#include "support/draw_game.h"
 #include "text/scribble.h"
 
 namespace {
@@ -36,7 +33,6 @@ class TextBakeTest : public GameGlTest {
 // Each outline bake grows the cells by its padding and rings the glyph out to it: the round bake of
 // thickness 3 reaches at least two pixels beyond the glyph's own rectangle.
 TEST_F(TextBakeTest, OutlineBakesRingEachGlyphInTheOutlineColour) {
-  if (!Window_State().real_display) GTEST_SKIP() << "no display";
   const Value regular = Value::String("fnt_regular"), outlined = Value::String("fnt_outlined");
   struct Case {
     KVScriptFunction script;
@@ -100,7 +96,6 @@ TEST_F(TextBakeTest, OutlineBakesRingEachGlyphInTheOutlineColour) {
 }
 
 TEST_F(TextBakeTest, BakesRefuseSharedNamesAndSurfacesTooSmall) {
-  if (!Window_State().real_display) GTEST_SKIP() << "no display";
   const Value regular = Value::String("fnt_regular"), other = Value::String("fnt_x"), nope = Value::String("c_nope");
   const KVScriptFunction eight = tsl_Script_scribble_font_bake_outline_8dir;
   const KVScriptFunction round = tsl_Script_scribble_font_bake_outline;

@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "compiled_code.h"
 #include "core/script_api.h"
 #include "graphics/batcher.h"
 #include "graphics/device_state.h"
@@ -20,10 +19,9 @@
 #include "graphics/image_files.h"
 #include "graphics/shader.h"
 #include "graphics/surface.h"
-#include "graphics/window.h"
 #include "game_gl_start.h"
 #include "room_draw_probe.h"
-#include "support/draw_game.h"
+#include "support/pixels.h"
 #include "text/scribble.h"
 
 namespace {
@@ -75,17 +73,12 @@ bool near_colour(uint32_t got, uint32_t want) {
   }
   return true;
 }
-std::string hex(uint32_t p) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%06X", p & 0xFFFFFF);
-  return text;
-}
 
 class TextMsdfTest : public GameGlTest {
  protected:
   void SetUp() override {
     GameGlTest::SetUp();
-    if (!Window_State().real_display) GTEST_SKIP() << "no display";
+    if (IsSkipped()) return;
     RoomDrawProbe_Install(&game_, 0, 0, 640, 360);
     const std::string png = testing::TempDir() + "kova_msdf_square.png";
     const std::string json = testing::TempDir() + "kova_msdf_square.json";
@@ -212,7 +205,7 @@ TEST_F(TextMsdfTest, FillBorderAndShadowLieWhereTheirSettingsPutThem) {
     });
     for (const Probe& p : c.probes) {
       EXPECT_TRUE(near_colour(At(p.x, p.y), p.colour))
-          << "at (" << p.x << ", " << p.y << "): " << hex(At(p.x, p.y)) << ", want " << hex(p.colour);
+          << "at (" << p.x << ", " << p.y << "): " << Hex(At(p.x, p.y)) << ", want " << Hex(p.colour);
     }
   }
 }

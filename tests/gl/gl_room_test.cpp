@@ -1,44 +1,19 @@
 // Rooms written by the data-file writer, started as the runner starts them and drawn through the
 // room draw into the window with the OpenGL device; pixels are read back from the window's picture.
-#include <gtest/gtest.h>
-
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "core/script_api.h"
-#include "graphics/graphics_fixture.h"
+#include "gl_window_fixture.h"
 #include "graphics/texture_decode.h"
-#include "graphics/window.h"
-#include "platform/fake/fake_display.h"
 #include "platform/files.h"
-#include "platform/gl/gl_device.h"
-#include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
-#include "support/draw_game.h"
-#include "support/fixture.h"
+#include "support/builtin_call.h"
 #include "world/instance.h"
 
 using namespace datawin;
 
 namespace {
-
-std::string hex(uint32_t word) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%08X", word);
-  return text;
-}
-
-// Pixels compare by their colour channels (the alpha of the window's picture is not shown).
-void ExpectColour(uint32_t got, uint32_t want, const std::string& what) {
-  for (int shift = 0; shift < 24; shift += 8) {
-    const int g = static_cast<int>((got >> shift) & 0xFF), w = static_cast<int>((want >> shift) & 0xFF);
-    EXPECT_NEAR(g, w, 2) << what << ": got " << hex(got) << ", want " << hex(want);
-  }
-}
-
-RValue R(double v) { return RV_Real(v); }
 
 // Draw: draw_sprite_ext of spr_frames, image 0 (red), at the instance's position.
 void DrawRed(CInstance* self, CInstance* other) {
@@ -83,25 +58,7 @@ RoomPlacementRecord placement(int32_t object, int32_t x, int32_t y, int32_t id, 
   return p;
 }
 
-class GlRoomTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Window_UsePlatform(nullptr, nullptr);
-    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
-  }
-  void TearDown() override {
-    game_.Stop();
-    Platform_TakeQuitSignal();
-  }
-
-  // Starts the game; false (the test skipped) without a display.
-  bool Start() {
-    EXPECT_TRUE(game_.Start());
-    return Window_State().real_display && !::testing::Test::HasFailure();
-  }
-
-  DrawGame game_;
-};
+using GlRoomTest = GlDrawGameTest;
 
 TEST_F(GlRoomTest, LayersDrawFromTheHighestDepthWithTheirElementsAndInstances) {
   ObjectRecord red;
@@ -195,7 +152,7 @@ TEST_F(GlRoomTest, DrawSelfShowsTheFrameTheImageSpeedReached) {
   for (int i = 0; i < 3; ++i) {
     if ((fast[0] & 0xFFFFFF) == (cycle[i] & 0xFFFFFF)) start = i;
   }
-  ASSERT_GE(start, 0) << hex(fast[0]);
+  ASSERT_GE(start, 0) << Hex(fast[0]);
   for (int frame = 0; frame < 6; ++frame) {
     ExpectColour(fast[frame], cycle[(start + frame) % 3], "speed 1, frame " + std::to_string(frame));
   }
@@ -236,11 +193,11 @@ TEST_F(GlRoomTest, SurfaceSaveWritesAPngThatLoadsBackWithItsPixels) {
     std::memcpy(&p, image.pixels.data() + (y * image.width + x) * 4, 4);
     return p;
   };
-  EXPECT_EQ(at(1, 1), kBlue) << hex(at(1, 1));
-  EXPECT_EQ(at(3, 3), kBlue) << hex(at(3, 3));
-  EXPECT_EQ(at(4, 2), kRed) << hex(at(4, 2));
-  EXPECT_EQ(at(7, 3), kRed) << hex(at(7, 3));
-  EXPECT_EQ(at(6, 1), kBlue) << hex(at(6, 1));
+  EXPECT_EQ(at(1, 1), kBlue) << Hex(at(1, 1));
+  EXPECT_EQ(at(3, 3), kBlue) << Hex(at(3, 3));
+  EXPECT_EQ(at(4, 2), kRed) << Hex(at(4, 2));
+  EXPECT_EQ(at(7, 3), kRed) << Hex(at(7, 3));
+  EXPECT_EQ(at(6, 1), kBlue) << Hex(at(6, 1));
 }
 
 // The surface drawing builtins, each drawing a 4x4 source (left half blue, right half red) onto a
@@ -298,7 +255,7 @@ TEST_F(GlRoomTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
     for (const Probe& p : c.probes) {
       const double got = tsl::call("surface_getpixel", nullptr, nullptr, {*target, R(p.x), R(p.y)}).real();
       EXPECT_EQ(got, p.colour) << c.what << " (" << c.builtin << ") at " << p.x << "," << p.y << ": got "
-                               << hex(static_cast<uint32_t>(got));
+                               << Hex(static_cast<uint32_t>(got));
     }
   }
 }
@@ -321,7 +278,7 @@ TEST_F(GlRoomTest, GetpixelReadsTheTargetAndSpritesComeFromSurfaces) {
   EXPECT_EQ(call("draw_getpixel", {R(1), R(2)}).real(), 0x123456);
   const auto ext = static_cast<uint32_t>(call("draw_getpixel_ext", {R(1), R(2)}).real());
   EXPECT_EQ(ext & 0xFFFFFFu, 0x123456u);
-  EXPECT_NEAR(static_cast<double>(ext >> 24), 127, 1) << hex(ext);
+  EXPECT_NEAR(static_cast<double>(ext >> 24), 127, 1) << Hex(ext);
   call("draw_clear_alpha", {R(0xFF0000), R(1)});
   call("draw_sprite", {R(kSprFrames), R(0), R(2), R(0)});  // red from x = 2
   call("surface_reset_target", {});

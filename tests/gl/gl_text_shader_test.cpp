@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -30,22 +28,14 @@
 #include "graphics/texture_table.h"
 #include "graphics/vertex_buffer.h"
 #include "graphics/window.h"
-#include "platform/fake/fake_display.h"
-#include "platform/gl/gl_device.h"
 #include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
 #include "run/asset_readers.h"
+#include "support/game_file.h"
+#include "support/gl_display.h"
 #include "support/golden.h"
 #include "text/scribble.h"
 
 namespace {
-
-RValue R(double v) { return RV_Real(v); }
-RValue S(const char* text) {
-  RValue v = RV_Undefined();
-  RV_SetString(&v, text);
-  return v;
-}
 
 constexpr int kWidth = 128;
 constexpr int kHeight = 64;
@@ -60,8 +50,7 @@ class GlGameTest : public ::testing::Test {
     image_ = std::move(image);
     Assets_InstallReaders();
     ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
-    Window_UsePlatform(nullptr, nullptr);
-    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
+    UseGlDisplay();
     ASSERT_TRUE(Window_Create(kWidth, kHeight));
     ASSERT_TRUE(Graphics_Init());
     if (!Window_State().real_display) GTEST_SKIP() << "no display";
@@ -98,15 +87,10 @@ class GlGameTest : public ::testing::Test {
   std::vector<uint8_t> image_;
 };
 
-std::vector<uint8_t> game_file() {
-  std::ifstream in(std::string(KOVA_BINARY_DIR) + "/data.win", std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 class GlGameTextTest : public GlGameTest {
  protected:
   void SetUp() override {
-    std::vector<uint8_t> file = game_file();
+    std::vector<uint8_t> file = GameFileImage();
     ASSERT_GT(file.size(), 1024u) << "build the data_win target first";
     Load(std::move(file));
   }

@@ -2,6 +2,7 @@
 // A real window of kGlSize x kGlSize with the OpenGL device, made from a minimal data file and
 // drawing into the main render target; tests skip when no display exists. RunDisplayFrame
 // (support/display_frame.h) runs the display part of a frame as the frame driver does.
+// GlDrawGameTest: the draw game (support/draw_game.h) on the same window and device.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -13,12 +14,12 @@
 #include "graphics/batcher.h"
 #include "graphics/device_state.h"
 #include "graphics/window.h"
-#include "platform/fake/fake_display.h"
-#include "platform/gl/gl_device.h"
 #include "platform/process.h"
-#include "platform/sdl/sdl_window_host.h"
 #include "support/display_frame.h"
+#include "support/draw_game.h"
 #include "support/fixture.h"
+#include "support/gl_display.h"
+#include "support/pixels.h"
 
 constexpr int kGlSize = 64;
 
@@ -35,8 +36,7 @@ class GlWindowTest : public ::testing::Test {
     datawin::add_gen8(writer, record);
     image_ = BuildImage(writer);
     ASSERT_TRUE(HeaderScan(image_.data(), static_cast<uint32_t>(image_.size())));
-    Window_UsePlatform(nullptr, nullptr);
-    Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
+    UseGlDisplay();
     ASSERT_TRUE(Window_Create(kGlSize, kGlSize));
     ASSERT_TRUE(Graphics_Init());
     if (!Window_State().real_display) GTEST_SKIP() << "no display";
@@ -58,4 +58,21 @@ class GlWindowTest : public ::testing::Test {
   }
 
   std::vector<uint8_t> image_;
+};
+
+class GlDrawGameTest : public ::testing::Test {
+ protected:
+  void SetUp() override { UseGlDisplay(); }
+  void TearDown() override {
+    game_.Stop();
+    Platform_TakeQuitSignal();
+  }
+
+  // Starts the game; false (the test skips) without a display.
+  bool Start() {
+    EXPECT_TRUE(game_.Start());
+    return Window_State().real_display && !::testing::Test::HasFailure();
+  }
+
+  DrawGame game_;
 };

@@ -24,7 +24,6 @@ class BuiltinsTest : public GraphicsTest {
     GraphicsTest::TearDown();
     GC_Reset();
   }
-  static RValue R(double v) { return RV_Real(v); }
   static RValue Matrix(const std::vector<double>& values) {
     RefDynamicArrayOfRValue* a = RV_NewArray(static_cast<int32_t>(values.size()));
     for (size_t i = 0; i < values.size(); ++i) a->pArray[i] = RV_Real(values[i]);

@@ -19,7 +19,9 @@
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
 #include "platform/process.h"
+#include "support/builtin_call.h"
 #include "support/display_frame.h"
+#include "support/draw_game.h"
 #include "support/fixture.h"
 
 struct HeaderSpec {
@@ -67,24 +69,40 @@ class GraphicsTest : public ::testing::Test {
   std::vector<uint8_t> image_;
 };
 
-// Calls a registered builtin by name.
-inline RValue CallBuiltin(const char* name, std::vector<RValue> args = {}) {
-  int32_t id = -1;
-  if (!Function_Find(name, &id)) ADD_FAILURE() << "no builtin " << name;
-  RValue result = RV_Undefined();
-  const RFunction* row = Function_Row(id);
-  g_CurrentFunction = row;
-  row->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
-  return result;
-}
-
-// The message of the script error a builtin raises; "" when none.
-inline std::string BuiltinError(const char* name, std::vector<RValue> args = {}) {
-  try {
-    RValue r = CallBuiltin(name, std::move(args));
-    RV_FreeToUndefined(&r);
-  } catch (const KVTSLException& e) {
-    return e.message();
+// The draw game (support/draw_game.h) started on the fake host and the recording null device in
+// one empty 64 x 64 room; Configure may change the game before it starts.
+class DrawGameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Window_UsePlatform(&host_, &device_);
+    datawin::RoomRecord room;
+    room.name = "rm_empty";
+    room.width = room.height = 64;
+    game_.rooms = {room};
+    Configure(&game_);
+    ASSERT_TRUE(game_.Start());
+    device_.clear_record();
   }
-  return "";
-}
+  void TearDown() override {
+    game_.Stop();
+    Window_UsePlatform(nullptr, nullptr);
+  }
+  virtual void Configure(DrawGame*) {}
+
+  // Every vertex of the textured draws since the last call.
+  std::vector<VertexTextured> TexturedVertices() {
+    GR_Flush();
+    std::vector<VertexTextured> out;
+    for (const RecordedDraw& draw : device_.draws()) {
+      if (draw.layout.stride != sizeof(VertexTextured)) continue;
+      const auto* v = reinterpret_cast<const VertexTextured*>(draw.vertices.data());
+      out.insert(out.end(), v, v + draw.vertex_count);
+    }
+    device_.clear_record();
+    return out;
+  }
+
+  FakeWindowHost host_;
+  NullDevice device_;
+  DrawGame game_;
+};

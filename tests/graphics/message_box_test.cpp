@@ -1,35 +1,13 @@
 // show_message and show_question through the window's host: the box carries the window's caption
 // and the value's text, and the question's answer is the button pressed.
-#include <gtest/gtest.h>
-
 #include <string>
 
 #include "core/script_api.h"
-#include "graphics/window.h"
-#include "platform/fake/fake_window_host.h"
-#include "platform/fake/null_device.h"
-#include "support/draw_game.h"
+#include "graphics_fixture.h"
 
 namespace {
 
-class MessageBoxTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Window_UsePlatform(&host_, &device_);
-    datawin::RoomRecord room;
-    room.name = "rm_empty";
-    game_.rooms = {room};
-    ASSERT_TRUE(game_.Start());
-  }
-  void TearDown() override {
-    game_.Stop();
-    Window_UsePlatform(nullptr, nullptr);
-  }
-
-  FakeWindowHost host_;
-  NullDevice device_;
-  DrawGame game_;
-};
+using MessageBoxTest = DrawGameTest;
 
 TEST_F(MessageBoxTest, BoxesShowTheTextUnderTheCaptionAndQuestionsAnswerYesForTheFirstButton) {
   struct Case {

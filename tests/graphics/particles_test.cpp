@@ -1,89 +1,31 @@
 // Particle systems in a game started as the runner starts one (the draw game, on the recording null
 // device): the update's phases, emitter regions and counts, spawns, drawing order and quads, the
 // frame step's update and the layer walk's draw, depths and effects.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include "core/error.h"
-#include "core/function_table.h"
 #include "core/random.h"
-#include "graphics/batcher.h"
 #include "graphics/draw.h"
 #include "graphics/gpu_state.h"
 #include "graphics/particles.h"
 #include "graphics/particles_images.h"
-#include "graphics/window.h"
-#include "platform/fake/fake_window_host.h"
-#include "platform/fake/null_device.h"
-#include "support/draw_game.h"
-
-using namespace datawin;
+#include "graphics_fixture.h"
 
 namespace {
 
-RValue R(double v) { return RV_Real(v); }
-
-struct Vertex {
-  float x, y;
-  uint32_t colour;
-};
-
-class ParticlesTest : public ::testing::Test {
+class ParticlesTest : public DrawGameTest {
  protected:
   void SetUp() override {
-    Window_UsePlatform(&host_, &device_);
-    RoomRecord room;
-    room.name = "rm_particles";
-    room.width = room.height = 64;
-    game_.rooms = {room};
-    Configure(&game_);
-    ASSERT_TRUE(game_.Start());
+    DrawGameTest::SetUp();
     SetSeed(1234);
-    device_.clear_record();
-  }
-  void TearDown() override {
-    game_.Stop();
-    Window_UsePlatform(nullptr, nullptr);
   }
 
-  virtual void Configure(DrawGame*) {}
-
-  static double Call(const char* name, std::vector<double> numbers = {}) {
-    int32_t id = -1;
-    if (!Function_Find(name, &id)) ADD_FAILURE() << "no builtin " << name;
-    if (id < 0) return 0;
-    std::vector<RValue> args;
-    for (double n : numbers) args.push_back(R(n));
-    RValue result = RV_Undefined();
-    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
-    const double value = RV_Kind(result) == kRVUndefined ? 0 : RV_ToDouble(result);
-    RV_FreeToUndefined(&result);
-    return value;
-  }
-  static int32_t Int(const char* name, std::vector<double> numbers = {}) {
-    return static_cast<int32_t>(Call(name, std::move(numbers)));
+  static double Call(const char* name, const std::vector<double>& numbers = {}) { return CallNumber(name, numbers); }
+  static int32_t Int(const char* name, const std::vector<double>& numbers = {}) {
+    return static_cast<int32_t>(CallNumber(name, numbers));
   }
   static const std::vector<Particle>& Parts(int32_t ps) { return ParticleSystem_Get(ps)->particles; }
-
-  // Every vertex of the textured draws since the last call.
-  std::vector<Vertex> Vertices() {
-    GR_Flush();
-    std::vector<Vertex> out;
-    for (const RecordedDraw& draw : device_.draws()) {
-      if (draw.layout.stride != 24) continue;
-      const auto* v = reinterpret_cast<const VertexTextured*>(draw.vertices.data());
-      for (int32_t i = 0; i < draw.vertex_count; ++i) out.push_back({v[i].x, v[i].y, v[i].colour});
-    }
-    device_.clear_record();
-    return out;
-  }
-
-  FakeWindowHost host_;
-  NullDevice device_;
-  DrawGame game_;
 };
 
 TEST_F(ParticlesTest, ParticlesLiveTheirLifeAndGoInTheUpdateTheyReachIt) {
@@ -346,7 +288,7 @@ TEST_F(ParticlesTest, BuiltInShapesDrawAsQuadsInTheSystemsOrder) {
   Call("part_particles_create", {double(ps), 40, 40, double(t), 1});
   Call("part_system_position", {double(ps), 1, 0});
   Call("part_system_drawit", {double(ps)});
-  std::vector<Vertex> v = Vertices();
+  std::vector<VertexTextured> v = TexturedVertices();
   ASSERT_EQ(v.size(), 12u);
   EXPECT_EQ(v[0].colour, 0xFF0000FFu) << "old to new: the older, red, first";
   EXPECT_EQ(v[6].colour, 0x7FFF0000u);
@@ -358,15 +300,15 @@ TEST_F(ParticlesTest, BuiltInShapesDrawAsQuadsInTheSystemsOrder) {
 
   Call("part_system_draw_order", {double(ps), 0});
   Call("part_system_drawit", {double(ps)});
-  v = Vertices();
+  v = TexturedVertices();
   ASSERT_EQ(v.size(), 12u);
   EXPECT_EQ(v[0].colour, 0x7FFF0000u) << "new to old";
 
   Call("part_system_automatic_draw", {double(ps), 0});
   ParticleSystem_Draw(ps);
-  EXPECT_TRUE(Vertices().empty()) << "automatic drawing off";
+  EXPECT_TRUE(TexturedVertices().empty()) << "automatic drawing off";
   Call("part_system_drawit", {double(ps)});
-  EXPECT_EQ(Vertices().size(), 12u) << "drawit draws anyway";
+  EXPECT_EQ(TexturedVertices().size(), 12u) << "drawit draws anyway";
 }
 
 TEST_F(ParticlesTest, AdditiveBlendingSwitchesOnlyBetweenModesAndEndsNormal) {
@@ -393,7 +335,7 @@ TEST_F(ParticlesTest, TheFrameUpdatesAndTheLayerWalkDrawsTheSystems) {
   // The particle's own vertices (the frame also draws the application surface to the window).
   auto particle_vertices = [&]() {
     size_t n = 0;
-    for (const Vertex& v : Vertices()) n += (v.colour & 0xFFFFFFu) == 0x123456u;
+    for (const VertexTextured& v : TexturedVertices()) n += (v.colour & 0xFFFFFFu) == 0x123456u;
     return n;
   };
   device_.clear_record();

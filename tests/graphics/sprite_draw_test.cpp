@@ -1,99 +1,55 @@
 // The quad family and the sprite builtins on the recording null device: where quads land, which
 // frame is drawn, what is culled, and that a page's sprites share one batch.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "core/console.h"
-#include "core/function_table.h"
 #include "core/script_api.h"
-#include "graphics/batcher.h"
 #include "graphics/cull.h"
-#include "graphics/device_state.h"
 #include "graphics/draw.h"
 #include "graphics/sprite_draw.h"
 #include "graphics/tile_draw.h"
-#include "graphics/window.h"
-#include "platform/fake/fake_window_host.h"
-#include "platform/fake/null_device.h"
-#include "support/draw_game.h"
+#include "graphics_fixture.h"
 
 using namespace datawin;
 
 namespace {
-
-RValue R(double v) { return RV_Real(v); }
 
 struct Quad {
   float x[6], y[6], u[6], v[6];
   uint32_t colour[6];
 };
 
-class SpriteDrawTest : public ::testing::Test {
+class SpriteDrawTest : public DrawGameTest {
  protected:
   void SetUp() override {
-    Window_UsePlatform(&host_, &device_);
-    RoomRecord room;
-    room.name = "rm_empty";
-    room.width = room.height = 64;
-    game_.rooms = {room};
-    ASSERT_TRUE(game_.Start());
+    DrawGameTest::SetUp();
     Start_Frame();
     GR_Set_View(0, 0, 64, 64, 0);
     GR_Flush();
     device_.clear_record();
   }
-  void TearDown() override {
-    game_.Stop();
-    Window_UsePlatform(nullptr, nullptr);
-  }
 
   // The quads drawn since the last call.
   std::vector<Quad> Quads() {
-    GR_Flush();
+    const std::vector<VertexTextured> v = TexturedVertices();
     std::vector<Quad> quads;
-    for (const RecordedDraw& draw : device_.draws()) {
-      if (draw.layout.stride != 24) continue;
-      const auto* v = reinterpret_cast<const VertexTextured*>(draw.vertices.data());
-      for (int32_t q = 0; q + 6 <= draw.vertex_count; q += 6) {
-        Quad quad;
-        for (int i = 0; i < 6; ++i) {
-          quad.x[i] = v[q + i].x, quad.y[i] = v[q + i].y;
-          quad.u[i] = v[q + i].u, quad.v[i] = v[q + i].v;
-          quad.colour[i] = v[q + i].colour;
-        }
-        quads.push_back(quad);
+    for (size_t q = 0; q + 6 <= v.size(); q += 6) {
+      Quad quad;
+      for (size_t i = 0; i < 6; ++i) {
+        quad.x[i] = v[q + i].x, quad.y[i] = v[q + i].y;
+        quad.u[i] = v[q + i].u, quad.v[i] = v[q + i].v;
+        quad.colour[i] = v[q + i].colour;
       }
+      quads.push_back(quad);
     }
-    device_.clear_record();
     return quads;
   }
 
   static tsl::Value Call(const char* name, std::initializer_list<RValue> args) {
     return tsl::call(name, nullptr, nullptr, args);
   }
-  // A builtin called with arguments built at run time, as a table row holds them; its number result.
-  static double CallRow(const char* name, std::vector<RValue> args) {
-    int32_t id = -1;
-    if (!Function_Find(name, &id)) ADD_FAILURE() << "no builtin " << name;
-    if (id < 0) return 0;
-    RValue result = RV_Undefined();
-    Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
-    const double value = RV_Kind(result) == kRVUndefined ? 0 : RV_ToDouble(result);
-    RV_FreeToUndefined(&result);
-    return value;
-  }
-  static double CallRow(const char* name, const std::vector<double>& numbers) {
-    std::vector<RValue> args;
-    for (double a : numbers) args.push_back(R(a));
-    return CallRow(name, std::move(args));
-  }
-
-  FakeWindowHost host_;
-  NullDevice device_;
-  DrawGame game_;
 };
 
 TEST(SpriteFrameIndex, WrapsBothWaysAndRefusesEmptySprites) {
@@ -161,7 +117,7 @@ TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
   Call("draw_set_alpha", {R(0.5)});
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    CallRow(c.name, c.args);
+    CallNumber(c.name, c.args);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
     const Quad& q = quads[c.index];
@@ -301,15 +257,6 @@ tsl::Value Member(const tsl::Value& object, const char* key) {
   return tsl::call("variable_struct_get", nullptr, nullptr, {*object, S(key)});
 }
 
-std::string ErrorOf(const char* name, std::initializer_list<RValue> args) {
-  try {
-    tsl::call(name, nullptr, nullptr, args);
-  } catch (const KVTSLException& e) {
-    return e.message();
-  }
-  return "";
-}
-
 // draw_tile draws one cell the way a tile map draws it, at the place given; draw_tilemap draws a
 // map element of the room at a new place. Both go straight to the batch, outside the layer walk.
 TEST_F(SpriteDrawTest, DrawTileAndDrawTilemapDrawOutsideTheLayerWalk) {
@@ -329,7 +276,7 @@ TEST_F(SpriteDrawTest, DrawTileAndDrawTilemapDrawOutsideTheLayerWalk) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    EXPECT_EQ(CallRow("draw_tile", {c.set, c.data, 0, 40, 8}), c.result);
+    EXPECT_EQ(CallNumber("draw_tile", {c.set, c.data, 0, 40, 8}), c.result);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
     if (c.quads == 0) continue;
@@ -339,13 +286,13 @@ TEST_F(SpriteDrawTest, DrawTileAndDrawTilemapDrawOutsideTheLayerWalk) {
     EXPECT_FLOAT_EQ(quads[0].u[0], c.u);
     EXPECT_FLOAT_EQ(quads[0].v[0], v0);
   }
-  EXPECT_EQ(ErrorOf("draw_tile", {R(kTileSet), R(1), R(0), R(40)}), "draw_tile() - wrong number of arguments");
+  EXPECT_EQ(BuiltinError("draw_tile", {R(kTileSet), R(1), R(0), R(40)}), "draw_tile() - wrong number of arguments");
 
-  const double layer = CallRow("layer_create", std::vector<double>{0});
-  const double map = CallRow("layer_tilemap_create", {layer, 0, 0, kTileSet, 2, 1});
-  CallRow("tilemap_set", {map, 1, 1, 0});
+  const double layer = CallNumber("layer_create", std::vector<double>{0});
+  const double map = CallNumber("layer_tilemap_create", {layer, 0, 0, kTileSet, 2, 1});
+  CallNumber("tilemap_set", {map, 1, 1, 0});
   Quads();
-  EXPECT_EQ(CallRow("draw_tilemap", {map, 8, 4}), 0);
+  EXPECT_EQ(CallNumber("draw_tilemap", {map, 8, 4}), 0);
   const std::vector<Quad> quads = Quads();
   ASSERT_EQ(quads.size(), 1u);
   EXPECT_FLOAT_EQ(quads[0].x[0], 24);  // the second cell
@@ -463,7 +410,7 @@ TEST_F(SpriteDrawTest, TextFormsTakeTheirColoursScalesAndSeparationFromTheirArgu
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    CallRow(c.name, c.args);
+    CallNumber(c.name, c.args);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
     EXPECT_NEAR(quads[0].x[0], 10, 1e-3);
@@ -491,10 +438,10 @@ TEST_F(SpriteDrawTest, SpriteFontsAreReplacedInPlaceAndBadIdsRaise) {
   EXPECT_EQ(Call("font_replace_sprite", {R(font), R(kSprFrames), R('A'), R(0), R(1)}).real(), 1);
   EXPECT_EQ(Call("string_width", {S("C")}).real(), 17);
 
-  EXPECT_EQ(ErrorOf("font_add_sprite", {R(42), R('a'), R(0), R(0)}), "Trying to create font from non-existing sprite.");
-  EXPECT_EQ(ErrorOf("font_add_sprite_ext", {R(-1), S("a"), R(0), R(0)}), "Trying to create font from non-existing sprite.");
-  EXPECT_EQ(ErrorOf("font_replace_sprite", {R(99), R(kSprFrames), R('a'), R(0), R(0)}), "Trying to replace non-existing font.");
-  EXPECT_EQ(ErrorOf("font_replace_sprite_ext", {R(font), R(42), S("a"), R(0), R(0)}),
+  EXPECT_EQ(BuiltinError("font_add_sprite", {R(42), R('a'), R(0), R(0)}), "Trying to create font from non-existing sprite.");
+  EXPECT_EQ(BuiltinError("font_add_sprite_ext", {R(-1), S("a"), R(0), R(0)}), "Trying to create font from non-existing sprite.");
+  EXPECT_EQ(BuiltinError("font_replace_sprite", {R(99), R(kSprFrames), R('a'), R(0), R(0)}), "Trying to replace non-existing font.");
+  EXPECT_EQ(BuiltinError("font_replace_sprite_ext", {R(font), R(42), S("a"), R(0), R(0)}),
             "Trying to replace font from non-existing sprite.");
   EXPECT_EQ(Str(Call("font_get_fontname", {R(font)})), "spr_frames");
 }
@@ -538,7 +485,7 @@ TEST_F(SpriteDrawTest, SpriteSettersReachTheirGetters) {
       {"sprite_flush", {kSprFrames}, 0},
   };
   for (const Step& step : steps) {
-    const double got = CallRow(step.name, step.args);
+    const double got = CallNumber(step.name, step.args);
     if (step.want != kAny) {
       EXPECT_EQ(got, step.want) << step.name << " " << step.args[0];
     }
@@ -597,10 +544,6 @@ TEST_F(SpriteDrawTest, SpriteQueriesAndRunTimeSprites) {
   EXPECT_EQ(Call("sprite_delete", {*copy}).real(), 1);
   EXPECT_EQ(Call("sprite_duplicate", {R(kSprWhite)}).real(), kSprDot + 1);  // the freed id comes back
 }
-
-}  // namespace
-
-namespace {
 
 // A new game's draw state: the data file's "@@DrawColour" when it has one, black otherwise, always
 // opaque, whatever the game before it left behind.

@@ -11,12 +11,6 @@
 
 namespace {
 
-RValue R(double v) { return RV_Real(v); }
-RValue S(const char* text) {
-  RValue v = RV_Undefined();
-  RV_SetString(&v, text);
-  return v;
-}
 // Calls a builtin and frees its arguments and its result; the number it gave.
 double Number(const char* name, std::vector<RValue> args) {
   RValue result = CallBuiltin(name, args);

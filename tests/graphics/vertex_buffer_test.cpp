@@ -11,8 +11,6 @@
 
 namespace {
 
-RValue R(double v) { return RV_Real(v); }
-
 class VertexBufferTest : public GraphicsTest {
  protected:
   void SetUp() override {

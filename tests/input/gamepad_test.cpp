@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/fake/fake_window_host.h"
+#include "support/fake_pads.h"
 #include "storage/ds_core.h"
 #include "storage/ds_map.h"
 #include "support/fixture.h"
@@ -23,29 +23,6 @@ constexpr int32_t kGpPadU = 32781;
 constexpr int32_t kGpTriggerL = 32775;
 constexpr int32_t kGpAxisLH = 32785;
 constexpr int32_t kGpAxisLV = 32786;
-
-FakeWindowHost::FakePad controller(int32_t id, const std::string& name = "Test Pad") {
-  FakeWindowHost::FakePad pad;
-  pad.info.id = id;
-  pad.info.controller = true;
-  pad.info.rumble = true;
-  pad.info.name = name;
-  pad.info.guid = "03000000de2800000112000001000000";
-  pad.info.buttons = 11;
-  pad.info.axes = 6;
-  return pad;
-}
-
-FakeWindowHost::FakePad joystick(int32_t id, const std::string& guid) {
-  FakeWindowHost::FakePad pad;
-  pad.info.id = id;
-  pad.info.name = "Plain Stick";
-  pad.info.guid = guid;
-  pad.info.buttons = 4;
-  pad.info.axes = 3;
-  pad.info.hats = 1;
-  return pad;
-}
 
 // {event_type, pad_index} of each queued system event, in order.
 std::vector<std::pair<std::string, int>> take_events() {
@@ -95,7 +72,7 @@ TEST_F(GamePadTest, TableSizeFollowsThePoolSwitch) {
 }
 
 TEST_F(GamePadTest, ControllerReadsThroughTheFixedLayout) {
-  host_.pads.push_back(controller(5));
+  host_.pads.push_back(FakeController(5));
   start();
   GamePads_Poll();
   EXPECT_EQ(take_events(), (std::vector<std::pair<std::string, int>>{{"gamepad discovered", 0}}));
@@ -136,7 +113,7 @@ TEST_F(GamePadTest, ControllerReadsThroughTheFixedLayout) {
 }
 
 TEST_F(GamePadTest, TriggerPressFiresOnCrossingTheThreshold) {
-  host_.pads.push_back(controller(1));
+  host_.pads.push_back(FakeController(1));
   start();
   const GamePad& slot = *GamePads_Slot(0);
   const int16_t steps[] = {8000, 20000, 30000, 32767, 10000};
@@ -151,7 +128,7 @@ TEST_F(GamePadTest, TriggerPressFiresOnCrossingTheThreshold) {
 }
 
 TEST_F(GamePadTest, DeadzoneScalesWhatLiesOutsideIt) {
-  host_.pads.push_back(controller(1));
+  host_.pads.push_back(FakeController(1));
   start();
   GamePad& slot = *GamePads_Slot(0);
   const struct {
@@ -168,7 +145,7 @@ TEST_F(GamePadTest, DeadzoneScalesWhatLiesOutsideIt) {
 }
 
 TEST_F(GamePadTest, LostPadQueuesTheEventAndReadsZero) {
-  host_.pads.push_back(controller(3));
+  host_.pads.push_back(FakeController(3));
   start();
   pad(3).reading.button[static_cast<int>(PadButton::kA)] = 1;
   GamePads_Poll();
@@ -182,14 +159,14 @@ TEST_F(GamePadTest, LostPadQueuesTheEventAndReadsZero) {
   EXPECT_FLOAT_EQ(GamePad_ButtonValue(slot, 0, kGpFace1), 0.0f);
 
   // It comes back to the first free fixed slot.
-  host_.pads.push_back(controller(4));
+  host_.pads.push_back(FakeController(4));
   GamePads_Refresh();
   GamePads_Poll();
   EXPECT_EQ(take_events(), (std::vector<std::pair<std::string, int>>{{"gamepad discovered", 0}}));
 }
 
 TEST_F(GamePadTest, BackgroundPadsKeepTheirValues) {
-  host_.pads.push_back(controller(1));
+  host_.pads.push_back(FakeController(1));
   start();
   pad(1).reading.button[static_cast<int>(PadButton::kB)] = 1;
   GamePads_Poll();
@@ -200,7 +177,7 @@ TEST_F(GamePadTest, BackgroundPadsKeepTheirValues) {
 }
 
 TEST_F(GamePadTest, VibrationGoesToTheMotorsAtTheNextPoll) {
-  host_.pads.push_back(controller(1));
+  host_.pads.push_back(FakeController(1));
   start();
   GamePads_Poll();
   GamePad& slot = *GamePads_Slot(0);
@@ -224,7 +201,7 @@ TEST_F(GamePadTest, JoystickTakesAPoolSlotThroughTheDatabaseFile) {
                  guid.c_str());
     std::fclose(file);
   }
-  host_.pads.push_back(joystick(9, guid));
+  host_.pads.push_back(FakeJoystick(9, guid, "Plain Stick", 4, 3));
   start();
   ASSERT_EQ(host_.pad_mappings.size(), 1u) << "the file's lines reach the system's database too";
   GamePads_Poll();
@@ -249,7 +226,7 @@ TEST_F(GamePadTest, JoystickTakesAPoolSlotThroughTheDatabaseFile) {
 }
 
 TEST_F(GamePadTest, UnmappedJoystickReadsItsRawState) {
-  host_.pads.push_back(joystick(2, "03000000ffff0000eeee000000000000"));
+  host_.pads.push_back(FakeJoystick(2, "03000000ffff0000eeee000000000000", "Plain Stick", 4, 3));
   start();
   GamePads_Poll();
   GamePad& slot = *GamePads_Slot(4);
@@ -266,7 +243,7 @@ TEST_F(GamePadTest, UnmappedJoystickReadsItsRawState) {
 TEST_F(GamePadTest, EnvironmentMappingsComeAfterTheFile) {
   const std::string guid = "0300000022220000bbbb000000000000";
   setenv("SDL_GAMECONTROLLERCONFIG", (guid + ",From Env,a:b0,platform:linux").c_str(), 1);
-  host_.pads.push_back(joystick(2, guid));
+  host_.pads.push_back(FakeJoystick(2, guid, "Plain Stick", 4, 3));
   start();
   EXPECT_EQ(GamePads_Slot(4)->description, "From Env");
   EXPECT_NE(GamePads_Database().AllLines().find("From Env"), std::string::npos);

@@ -1,7 +1,5 @@
 #include "input_fixture.h"
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "compiled_code.h"
@@ -11,26 +9,16 @@
 #include "graphics/window.h"
 #include "input/io.h"
 #include "platform/clock.h"
-
-namespace {
-
-std::vector<uint8_t> read_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-}  // namespace
+#include "support/fake_pads.h"
+#include "support/game_file.h"
 
 void InputLibraryTest::SetUp() {
   Platform_SetClock(&clock_);
   Window_UsePlatform(&host_, &device_);
-  std::vector<uint8_t> image = read_bytes(std::string(KOVA_BINARY_DIR) + "/data.win");
-  ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
-  game_.window_width = 640;
-  game_.window_height = 360;
   ConsoleCapture capture;
   try {
-    ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
+    StartGameFile(&game_, Compiled_CodeTables());
+    if (HasFatalFailure()) return;
   } catch (const KVTSLException& e) {
     FAIL() << "the start-up raised: " << e.message() << "\n" << capture.text();
   }
@@ -50,28 +38,13 @@ void InputLibraryTest::TearDown() {
 }
 
 FakeWindowHost::FakePad& InputLibraryTest::attach_controller(int32_t id, const std::string& name) {
-  FakeWindowHost::FakePad pad;
-  pad.info.id = id;
-  pad.info.controller = true;
-  pad.info.rumble = true;
-  pad.info.name = name;
-  pad.info.guid = "03000000de2800000112000001000000";
-  pad.info.buttons = 11;
-  pad.info.axes = 6;
-  host_.pads.push_back(pad);
+  host_.pads.push_back(FakeController(id, name));
   host_.Push(WindowMessageKind::kDevicesChanged);
   return host_.pads.back();
 }
 
 FakeWindowHost::FakePad& InputLibraryTest::attach_joystick(int32_t id, const std::string& guid, const std::string& name) {
-  FakeWindowHost::FakePad pad;
-  pad.info.id = id;
-  pad.info.name = name;
-  pad.info.guid = guid;
-  pad.info.buttons = 8;
-  pad.info.axes = 4;
-  pad.info.hats = 1;
-  host_.pads.push_back(pad);
+  host_.pads.push_back(FakeJoystick(id, guid, name));
   host_.Push(WindowMessageKind::kDevicesChanged);
   return host_.pads.back();
 }

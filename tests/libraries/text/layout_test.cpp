@@ -33,16 +33,6 @@ class LayoutTest : public TextLibraryTest {
   // scribble(text) with the test's settings applied through its methods.
   tsl::Value element(const char* text) { return call(tsl_Script_scribble, {*str(text)}); }
   static Element* native(const tsl::Value& v) { return dynamic_cast<Element*>(v.object()); }
-  tsl::Value method(const tsl::Value& e, const char* name, std::vector<RValue> args = {}) {
-    const tsl::Value m = tsl::get(KV_AsInstance(e.object()), name);
-    std::vector<RValue*> pointers;
-    for (RValue& a : args) pointers.push_back(&a);
-    tsl::Value out;
-    RValue callee = *m;
-    CallMethod(KV_AsInstance(Object_Global()), nullptr, out.get(), static_cast<int>(pointers.size()), &callee,
-               pointers.data());
-    return out;
-  }
   Model* model(const tsl::Value& e) { return native(e)->get_model(true); }
   static std::u32string codes(const Page& page) {
     std::u32string out;

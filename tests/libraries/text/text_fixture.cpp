@@ -1,16 +1,10 @@
 #include "text_fixture.h"
 
-#include <fstream>
-#include <iterator>
-
-#include "core/object.h"
+#include "support/game_file.h"
 
 void TextLibraryTest::SetUp() {
   Window_UsePlatform(&host_, &device_);
-  std::ifstream in(std::string(KOVA_BINARY_DIR) + "/data.win", std::ios::binary);
-  std::vector<uint8_t> image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  ASSERT_GT(image.size(), 1024u) << "build the data_win target first";
-  ASSERT_TRUE(game_.StartImage(std::move(image), Compiled_CodeTables()));
+  StartGameFile(&game_, Compiled_CodeTables());
 }
 
 void TextLibraryTest::TearDown() {
@@ -19,12 +13,11 @@ void TextLibraryTest::TearDown() {
 }
 
 tsl::Value TextLibraryTest::call(KVScriptFunction script, std::vector<RValue> args) {
-  std::vector<RValue*> pointers;
-  for (RValue& a : args) pointers.push_back(&a);
-  tsl::Value result;
-  CInstance* global = KV_AsInstance(Object_Global());
-  script(global, global, result.get(), static_cast<int>(pointers.size()), pointers.data());
-  return result;
+  return CallScript(script, std::move(args));
+}
+
+tsl::Value TextLibraryTest::method(const tsl::Value& target, const char* name, std::vector<RValue> args) {
+  return CallMember(target, name, std::move(args));
 }
 
 std::string TextLibraryTest::error_of(KVScriptFunction script, std::vector<RValue> args) {

@@ -25,6 +25,8 @@ class TextLibraryTest : public ::testing::Test {
 
   // A script of the library called with the global object as self.
   tsl::Value call(KVScriptFunction script, std::vector<RValue> args = {});
+  // target.name(args...), with the global object as self.
+  tsl::Value method(const tsl::Value& target, const char* name, std::vector<RValue> args = {});
   // The error text a call raises; "" when it raises none.
   std::string error_of(KVScriptFunction script, std::vector<RValue> args = {});
   static tsl::Value str(const char* text) { return tsl::Value::String(text); }

@@ -32,15 +32,6 @@ class TypistTest : public TextLibraryTest {
     tsl::set(tsl::global(), "test_typist", *typist_);
   }
 
-  tsl::Value method(const tsl::Value& target, const char* name, std::vector<RValue> args = {}) {
-    const tsl::Value m = tsl::get(KV_AsInstance(target.object()), name);
-    std::vector<RValue*> pointers;
-    for (RValue& a : args) pointers.push_back(&a);
-    tsl::Value out;
-    RValue callee = *m;
-    CallMethod(nullptr, nullptr, out.get(), static_cast<int>(pointers.size()), &callee, pointers.data());
-    return out;
-  }
   tsl::Value element(const char* text) { return call(tsl_Script_scribble, {*str(text)}); }
   // One frame of the game in which the element is drawn with the typist `draws` times.
   void frame(const tsl::Value& e, int draws = 1) {
