@@ -147,7 +147,6 @@ void DoAStep() {
     if (Run_DrawEnabled) Room_Draw();
     Deferred_Process();
     Backgrounds_Scroll();
-    Particles_UpdateView();
     Deferred_Process();
     ++DrawnSteps;
   }

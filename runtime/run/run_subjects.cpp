@@ -110,7 +110,6 @@ bool IO_PauseEventThisFrame() { return false; }
 void Instance_PurgeDestroyed() { Room_PurgeMarked(Run_Room); }
 void Deferred_Process() { Run_Flush(); }
 void Backgrounds_Scroll() { Room_ScrollBackgrounds(Run_Room); }
-void Particles_UpdateView() {}
 
 // Room_Switch is the world's (world/room_flow.cpp). Ending the game ends the room with its Game End
 // events and frees every working copy, so a restart starts persistent rooms anew.

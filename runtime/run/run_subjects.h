@@ -22,7 +22,6 @@ bool IO_PauseEventThisFrame();
 void Instance_PurgeDestroyed();
 void Deferred_Process();
 void Backgrounds_Scroll();
-void Particles_UpdateView();
 
 // Room requests at the frame's end and the game's start and end.
 void Room_EndCurrent(bool game_ending);
