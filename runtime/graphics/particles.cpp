@@ -223,6 +223,28 @@ void Particles_FreeAll() {
   ParticleImages_Free();
 }
 
+namespace {
+
+template <typename T>
+void replace_table(std::vector<std::unique_ptr<T>>& table, std::vector<std::optional<T>>& entries) {
+  table.clear();
+  table.reserve(entries.size());
+  for (std::optional<T>& entry : entries) {
+    table.push_back(entry.has_value() ? std::make_unique<T>(std::move(*entry)) : nullptr);
+  }
+}
+
+}  // namespace
+
+void Particles_ReplaceTables(std::vector<std::optional<ParticleType>> types,
+                             std::vector<std::optional<ParticleSystem>> systems) {
+  replace_table(g_types, types);
+  replace_table(g_systems, systems);
+  for (auto& system : g_systems) {
+    if (system != nullptr) system->elementId = -1;
+  }
+}
+
 // ---- Particles -----------------------------------------------------------------------------------
 
 double Particle_Random(double min, double max, int32_t distribution) {

@@ -14,6 +14,7 @@
 // The layer side (elements, depths, rooms) belongs to the world (world/particles_layer.cpp), which
 // reads and writes `elementId`, `depth` and the layer name kept for the next room.
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,10 @@ void ParticleSystem_Delete(int32_t id);
 void ParticleSystem_Reset(ParticleSystem* system);
 // Game end: particles and emitters of every system, then the types, the systems and the images.
 void Particles_FreeAll();
+// A loaded game's tables take the place of both tables, empty entries keeping their ids; the
+// images stay. The systems stand on no layer element.
+void Particles_ReplaceTables(std::vector<std::optional<ParticleType>> types,
+                             std::vector<std::optional<ParticleSystem>> systems);
 
 // ---- Particles and emitters ----------------------------------------------------------------------
 // min + a value of the distribution scaled to the range; min when max is not above min.

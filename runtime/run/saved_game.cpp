@@ -89,6 +89,7 @@ struct SavedState {
   SavedSettings settings;
   SavedVariables globals;
   std::vector<SavedRoom> rooms;
+  SavedParticles particles;
 };
 
 // Decodes the whole stream after its version word; false when anything is missing or out of range.
@@ -103,7 +104,7 @@ bool read_state(SaveReader* in, SavedState* state) {
     if (!in->text(&name) || !in->value(&value)) return false;
     state->globals.emplace_back(std::move(name), std::move(value));
   }
-  if (!SavedRooms_Read(in, &state->rooms)) return false;
+  if (!SavedRooms_Read(in, &state->rooms) || !SavedParticles_Read(in, &state->particles)) return false;
   const int32_t room = state->settings.room;
   return room >= 0 && room < static_cast<int32_t>(state->rooms.size()) && state->rooms[static_cast<size_t>(room)].stored;
 }
@@ -241,6 +242,7 @@ bool SavedGame_Write(std::vector<uint8_t>* out) {
     writer.value(*global->FindOwnSlot(slot));
   }
   SavedRooms_Write(&writer);
+  SavedParticles_Write(&writer);
   *out = std::move(writer.bytes());
   return true;
 }
@@ -261,6 +263,7 @@ bool SavedGame_Restore(const uint8_t* data, size_t size) {
   int32_t highest_layer = 0;
   uint32_t highest_instance = 0;
   SavedRooms_Build(state.rooms, state.settings.room, &made, &highest_layer, &highest_instance);
+  SavedParticles_Apply(std::move(state.particles));
   apply_settings(state.settings, highest_layer, highest_instance);
   {
     // Every struct and array of the stream is made before any variable takes one.

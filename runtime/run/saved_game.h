@@ -6,9 +6,10 @@
 // run variables, the instance and layer id counters, the random generator, the math epsilon), the
 // global variables by name, then the room count and for each room index a flag (1: the room has a
 // working copy, the current one or a persistent room that was left) followed by that room's
-// record: its fields, backgrounds and views with their cameras, its layers, and its instances
-// with their builtin state, path and timeline record and variables. Values are written as
-// saved_game_values.h tells.
+// record: its fields, backgrounds and views with their cameras and camera scripts, its layers with
+// their drawn and sequence elements, and its instances with their builtin state, path and timeline
+// record and variables; last the particle types and systems, with their emitters and live
+// particles. Values are written as saved_game_values.h tells.
 //
 // A load tears the rooms down without any event, rebuilds every stored room from its template
 // with the saved layers and instances, and takes the current room up again without events

@@ -1,6 +1,6 @@
-// The drawn elements of a saved layer: backgrounds, sprites, tile maps with their cells and tiles.
-// Instances have their own records; particle systems and sequences keep the state the room's
-// template gives them.
+// The drawn elements of a saved layer: backgrounds, sprites, tile maps with their cells, tiles and
+// sequences with their play state. Instances have their own records; particle systems are saved
+// with their tables and put on their layers again when the room resumes.
 #include <algorithm>
 #include <cstring>
 #include <unordered_set>
@@ -8,6 +8,7 @@
 
 #include "run/saved_game_records.h"
 #include "world/layer.h"
+#include "world/sequence_instance.h"
 
 namespace {
 
@@ -17,6 +18,7 @@ bool saved_kind(int32_t kind) {
     case kLayerElementSprite:
     case kLayerElementTilemap:
     case kLayerElementTile:
+    case kLayerElementSequence:
       return true;
     default:
       return false;
@@ -46,6 +48,25 @@ void fields(IO& io, CLayerTileElement& r) {
   io(r.blend), io(r.alpha), io(r.visible);
 }
 
+template <class IO>
+void fields(IO& io, CLayerSequenceElement& r) {
+  io(r.sequenceIndex), io(r.speed), io(r.speedType), io(r.xscale), io(r.yscale), io(r.angle), io(r.blend);
+  io(r.alpha), io(r.x), io(r.y), io(r.headPosition), io(r.headDirection), io(r.paused);
+}
+
+// A sequence element as it plays: the head, direction, speed and pause of its instance.
+CLayerSequenceElement sequence_state(const CLayerSequenceElement& element) {
+  CLayerSequenceElement state = element;
+  if (const CSequenceInstance* playing = SequenceInstance_OfElement(&element)) {
+    state.headPosition = playing->headPosition;
+    state.headDirection = playing->headDirection;
+    state.speed = playing->speedScale;
+    state.paused = playing->paused;
+  }
+  state.instance = -1;
+  return state;
+}
+
 // Copies the drawn state of source over target, keeping target's place (id, name, layer, links).
 template <class T>
 void copy_state(T* target, const T& source) {
@@ -68,6 +89,14 @@ void apply_state(CLayerElementBase* element, const SavedElement& saved) {
     case kLayerElementTile:
       copy_state(static_cast<CLayerTileElement*>(element), saved.tile);
       break;
+    case kLayerElementSequence: {
+      // The element stands in a room that isn't running: the room's start plays it from this state.
+      auto* sequence = static_cast<CLayerSequenceElement*>(element);
+      const int32_t instance = sequence->instance;
+      copy_state(sequence, saved.sequence);
+      sequence->instance = instance;
+      break;
+    }
     case kLayerElementTilemap: {
       auto* map = static_cast<CLayerTilemapElement*>(element);
       uint32_t* old_cells = map->cells;
@@ -110,6 +139,11 @@ void SavedElements_Write(SaveWriter* out, const CLayer* layer) {
       case kLayerElementTile:
         fields(io, *static_cast<CLayerTileElement*>(at));
         break;
+      case kLayerElementSequence: {
+        CLayerSequenceElement state = sequence_state(*static_cast<CLayerSequenceElement*>(at));
+        fields(io, state);
+        break;
+      }
       case kLayerElementTilemap: {
         auto* map = static_cast<CLayerTilemapElement*>(at);
         fields(io, *map);
@@ -142,6 +176,9 @@ bool SavedElements_Read(SaveReader* in, std::vector<SavedElement>* elements) {
         break;
       case kLayerElementTile:
         fields(io, element.tile);
+        break;
+      case kLayerElementSequence:
+        fields(io, element.sequence);
         break;
       case kLayerElementTilemap: {
         fields(io, element.tilemap);

@@ -3,12 +3,14 @@
 // in stream order, in a `fields` function that the writer and the reader both walk, so the two
 // can't drift apart. Shared by saved_game.cpp and saved_game_rooms.cpp only.
 #include <array>
+#include <optional>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "graphics/particles.h"
 #include "run/saved_game_values.h"
 #include "world/instance_path.h"
 #include "world/layer.h"
@@ -92,7 +94,8 @@ void fields(IO& io, SavedInstance& r) {
   io(p.timelineIndex), io(p.timelinePrevious), io(p.timelinePosition), io(p.timelineSpeed);
 }
 
-// A drawn element of a layer (background, sprite, tile map, tile): the record of its kind.
+// A drawn element of a layer (background, sprite, tile map, tile, sequence): the record of its kind.
+// A sequence element's play state is its instance's when one plays on it.
 struct SavedElement {
   int32_t kind = 0;
   int32_t id = -1;
@@ -102,6 +105,7 @@ struct SavedElement {
   CLayerTilemapElement tilemap;  // cells stay null here: they are in `cells`
   std::vector<uint32_t> cells;
   CLayerTileElement tile;
+  CLayerSequenceElement sequence;  // its instance stays -1 here
 };
 
 struct SavedLayer {
@@ -118,11 +122,13 @@ void fields(IO& io, SavedLayer& r) {
   io(r.id), io(r.name), io(r.depth), io(r.xOffset), io(r.yOffset), io(r.hSpeed), io(r.vSpeed), io(r.visible);
 }
 
-// A view's camera: where it looks and what it follows.
+// A view's camera: where it looks and what it follows. Its update, begin and end scripts follow
+// the room's fields in the stream as values (read side only: the writer takes them from the camera).
 struct SavedCamera {
   bool present = false;
   float viewX = 0, viewY = 0, viewW = 0, viewH = 0, speedX = 0, speedY = 0, borderX = 0, borderY = 0, angle = 0;
   int32_t target = -1;
+  std::array<SavedValue, 3> scripts;  // update, begin, end
 };
 
 template <class IO>
@@ -188,6 +194,18 @@ using SavedInstanceMap = std::unordered_map<int32_t, CInstance*>;
 // last and taken up. Gives the highest layer and instance ids that now exist.
 void SavedRooms_Build(const std::vector<SavedRoom>& rooms, int32_t current, SavedInstanceMap* made,
                       int32_t* highest_layer, uint32_t* highest_instance);
-// Gives every made instance its saved variables.
+// Gives every made instance its saved variables, and the built rooms' cameras their scripts.
 void SavedRooms_AssignVariables(const std::vector<SavedRoom>& rooms, const SavedInstanceMap& made,
                                 SaveBuilder* builder);
+
+// ---- Particles (saved_game_particles.cpp) -----------------------------------------------------------
+// The particle types and systems with their emitters and live particles, and where each system
+// stands: the name of its layer (empty for an automatic one) and its depth.
+struct SavedParticles {
+  std::vector<std::optional<ParticleType>> types;  // by id; empty entries keep their ids
+  std::vector<std::optional<ParticleSystem>> systems;
+};
+void SavedParticles_Write(SaveWriter* out);
+bool SavedParticles_Read(SaveReader* in, SavedParticles* particles);
+// Replaces the tables with the saved ones; the systems take their layers when the room resumes.
+void SavedParticles_Apply(SavedParticles particles);

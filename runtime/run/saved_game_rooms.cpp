@@ -1,6 +1,7 @@
 // The rooms of a saved game: what each working copy holds (fields, views and their cameras, layers,
 // instances) written and read, and the rooms built again from their templates on a load.
 #include <algorithm>
+#include <array>
 
 #include "core/frame_state.h"
 #include "core/object.h"
@@ -114,6 +115,12 @@ SavedCamera capture_camera(const CViewGM* view) {
   return r;
 }
 
+// A camera's update, begin and end scripts, in stream order.
+template <class C>
+auto camera_scripts(C* camera) {
+  return std::array{&camera->updateScript, &camera->beginScript, &camera->endScript};
+}
+
 void write_room(SaveWriter* out, const CRoom* room) {
   SavedRoom record;
   record.caption = room->caption;
@@ -135,6 +142,11 @@ void write_room(SaveWriter* out, const CRoom* room) {
   }
   FieldOut io{out};
   fields(io, record);
+  for (int32_t i = 0; i < kRoomViewCount; ++i) {
+    if (!record.cameras[static_cast<size_t>(i)].present) continue;
+    const Camera* camera = Camera_Get(room->views[i]->cameraId);
+    for (const RValue* script : camera_scripts(camera)) out->value(*script);
+  }
 
   // Managed layers are the runtime's own: their instances find one again by depth.
   std::vector<const CLayer*> layers;
@@ -176,8 +188,15 @@ bool read_variables(SaveReader* in, SavedVariables* out) {
 bool read_room(SaveReader* in, SavedRoom* room) {
   FieldIn io{in};
   fields(io, *room);
+  if (!io.ok) return false;
+  for (SavedCamera& camera : room->cameras) {
+    if (!camera.present) continue;
+    for (SavedValue& script : camera.scripts) {
+      if (!in->value(&script)) return false;
+    }
+  }
   int32_t layers = 0;
-  if (!io.ok || !in->count(&layers, 30)) return false;
+  if (!in->count(&layers, 30)) return false;
   room->layers.resize(static_cast<size_t>(layers));
   for (SavedLayer& layer : room->layers) {
     fields(io, layer);
@@ -416,6 +435,21 @@ void SavedRooms_Build(const std::vector<SavedRoom>& rooms, int32_t current, Save
 
 void SavedRooms_AssignVariables(const std::vector<SavedRoom>& rooms, const SavedInstanceMap& made,
                                 SaveBuilder* builder) {
+  for (size_t index = 0; index < rooms.size() && index < Run_Rooms.size(); ++index) {
+    const CRoom* built = Run_Rooms[index];
+    if (built == nullptr) continue;
+    for (int32_t i = 0; i < kRoomViewCount; ++i) {
+      const SavedCamera& saved = rooms[index].cameras[static_cast<size_t>(i)];
+      Camera* camera = built->views[i] != nullptr ? Camera_Get(built->views[i]->cameraId) : nullptr;
+      if (camera == nullptr || !saved.present) continue;
+      const auto fields = camera_scripts(camera);
+      for (size_t n = 0; n < fields.size(); ++n) {
+        RValue script = builder->value(saved.scripts[n]);
+        camera->SetScript(fields[n], script);
+        RV_FreeToUndefined(&script);
+      }
+    }
+  }
   for (const SavedRoom& room : rooms) {
     for (const SavedInstance& s : room.instances) {
       const auto found = made.find(s.id);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "core/frame_state.h"
@@ -183,6 +184,22 @@ void ParticleSystem_EnterRoom(CRoom* room) {
     add_to_layer(room, automatic_layer(room, depth), id);
     system->depth = depth;
   }
+}
+
+std::string ParticleSystem_KeptLayerName(int32_t id) {
+  const ParticleSystem* system = ParticleSystem_Get(id);
+  if (system == nullptr) return {};
+  if (std::find(g_depth_queue.begin(), g_depth_queue.end(), id) != g_depth_queue.end()) return {};
+  if (system->elementId < 0) return system->layerName;
+  const CLayerParticleElement* element = element_of(Run_Room, system);
+  return element != nullptr && !element->layer->managed ? element->layer->name : std::string();
+}
+
+void ParticleLayer_Replace(std::vector<std::optional<ParticleType>> types,
+                           std::vector<std::optional<ParticleSystem>> systems) {
+  g_depth_queue.clear();
+  Effect_Forget();
+  Particles_ReplaceTables(std::move(types), std::move(systems));
 }
 
 void ParticleLayer_Init() {

@@ -8,6 +8,11 @@
 // automatic layer at their depth. Older files have no layers: the room draw merges the systems
 // with the instances by depth instead.
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "graphics/particles.h"
 
 struct CLayer;
 struct CRoom;
@@ -27,6 +32,15 @@ int32_t ParticleSystem_GetLayer(int32_t id);  // -1 for none
 void ParticleSystem_ApplyDepths();
 void ParticleSystem_LeaveRoom(CRoom* room);
 void ParticleSystem_EnterRoom(CRoom* room);
+
+// The layer name a system would look for in the next room: its layer's, or empty for an automatic
+// layer, a depth waiting in the queue or no layer.
+std::string ParticleSystem_KeptLayerName(int32_t id);
+// A loaded game's tables replace the running ones (Particles_ReplaceTables): the depth queue and
+// the presets' systems and types are forgotten. Call between rooms; the next room's start puts the
+// systems on their layers.
+void ParticleLayer_Replace(std::vector<std::optional<ParticleType>> types,
+                           std::vector<std::optional<ParticleSystem>> systems);
 
 // Installs the room and layer hooks (called by World_Init).
 void ParticleLayer_Init();
