@@ -19,7 +19,7 @@
 namespace {
 
 // The state bits an instance brings back. Where it stands (lists, layer element, collision tree,
-// pending changes) is made anew, and a sequence's instances come back without their sequence.
+// pending changes) is made anew.
 constexpr uint32_t kSavedFlags = kInstCreated | kInstVisible | kInstSolid | kInstPersistent | kInstTimelineRuns |
                                  kInstTimelineLoops | kInstWasOutside | kInstPlainDraw | kInstManaged |
                                  kInstDeactivated | kInstInitial;
@@ -161,10 +161,13 @@ void write_room(SaveWriter* out, const CRoom* room) {
     SavedElements_Write(out, layer);
   }
 
+  // The instances a sequence made for its instance tracks belong to it: the sequence, which is
+  // saved with its element, makes them again when it plays on.
   std::vector<std::pair<CInstance*, bool>> instances;
   for (const CInstanceList* list : {&room->active, &room->inactive}) {
     for (CInstance* at = list->head; at != nullptr; at = at->next) {
-      if ((at->flags & kGoneFlags) == 0 && !at->purged) instances.emplace_back(at, (at->flags & kInstDeactivated) != 0);
+      if ((at->flags & (kGoneFlags | kInstInSequence)) != 0 || at->purged) continue;
+      instances.emplace_back(at, (at->flags & kInstDeactivated) != 0);
     }
   }
   out->s32(static_cast<int32_t>(instances.size()));

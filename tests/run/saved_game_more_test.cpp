@@ -15,6 +15,7 @@
 #include "support/fixture.h"
 #include "world/frame_world_test.h"
 #include "world/layer.h"
+#include "world/object_type.h"
 #include "world/particles_layer.h"
 #include "world/room.h"
 #include "world/sequence.h"
@@ -41,16 +42,20 @@ class SavedGameMoreTest : public FrameWorldTest {
   }
 
   // One room with a view, an "Effects" layer at depth 0 and a "Ground" layer at depth 200, and a
-  // looping sequence of length 10 with no tracks.
+  // looping sequence of length 10 whose one instance track makes a "thing" (object 0).
   void load_game() {
+    SequenceTrackRecord actor{.kind = seqn::kTrackInstance, .name = "actor"};
+    actor.keyframes = {{.frame = 0, .length = 10, .channels = {{.object_index = 0}}}};
+    SequenceRecord sequence{.name = "seq_idle", .loopmode = 1, .playback_speed = 1, .playback_speed_type = 1,
+                            .length = 10};
+    sequence.tracks = {actor};
     RoomRecord room{.name = "rm_keep", .width = 640, .height = 360, .enable_views = true,
                     .views = {{.enabled = true, .view_width = 320, .view_height = 180}}};
     room.layers = {{.name = "Effects", .id = 3, .kind = layer::kKindInstances, .depth = 0},
                    {.name = "Ground", .id = 4, .kind = layer::kKindInstances, .depth = 200}};
     Writer writer = MakeMinimalGame(17, 2);
     add_objt(writer, {ObjectDef("thing")}, 17);
-    add_seqn(writer, {SequenceRecord{.name = "seq_idle", .loopmode = 1, .playback_speed = 1,
-                                     .playback_speed_type = 1, .length = 10}});
+    add_seqn(writer, {sequence});
     add_room(writer, {room});
     ASSERT_TRUE(load_and_start(writer));
     ASSERT_TRUE(Sequence_Prepare());
@@ -154,6 +159,8 @@ TEST_F(SavedGameMoreTest, SequenceElementMadeAtRunTimeComesBackWithItsPlayState)
   ASSERT_NE(element, nullptr);
   CSequenceInstance* playing = SequenceInstance_OfElement(element);
   ASSERT_NE(playing, nullptr);
+  Sequence_AdvanceRoom(Run_Room);  // starts it: its track makes the thing
+  ASSERT_EQ(Object_Find(0)->instances.count, 1);
   playing->headPosition = 4.0f;
   playing->speedScale = 2.0f;
   playing->paused = true;
@@ -176,6 +183,9 @@ TEST_F(SavedGameMoreTest, SequenceElementMadeAtRunTimeComesBackWithItsPlayState)
   EXPECT_FLOAT_EQ(playing->headPosition, 4.0f);
   EXPECT_FLOAT_EQ(playing->speedScale, 2.0f);
   EXPECT_TRUE(playing->paused);
+  EXPECT_EQ(Object_Find(0)->instances.count, 0) << "the sequence's own instance isn't saved apart from it";
+  Sequence_AdvanceRoom(Run_Room);
+  EXPECT_EQ(Object_Find(0)->instances.count, 1) << "the sequence makes it again as it plays on";
 }
 
 TEST_F(SavedGameMoreTest, CameraScriptsComeBack) {
