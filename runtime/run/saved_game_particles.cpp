@@ -2,6 +2,7 @@
 // emitters and its live particles. A system is written with the layer name it would look for in
 // the next room (empty for an automatic layer) and its depth, so that the resumed room puts it
 // back where it stood.
+#include <string>
 #include <utility>
 
 #include "run/saved_game_records.h"
@@ -33,16 +34,33 @@ void fields(IO& io, Particle& r) {
   io(r.angle), io(r.colour), io(r.alpha), io(r.size), io(r.frame), io(r.random);
 }
 
-// The settings of a system; its emitters and particles follow, each behind its count.
+// The settings of a system and the name of the layer it returns to; its emitters and particles
+// follow, each behind its count.
 template <class IO>
-void fields(IO& io, ParticleSystem& r) {
+void fields(IO& io, ParticleSystem& r, std::string& layer) {
   io(r.oldToNew), io(r.depth), io(r.xDraw), io(r.yDraw), io(r.automaticUpdate), io(r.automaticDraw);
-  io(r.destroyAtRoomEnd), io(r.layerName);
+  io(r.destroyAtRoomEnd), io(layer);
 }
 
 // At least as many bytes as an emitter and a particle take in the stream, for the counts' checks.
 constexpr size_t kEmitterBytes = 4 * 5;
 constexpr size_t kParticleBytes = 4 * 15;
+
+// A table by id: its size, then per entry a flag (1 for an entry, 0 for a free id) and the entry,
+// which read_entry reads.
+template <class T, class ReadEntry>
+bool read_table(SaveReader* in, std::vector<std::optional<T>>* table, ReadEntry read_entry) {
+  int32_t size = 0;
+  if (!in->count(&size, 4)) return false;
+  table->resize(static_cast<size_t>(size));
+  for (std::optional<T>& entry : *table) {
+    int32_t present = 0;
+    if (!in->s32(&present) || (present != 0 && present != 1)) return false;
+    if (present == 0) continue;
+    if (!read_entry(&entry.emplace())) return false;
+  }
+  return true;
+}
 
 template <class T>
 bool read_list(SaveReader* in, std::vector<T>* list, size_t min_bytes) {
@@ -71,16 +89,8 @@ void SavedParticles_Write(SaveWriter* out) {
     ParticleSystem* system = ParticleSystem_Get(id);
     out->s32(system != nullptr ? 1 : 0);
     if (system == nullptr) continue;
-    ParticleSystem settings;
-    settings.oldToNew = system->oldToNew;
-    settings.depth = system->depth;
-    settings.xDraw = system->xDraw;
-    settings.yDraw = system->yDraw;
-    settings.automaticUpdate = system->automaticUpdate;
-    settings.automaticDraw = system->automaticDraw;
-    settings.destroyAtRoomEnd = system->destroyAtRoomEnd;
-    settings.layerName = ParticleSystem_KeptLayerName(id);
-    fields(io, settings);
+    std::string layer = ParticleSystem_KeptLayerName(id);
+    fields(io, *system, layer);
     out->s32(static_cast<int32_t>(system->emitters.size()));
     for (ParticleEmitter& emitter : system->emitters) fields(io, emitter);
     out->s32(static_cast<int32_t>(system->particles.size()));
@@ -90,33 +100,20 @@ void SavedParticles_Write(SaveWriter* out) {
 
 bool SavedParticles_Read(SaveReader* in, SavedParticles* particles) {
   FieldIn io{in};
-  int32_t types = 0;
-  if (!in->count(&types, 4)) return false;
-  particles->types.resize(static_cast<size_t>(types));
-  for (std::optional<ParticleType>& type : particles->types) {
-    int32_t present = 0;
-    if (!in->s32(&present) || (present != 0 && present != 1)) return false;
-    if (present == 0) continue;
-    type.emplace();
+  const auto read_type = [&io](ParticleType* type) {
     fields(io, *type);
-    if (!io.ok) return false;
-  }
-  int32_t systems = 0;
-  if (!in->count(&systems, 4)) return false;
-  particles->systems.resize(static_cast<size_t>(systems));
-  for (std::optional<ParticleSystem>& system : particles->systems) {
-    int32_t present = 0;
-    if (!in->s32(&present) || (present != 0 && present != 1)) return false;
-    if (present == 0) continue;
-    system.emplace();
-    fields(io, *system);
+    return io.ok;
+  };
+  const auto read_system = [&io, in](ParticleSystem* system) {
+    fields(io, *system, system->layerName);
     if (!io.ok || !read_list(in, &system->emitters, kEmitterBytes) ||
         !read_list(in, &system->particles, kParticleBytes)) {
       return false;
     }
     for (Particle& particle : system->particles) particle.alive = true;
-  }
-  return true;
+    return true;
+  };
+  return read_table(in, &particles->types, read_type) && read_table(in, &particles->systems, read_system);
 }
 
 void SavedParticles_Apply(SavedParticles particles) {
