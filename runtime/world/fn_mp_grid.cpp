@@ -137,10 +137,12 @@ FN_MP(F_GridToDsGrid) {
   set_result(result, RV_Bool(true));
 }
 
-template <bool Object>
-FN_MP(F_LinearStep) {
+// One step towards (x, y) by a planner (linear or potential), past solids or past the named object.
+using PlanStep = bool (*)(CInstance*, float, float, float, MotionObstacles);
+template <PlanStep Step, bool Object>
+FN_MP(F_PlanStep) {
   const MotionObstacles o = Object ? object_arg(self, other, argv, 3) : checkall_arg(argv, 3);
-  set_result(result, RV_Bool(MotionPlan_LinearStep(self, F(argv, 0), F(argv, 1), F(argv, 2), o)));
+  set_result(result, RV_Bool(Step(self, F(argv, 0), F(argv, 1), F(argv, 2), o)));
 }
 
 template <bool Object>
@@ -153,12 +155,6 @@ FN_MP(F_LinearPath) {
 FN_MP(F_PotentialSettings) {
   set_result(result, RV_Undefined());
   MotionPlan_SetPotential(PotentialSettings{F(argv, 0), F(argv, 1), F(argv, 2), KVGetBool(argv, 3)});
-}
-
-template <bool Object>
-FN_MP(F_PotentialStep) {
-  const MotionObstacles o = Object ? object_arg(self, other, argv, 3) : checkall_arg(argv, 3);
-  set_result(result, RV_Bool(MotionPlan_PotentialStep(self, F(argv, 0), F(argv, 1), F(argv, 2), o)));
 }
 
 template <bool Object>
@@ -186,13 +182,13 @@ void MotionPlanning_RegisterBuiltins() {
   Function_Add("mp_grid_path", with_args<F_GridPath, 7>, 7, 0);
   Function_Add("mp_grid_draw", with_args<F_GridDraw, 1>, 1, 0);
   Function_Add("mp_grid_to_ds_grid", with_args<F_GridToDsGrid, 2>, 2, 0);
-  Function_Add("mp_linear_step", with_args<F_LinearStep<false>, 4>, 4, 0);
+  Function_Add("mp_linear_step", with_args<F_PlanStep<MotionPlan_LinearStep, false>, 4>, 4, 0);
   Function_Add("mp_linear_path", with_args<F_LinearPath<false>, 5>, 5, 0);
-  Function_Add("mp_linear_step_object", with_args<F_LinearStep<true>, 4>, 4, 0);
+  Function_Add("mp_linear_step_object", with_args<F_PlanStep<MotionPlan_LinearStep, true>, 4>, 4, 0);
   Function_Add("mp_linear_path_object", with_args<F_LinearPath<true>, 5>, 5, 0);
   Function_Add("mp_potential_settings", with_args<F_PotentialSettings, 4>, 4, 0);
-  Function_Add("mp_potential_step", with_args<F_PotentialStep<false>, 4>, 4, 0);
+  Function_Add("mp_potential_step", with_args<F_PlanStep<MotionPlan_PotentialStep, false>, 4>, 4, 0);
   Function_Add("mp_potential_path", with_args<F_PotentialPath<false>, 6>, 6, 0);
-  Function_Add("mp_potential_step_object", with_args<F_PotentialStep<true>, 4>, 4, 0);
+  Function_Add("mp_potential_step_object", with_args<F_PlanStep<MotionPlan_PotentialStep, true>, 4>, 4, 0);
   Function_Add("mp_potential_path_object", with_args<F_PotentialPath<true>, 6>, 6, 0);
 }

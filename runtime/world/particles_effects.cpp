@@ -65,25 +65,19 @@ void life(ParticleType& t, float min, float max, float f) {
   t.lifeMin = lifetime(min, f);
   t.lifeMax = lifetime(max, f);
 }
-void size(ParticleType& t, float min, float max, float incr) {
-  t.sizeMin = min;
-  t.sizeMax = max;
-  t.sizeIncr = incr;
+// One setting's range and per-step change: a type's size, speed or spin.
+void range(float& lo, float& hi, float& step, float min, float max, float incr) {
+  lo = min;
+  hi = max;
+  step = incr;
 }
-void speed(ParticleType& t, float min, float max, float incr) {
-  t.speedMin = min;
-  t.speedMax = max;
-  t.speedIncr = incr;
-}
+void size(ParticleType& t, float min, float max, float incr) { range(t.sizeMin, t.sizeMax, t.sizeIncr, min, max, incr); }
+void speed(ParticleType& t, float min, float max, float incr) { range(t.speedMin, t.speedMax, t.speedIncr, min, max, incr); }
 void direction(ParticleType& t, float min, float max) {
   t.dirMin = min;
   t.dirMax = max;
 }
-void spin(ParticleType& t, float min, float max, float incr) {
-  t.angMin = min;
-  t.angMax = max;
-  t.angIncr = incr;
-}
+void spin(ParticleType& t, float min, float max, float incr) { range(t.angMin, t.angMax, t.angIncr, min, max, incr); }
 void alpha(ParticleType& t, float a1, float a3) {
   t.alpha1 = a1;
   t.alpha2 = (a1 + a3) / 2.0f;

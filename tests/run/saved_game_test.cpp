@@ -11,7 +11,6 @@
 
 #include "core/builtin_families.h"
 #include "core/console.h"
-#include "core/event_context.h"
 #include "core/function_table.h"
 #include "core/memory.h"
 #include "core/object.h"
@@ -23,7 +22,6 @@
 #include "storage/file_paths.h"
 #include "support/fixture.h"
 #include "world/builtin_var_rows.h"
-#include "world/event.h"
 #include "world/frame_world_test.h"
 #include "world/instance.h"
 #include "world/instance_path.h"
@@ -117,10 +115,6 @@ class SavedGameTest : public FrameWorldTest {
     Files_Reset();
     Buffer_FreeAll();
     FrameWorldTest::TearDown();
-    // The world's start-up named events and objects for error texts; the run tests after these
-    // expect none.
-    Event_ResetState();
-    g_EventNameSources = KVEventNameSources{};
   }
 
   // Rooms: 0 a field with two heroes on "Actors" and an empty "Ground", 1 a persistent vault with

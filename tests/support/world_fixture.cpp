@@ -2,6 +2,7 @@
 
 #include "core/builtin_families.h"
 #include "core/error.h"
+#include "core/event_context.h"
 #include "core/frame_state.h"
 #include "core/function_table.h"
 #include "data/game_data.h"
@@ -46,6 +47,9 @@ void WorldTest::TearDown() {
   Object_ClearAssets();
   g_CodeTables = nullptr;
   New_Room = kNewRoomNone;
+  // The start-up named events and objects for error texts; tests after this one expect none.
+  Event_ResetState();
+  g_EventNameSources = KVEventNameSources{};
 }
 
 int32_t WorldTest::code(const char* name, TestEventFn fn) {
