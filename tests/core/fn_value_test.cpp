@@ -13,8 +13,6 @@ namespace {
 
 class FnValueTest : public ValueBuiltinsTest {};
 
-std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
-
 TEST_F(FnValueTest, EveryNameIsRegisteredInOrder) {
   const char* names[] = {
       "array_create", "array_length", "array_length_1d", "array_length_2d", "array_height_2d", "array_get",

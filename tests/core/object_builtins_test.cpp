@@ -19,36 +19,14 @@ namespace {
 using value_test::RaisedMessage;
 using value_test::Val;
 
-class ObjectBuiltinsTest : public ::testing::Test {
+class ObjectBuiltinsTest : public value_test::ObjectTest {
  protected:
   void SetUp() override {
-    GC_Reset();
-    Variable_ResetNames();
-    Function_Clear();
-    Object_RegisterBuiltins();
+    ObjectTest::SetUp();
     Object_CreateGlobal(2);
-  }
-  void TearDown() override {
-    Object_SetInstanceSelector(nullptr);
-    GC_Reset();
-    Function_Clear();
-    Variable_ResetNames();
-  }
-
-  static Val Call(const char* name, const std::vector<Val>& args, KVObjectBase* self = nullptr) {
-    int32_t id = -1;
-    EXPECT_TRUE(Function_Find(name, &id)) << name;
-    std::vector<RValue> argv;
-    for (const Val& a : args) argv.push_back(*a);
-    Val result;
-    Function_Row(id)->handler(result.get(), KV_AsInstance(self), KV_AsInstance(self), static_cast<int>(argv.size()),
-                              argv.data());
-    return result;
   }
   static Val Struct() { return Val::Object(Object_NewStruct()); }
   static void Set(const Val& s, const char* name, const Val& value) { Call("variable_struct_set", {s, Val::Str(name), value}); }
-
-  value_test::ValueGlobalsGuard guard_;
 };
 
 TEST_F(ObjectBuiltinsTest, StructAndInstanceFormsShareOneHandler) {

@@ -58,14 +58,11 @@ KVScriptRow g_rows[] = {
 constexpr int32_t kPoint = 100000;
 constexpr int32_t kProbe = 100001;
 
-class ObjectMethodTest : public ::testing::Test {
+class ObjectMethodTest : public value_test::ObjectTest {
  protected:
   void SetUp() override {
-    GC_Reset();
-    Variable_ResetNames();
-    Function_Clear();
+    ObjectTest::SetUp();
     Value_RegisterBuiltins();
-    Object_RegisterBuiltins();
     Function_Add("test_twice", F_Twice, 1, 1);
     Function_Find("test_twice", &twice_);
     tables_.scriptCount = 3;
@@ -78,22 +75,9 @@ class ObjectMethodTest : public ::testing::Test {
   }
   void TearDown() override {
     g_CodeTables = nullptr;
-    Object_SetInstanceSelector(nullptr);
-    GC_Reset();
-    Function_Clear();
-    Variable_ResetNames();
+    ObjectTest::TearDown();
   }
 
-  Val Call(const char* name, const std::vector<Val>& args, KVObjectBase* self = nullptr) {
-    int32_t id = -1;
-    EXPECT_TRUE(Function_Find(name, &id)) << name;
-    std::vector<RValue> argv;
-    for (const Val& a : args) argv.push_back(*a);
-    Val result;
-    Function_Row(id)->handler(result.get(), KV_AsInstance(self), KV_AsInstance(self), static_cast<int>(argv.size()),
-                              argv.data());
-    return result;
-  }
   static double CallWith(KVObjectBase* self, const Val& method, std::vector<Val> args) {
     std::vector<RValue*> pointers;
     for (Val& a : args) pointers.push_back(a.get());
@@ -106,7 +90,6 @@ class ObjectMethodTest : public ::testing::Test {
 
   KVCodeTables tables_;
   int32_t twice_ = -1;
-  value_test::ValueGlobalsGuard guard_;
 };
 
 TEST_F(ObjectMethodTest, UnboundMethodTakesTheCallersSelfAndBoundKeepsItsOwn) {

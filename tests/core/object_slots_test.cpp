@@ -21,32 +21,9 @@ namespace {
 using value_test::RaisedMessage;
 using value_test::Val;
 
-class ObjectSlotsTest : public ::testing::Test {
+class ObjectSlotsTest : public value_test::ObjectTest {
  protected:
-  void SetUp() override {
-    GC_Reset();
-    Variable_ResetNames();
-    Function_Clear();
-    Object_RegisterBuiltins();
-  }
-  void TearDown() override {
-    Object_SetBuiltinVariables({});
-    GC_Reset();
-    Function_Clear();
-    Variable_ResetNames();
-  }
-
   static int32_t Slot(const char* name) { return Variable_FindOrAddSlot(name); }
-  // Calls a builtin by name; the arguments are lent bit for bit, as the calls layer lends them.
-  static Val Call(const char* name, const std::vector<Val>& args) {
-    int32_t id = -1;
-    EXPECT_TRUE(Function_Find(name, &id)) << name;
-    std::vector<RValue> argv;
-    for (const Val& a : args) argv.push_back(*a);
-    Val result;
-    Function_Row(id)->handler(result.get(), nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
-    return result;
-  }
   static std::string Pointer(const void* p) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%p", p);
@@ -55,8 +32,6 @@ class ObjectSlotsTest : public ::testing::Test {
   static void Set(KVObjectBase* object, const char* name, const RValue& value) {
     ASSERT_TRUE(Object_SetRValue(object, name, &value));
   }
-
-  value_test::ValueGlobalsGuard guard_;
 };
 
 TEST_F(ObjectSlotsTest, ReadFindsThePrototypeOneStepAndWriteMakesAnOwnCopy) {

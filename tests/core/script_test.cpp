@@ -113,14 +113,11 @@ KVScriptRow g_rows[] = {
 
 KVObjectBase* g_instance = nullptr;  // the one instance, id 100001
 
-class ScriptTest : public ::testing::Test {
+class ScriptTest : public value_test::ObjectTest {
  protected:
   void SetUp() override {
-    GC_Reset();
-    Variable_ResetNames();
-    Function_Clear();
+    ObjectTest::SetUp();
     Value_RegisterBuiltins();
-    Object_RegisterBuiltins();
     Script_RegisterBuiltins();
     Function_Add("test_divide", F_Divide, 2, 1);
     tables_.scriptCount = static_cast<int32_t>(std::size(g_rows));
@@ -136,19 +133,7 @@ class ScriptTest : public ::testing::Test {
     Code_SetOldExec(false);
     Script_UnbindAll();
     New_Room = kNewRoomNone;
-    GC_Reset();
-    Function_Clear();
-    Variable_ResetNames();
-  }
-
-  Val Builtin(const char* name, std::vector<Val> args) {
-    std::vector<RValue> argv;
-    for (Val& a : args) argv.push_back(*a);
-    int32_t index = -1;
-    EXPECT_TRUE(Function_Find(name, &index)) << name;
-    Val result;
-    Function_Row(index)->handler(result.get(), nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
-    return result;
+    ObjectTest::TearDown();
   }
 
   KVCodeTables tables_;
@@ -217,22 +202,22 @@ TEST_F(ScriptTest, FreeStringGivesTheTextBackToTheMemoryManager) {
 }
 
 TEST_F(ScriptTest, ScriptBuiltinsCallCheckAndName) {
-  EXPECT_EQ(Builtin("script_execute", {Val::Real(100000), Val::Real(1), Val::Real(2), Val::Real(3), Val::Real(4)})
+  EXPECT_EQ(Call("script_execute", {Val::Real(100000), Val::Real(1), Val::Real(2), Val::Real(3), Val::Real(4)})
                 .text(),
             "4");
-  EXPECT_EQ(RaisedMessage([&] { Builtin("script_execute", {Val::Real(100099)}); }),
+  EXPECT_EQ(RaisedMessage([&] { Call("script_execute", {Val::Real(100099)}); }),
             "Trying to execute non-existing script.");
   int32_t divide = -1;
   Function_Find("test_divide", &divide);
-  EXPECT_EQ(Builtin("script_execute", {Val::Real(divide), Val::Real(9), Val::Real(3)}).text(), "3");
+  EXPECT_EQ(Call("script_execute", {Val::Real(divide), Val::Real(9), Val::Real(3)}).text(), "3");
 
   Val args = Val::Array({Val::Real(1), Val::Real(2), Val::Real(3), Val::Real(4), Val::Real(5)});
-  EXPECT_EQ(Builtin("script_execute_ext", {Val::Real(100000), args, Val::Real(1)}).text(), "5");
-  EXPECT_EQ(Builtin("script_execute_ext", {Val::Real(100000), args, Val::Real(1), Val::Real(2)}).kind(),
+  EXPECT_EQ(Call("script_execute_ext", {Val::Real(100000), args, Val::Real(1)}).text(), "5");
+  EXPECT_EQ(Call("script_execute_ext", {Val::Real(100000), args, Val::Real(1), Val::Real(2)}).kind(),
             kRVUndefined);
-  EXPECT_EQ(RaisedMessage([&] { Builtin("script_execute_ext", {Val::Real(100000), Val::Real(1)}); }),
+  EXPECT_EQ(RaisedMessage([&] { Call("script_execute_ext", {Val::Real(100000), Val::Real(1)}); }),
             "script_execute_ext : argument 2 is not an array");
-  EXPECT_EQ(RaisedMessage([&] { Builtin("script_execute_ext", {Val::Real(100000), args, Val::Real(6)}); }),
+  EXPECT_EQ(RaisedMessage([&] { Call("script_execute_ext", {Val::Real(100000), args, Val::Real(6)}); }),
             "array base offset 6 is out of range 0..5");
 
   struct Case {
@@ -247,11 +232,11 @@ TEST_F(ScriptTest, ScriptBuiltinsCallCheckAndName) {
       {Val::Real(divide), "0", "test_divide"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(Builtin("script_exists", {c.index}).text(), c.exists) << c.index.text();
-    EXPECT_EQ(Builtin("script_get_name", {c.index}).text(), c.name) << c.index.text();
+    EXPECT_EQ(Call("script_exists", {c.index}).text(), c.exists) << c.index.text();
+    EXPECT_EQ(Call("script_get_name", {c.index}).text(), c.name) << c.index.text();
   }
   Val method = Val::Object(Method_ForScript(2, nullptr));
-  EXPECT_EQ(Builtin("script_get_name", {method}).text(), "guarded");
+  EXPECT_EQ(Call("script_get_name", {method}).text(), "guarded");
 }
 
 TEST_F(ScriptTest, CodeRunsInTheShapeOfItsName) {

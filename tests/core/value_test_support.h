@@ -1,7 +1,8 @@
 #pragma once
 // Helpers for the value model's tests: Val, an RValue that owns its reference; RaisedMessage, the
-// message of the script error a call raised; and ValueBuiltinsTest, a fixture with the value
-// builtins registered that calls them by name through the function table, as the calls layer does.
+// message of the script error a call raised; ValueBuiltinsTest, a fixture with the value builtins
+// registered that calls them by name through the function table, as the calls layer does; and
+// ObjectTest, the same for the object builtins.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,12 +12,14 @@
 #include <vector>
 
 #include "core/error.h"
+#include "core/fn_object.h"
 #include "core/fn_value.h"
 #include "core/function_table.h"
 #include "core/gc.h"
 #include "core/memory.h"
 #include "core/object.h"
 #include "core/rvalue.h"
+#include "core/variable_names.h"
 
 namespace value_test {
 
@@ -129,6 +132,9 @@ class Val {
   RValue v_;
 };
 
+// An argument list written in place: Call("f", Args({Val::Real(1)})).
+inline std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
+
 inline std::string TextOf(const RValue& v) {
   char* t = RV_ToText(v);
   std::string s = t;
@@ -211,6 +217,44 @@ class ValueBuiltinsTest : public ValueTest {
     std::vector<Val> none;
     return Call(name, none);
   }
+};
+
+// Calls a registered builtin by name with self as both self and other; the arguments are lent bit
+// for bit, as the calls layer lends them.
+inline Val CallNamed(const char* name, const std::vector<Val>& args, KVObjectBase* self = nullptr) {
+  int32_t id = -1;
+  EXPECT_TRUE(Function_Find(name, &id)) << name;
+  std::vector<RValue> argv;
+  for (const Val& a : args) argv.push_back(*a);
+  Val result;
+  if (id < 0) return result;
+  Function_Row(id)->handler(result.get(), KV_AsInstance(self), KV_AsInstance(self), static_cast<int>(argv.size()),
+                            argv.data());
+  return result;
+}
+
+// The object model's fixture: an empty collector, name table and function table with the object
+// builtins registered, all emptied again after the test.
+class ObjectTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    GC_Reset();
+    Variable_ResetNames();
+    Function_Clear();
+    Object_RegisterBuiltins();
+  }
+  void TearDown() override {
+    Object_SetInstanceSelector(nullptr);
+    Object_SetBuiltinVariables({});
+    GC_Reset();
+    Function_Clear();
+    Variable_ResetNames();
+  }
+  static Val Call(const char* name, const std::vector<Val>& args, KVObjectBase* self = nullptr) {
+    return CallNamed(name, args, self);
+  }
+
+  ValueGlobalsGuard guard_;
 };
 
 }  // namespace value_test

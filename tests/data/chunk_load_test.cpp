@@ -30,15 +30,6 @@ class ChunkLoad : public LoaderTest {
     g_calls.clear();
     g_reader_result = true;
   }
-
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
-
-  std::vector<uint8_t> image_;
 };
 
 }  // namespace

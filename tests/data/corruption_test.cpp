@@ -1,7 +1,8 @@
-// Damaged data files: valid fixtures with chunks, strings, lists and VARI/FUNC chains, mutated
-// thousands of times with a fixed seed, each loaded through both walks from a heap block of exactly
-// the file's size. The loader must return, never crash and never read outside the block; the
-// AddressSanitizer build (make test-asan) turns any stray read into a failure.
+// Damaged data files: valid fixtures with chunks, strings, lists and VARI/FUNC chains, and one
+// holding every asset chunk, mutated thousands of times with a fixed seed, each loaded through
+// both walks from a heap block of exactly the file's size. The loader must return, never crash and
+// never read outside the block (the AddressSanitizer build, make test-asan, turns any stray read
+// into a failure), and an asset reader's failure must name its chunk.
 #include <algorithm>
 #include <cstring>
 #include <random>
@@ -11,7 +12,10 @@
 #include "core/function_table.h"
 #include "data/debug_file.h"
 #include "data/game_data.h"
+#include "graphics/asset_sprites.h"
+#include "graphics/texture_table.h"
 #include "loader_test_util.h"
+#include "run/asset_readers.h"
 #include "support/fixture_games.h"
 
 using namespace datawin;
@@ -119,6 +123,8 @@ class Corruption : public LoaderTest {
   }
 };
 
+class AssetCorruption : public AssetLoaderTest {};
+
 }  // namespace
 
 TEST_F(Corruption, ValidFixturesLoad) {
@@ -176,4 +182,33 @@ TEST_F(Corruption, ThousandsOfMutationsAreSafe) {
   EXPECT_GT(refused, kRounds / 2);
   EXPECT_LT(refused, 3 * kRounds);
   EXPECT_GT(side_refused, kRounds / 10);
+}
+
+TEST_F(AssetCorruption, TheFixtureLoadsCleanly) {
+  LoaderConsole console;
+  ASSERT_TRUE(load(EveryChunkGame())) << console.text();
+  EXPECT_EQ(console.text().find("Error loading"), std::string::npos) << console.text();
+  EXPECT_EQ(console.text().find("what!!!!"), std::string::npos);
+  EXPECT_EQ(Sprite_Table().count(), 2);
+  EXPECT_EQ(Texture_Count(), 2);
+  Assets_ClearTables();
+}
+
+TEST_F(AssetCorruption, MutatedFilesFailCleanly) {
+  const std::vector<uint8_t> valid = BuildImage(EveryChunkGame());
+  Mutator mutator(20240611u);
+  ConsoleCapture quiet;
+  int failures = 0;
+  for (int round = 0; round < 3000; ++round) {
+    quiet.clear();
+    if (!LoadExactCopy(mutator.mutate(valid))) {
+      ++failures;
+      // A reader's failure names its chunk; the container's lines name theirs.
+      const std::string& text = quiet.text();
+      const bool named = text.find("Error loading game data: ") != std::string::npos ||
+                         text.find("unknown Chunk") != std::string::npos || text.find("Error on load") != std::string::npos;
+      EXPECT_TRUE(named) << "round " << round;
+    }
+  }
+  EXPECT_GT(failures, 100);
 }

@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -28,15 +27,6 @@ namespace {
 
 const std::string kBinaryDir = KOVA_BINARY_DIR;
 const std::string kSourceDir = KOVA_SOURCE_DIR;
-
-std::vector<uint8_t> read_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void write_bytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
 
 struct ToolRun {
   int status = -1;
@@ -62,7 +52,8 @@ class GameDataFile : public AssetLoaderTest {
  protected:
   void SetUp() override {
     AssetLoaderTest::SetUp();
-    file_ = read_bytes(kBinaryDir + "/data.win");
+    const std::string bytes = ReadTextFile(kBinaryDir + "/data.win");
+    file_.assign(bytes.begin(), bytes.end());
     ASSERT_GT(file_.size(), 1024u) << "build the data_win target first";
   }
   // Loads a copy of the file the way the runner does; the console text of both walks in *console.
@@ -104,8 +95,7 @@ TEST_F(GameDataFile, TheRunnerStartsOnItWithoutAnError) {
   const std::string command = "cd '" + dir.path() + "' && '" + kBinaryDir + "/kova-runner' -game '" + kBinaryDir +
                               "/data.win' -headless -noaudio -debugoutput trace.txt > out.txt 2>&1";
   const int raw = std::system(command.c_str());
-  const std::vector<uint8_t> bytes = read_bytes(dir.file("out.txt"));
-  const std::string out(bytes.begin(), bytes.end());
+  const std::string out = ReadTextFile(dir.file("out.txt"));
   ASSERT_TRUE(WIFEXITED(raw)) << out;
   EXPECT_EQ(WEXITSTATUS(raw), 0) << out;
   EXPECT_NE(out.find("Process Chunk: TXTR"), std::string::npos) << out;
@@ -195,12 +185,9 @@ TEST_F(GameDataFile, EveryTowerAndEnemyFindsItsAssetsByName) {
 }
 
 TEST_F(GameDataFile, EveryManifestEntrySitsAtItsIndex) {
-  std::ifstream in(kSourceDir + "/assets/manifest.txt", std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
   datawin::AssetManifest assets;
   std::string error;
-  ASSERT_TRUE(datawin::parse_asset_sections(text.str(), "manifest.txt", &assets, &error)) << error;
+  ASSERT_TRUE(datawin::parse_asset_sections(ReadTextFile(kSourceDir + "/assets/manifest.txt"), "manifest.txt", &assets, &error)) << error;
   std::string console;
   ASSERT_TRUE(load(&console)) << console;
   auto check = [](auto& entries, const char* kind, auto name_at) {
@@ -261,7 +248,7 @@ TEST_F(GameDataFile, TruncatedOrScribbledFilesAreReportedNeverACrash) {
   // Cut anywhere: info fails and names the problem; the runtime's loader returns.
   for (const size_t keep : {size_t{3}, size_t{12}, file_.size() / 7, file_.size() / 2, file_.size() - 1}) {
     std::vector<uint8_t> cut(file_.begin(), file_.begin() + static_cast<long>(keep));
-    write_bytes(damaged, cut);
+    WriteTextFile(damaged, cut);
     const ToolRun info = run_info(damaged);
     EXPECT_FALSE(info.signalled) << "info crashed on a file cut to " << keep;
     EXPECT_EQ(info.status, 1) << "a file cut to " << keep << " bytes passed: " << info.out.substr(0, 300);
@@ -275,7 +262,7 @@ TEST_F(GameDataFile, TruncatedOrScribbledFilesAreReportedNeverACrash) {
       const uint32_t value = round % 2 == 0 ? static_cast<uint32_t>(random()) : static_cast<uint32_t>(bytes.size() + random() % 64);
       std::memcpy(bytes.data() + at, &value, 4);
     }
-    write_bytes(damaged, bytes);
+    WriteTextFile(damaged, bytes);
     const ToolRun info = run_info(damaged);
     EXPECT_FALSE(info.signalled) << "info crashed on scribble round " << round;
     EXPECT_TRUE(info.status == 0 || info.status == 1) << info.out.substr(0, 300);
@@ -287,7 +274,7 @@ TEST_F(GameDataFile, TruncatedOrScribbledFilesAreReportedNeverACrash) {
   ASSERT_NE(sprt, 0u);
   const auto past_end = static_cast<uint32_t>(bytes.size() + 100);
   std::memcpy(bytes.data() + sprt + 4, &past_end, 4);
-  write_bytes(damaged, bytes);
+  WriteTextFile(damaged, bytes);
   const ToolRun info = run_info(damaged);
   EXPECT_EQ(info.status, 1);
   EXPECT_NE(info.out.find("SPRT 0: offset"), std::string::npos) << info.out.substr(0, 400);

@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,15 +13,6 @@
 #include "loader_test_util.h"
 
 using namespace datawin;
-
-namespace {
-
-void write_bytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                               static_cast<std::streamsize>(bytes.size()));
-}
-
-}  // namespace
 
 using GameFile = LoaderTest;
 
@@ -61,7 +51,7 @@ TEST_F(GameFile, MagicInEitherByteOrderAndRefusals) {
   int n = 0;
   for (const Case& c : cases) {
     const std::string path = dir.file("case" + std::to_string(n++));
-    write_bytes(path, c.bytes);
+    WriteTextFile(path, c.bytes);
     GameImage image;
     EXPECT_EQ(GameFile_Read(path, &image), c.status) << path;
     EXPECT_EQ(image.data != nullptr, c.status == GameFileStatus::kOk);

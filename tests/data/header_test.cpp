@@ -12,16 +12,6 @@
 
 using namespace datawin;
 
-namespace {
-
-bool load(std::vector<uint8_t>& image) {
-  const auto size = static_cast<uint32_t>(image.size());
-  const bool scanned = HeaderScan(image.data(), size);
-  return LoadGameData(image.data(), size) && scanned;
-}
-
-}  // namespace
-
 using Header = LoaderTest;
 
 TEST_F(Header, EveryVersionRoundTrips) {
@@ -56,8 +46,7 @@ TEST_F(Header, EveryVersionRoundTrips) {
     record.function_classes = 0x4;
     record.room_order = {3, 1, 2};
     add_gen8(writer, record);
-    std::vector<uint8_t> image = BuildImage(writer);
-    ASSERT_TRUE(load(image));
+    ASSERT_TRUE(load(writer));
 
     const GameHeader& h = GameData_Header();
     EXPECT_EQ(DataVersion, c.version);
@@ -79,17 +68,16 @@ TEST_F(Header, EveryVersionRoundTrips) {
     EXPECT_EQ(Run_UseGameTimer, c.window && c.generation >= 2);
     EXPECT_EQ(GameSpeed, c.speed ? 45.0f : 0.0f);
     EXPECT_EQ(Run_GameTimer.fps, c.speed ? 45.0 : 0.0) << "the timer starts only with a game speed";
-    EXPECT_EQ(h.record, image.data() + 16);
+    EXPECT_EQ(h.record, image_.data() + 16);
   }
 }
 
 TEST_F(Header, RoomOrderOffsetOfVersions13And14) {
   // The record carries no length: only the version says where the room order is.
   for (const auto& [version, offset] : {std::pair{13, 124u}, std::pair{14, 128u}}) {
-    std::vector<uint8_t> image = BuildImage(MakeMinimalGame(version, 1, 60.0f));
-    EXPECT_EQ(WordAt(image, 16 + offset), 1u) << "room count of version " << version;
-    EXPECT_EQ(WordAt(image, 16 + offset + 4), 0u);
-    ASSERT_TRUE(load(image));
+    ASSERT_TRUE(load(MakeMinimalGame(version, 1, 60.0f)));
+    EXPECT_EQ(WordAt(image_, 16 + offset), 1u) << "room count of version " << version;
+    EXPECT_EQ(WordAt(image_, 16 + offset + 4), 0u);
     EXPECT_EQ(GameData_Header().room_order, std::vector<int32_t>{0});
   }
 }
@@ -98,8 +86,7 @@ TEST_F(Header, GenerationOneNeverReadsAGameSpeed) {
   // A generation-1 record of version 17 ends at its room order; bytes behind it are another chunk.
   Writer writer = MakeMinimalGame(17, 1, 60.0f);
   writer.add_raw_chunk(make_tag("DAFL"), std::vector<uint8_t>(48, 0xFF));
-  std::vector<uint8_t> image = BuildImage(writer);
-  ASSERT_TRUE(load(image));
+  ASSERT_TRUE(load(writer));
   EXPECT_EQ(GameSpeed, 0.0f);
   EXPECT_FALSE(Run_UseGameTimer);
 }
@@ -111,8 +98,7 @@ TEST_F(Header, MissingNamesUseTheirFallbacks) {
   record.display_name.clear();
   record.project_name.clear();
   add_gen8(writer, record);
-  std::vector<uint8_t> image = BuildImage(writer);
-  ASSERT_TRUE(load(image));
+  ASSERT_TRUE(load(writer));
   EXPECT_STREQ(GameData_Header().file_name, "Default");
   EXPECT_STREQ(GameData_Header().display_name, "Made with Tolvarine");
   EXPECT_STREQ(GameData_Header().project_name, "");

@@ -49,12 +49,6 @@ class Links : public LoaderTest {
     return writer;
   }
 
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
-  }
 
   // The bytecode word at `byte` from the start of the code.
   uint32_t code_word(uint32_t byte) const {
@@ -65,7 +59,6 @@ class Links : public LoaderTest {
   }
 
   Label code_;
-  std::vector<uint8_t> image_;
 };
 
 }  // namespace

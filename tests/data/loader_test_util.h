@@ -1,6 +1,7 @@
 #pragma once
-// Shared by the loader tests: a fixture that starts and ends every test with an empty loader, and
-// a capture of the debug console (silent by default) together with the release console.
+// Shared by the loader tests: a fixture that starts and ends every test with an empty loader and
+// loads built images, and a capture of the debug console (silent by default) together with the
+// release console.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,21 +19,13 @@
 #include "run/asset_readers.h"
 #include "support/fixture.h"
 
+// load() scans and loads the built image, kept in image_.
 class LoaderTest : public ::testing::Test {
  protected:
   void SetUp() override { ResetLoaderState(); }
   void TearDown() override {
     ResetLoaderState();
     Console_Reset();
-  }
-};
-
-// A loader fixture with every asset reader plugged in; load() scans and loads the built image.
-class AssetLoaderTest : public LoaderTest {
- protected:
-  void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
   }
   bool load(const datawin::Writer& writer) {
     image_ = BuildImage(writer);
@@ -41,6 +34,15 @@ class AssetLoaderTest : public LoaderTest {
     return LoadGameData(image_.data(), size) && scanned;
   }
   std::vector<uint8_t> image_;
+};
+
+// A loader fixture with every asset reader plugged in.
+class AssetLoaderTest : public LoaderTest {
+ protected:
+  void SetUp() override {
+    LoaderTest::SetUp();
+    Assets_InstallReaders();
+  }
 };
 
 // Routes the debug console to the release console and captures both while alive.

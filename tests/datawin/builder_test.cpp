@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -26,14 +25,7 @@
 
 namespace {
 
-std::string tool_path() {
-  char self[PATH_MAX] = {};
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length <= 0) return "";
-  std::string dir(self, static_cast<size_t>(length));
-  dir = dir.substr(0, dir.find_last_of('/'));
-  return dir.substr(0, dir.find_last_of('/')) + "/kova-datawin";
-}
+std::string tool_path() { return BuildDirectory() + "/kova-datawin"; }
 
 struct RunResult {
   int status;

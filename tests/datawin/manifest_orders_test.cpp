@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -19,14 +18,6 @@
 #include "support/fixture.h"
 
 namespace {
-
-std::string build_dir() {
-  char self[PATH_MAX] = {};
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  std::string dir(self, length > 0 ? static_cast<size_t>(length) : 0);
-  dir = dir.substr(0, dir.find_last_of('/'));
-  return dir.substr(0, dir.find_last_of('/'));
-}
 
 const char kSmallManifest[] =
     "name = small\n"
@@ -121,7 +112,7 @@ TEST(ManifestOrders, GeneratedSourcesFollowTheManifestOrder) {
 }
 
 TEST(ManifestOrders, BuilderCodeIndexesAreTheFunctionTableRows) {
-  const std::string builder = build_dir() + "/kova-datawin";
+  const std::string builder = BuildDirectory() + "/kova-datawin";
   ASSERT_EQ(access(builder.c_str(), X_OK), 0) << "build the kova-datawin target first";
   TempDir dir;
   // The builder's asset sections ride along: the object whose event row the manifest lists.

@@ -4,25 +4,12 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include "support/fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary);
-  out << text;
-}
-
-std::string read_file(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // Changes the working directory for one test and puts it back.
 class CwdScope {
@@ -36,16 +23,16 @@ class CwdScope {
 
 TEST(PlatformFiles, MovesAtNamedFilesIntoDirectories) {
   TempDir dir;
-  write_file(dir / "a@b@c.txt", "abc");
-  write_file(dir / "x@y.dat", "xy");
-  write_file(dir / "plain.txt", "plain");
-  write_file(dir / ".hidden@file", "hidden");
+  WriteTextFile(dir / "a@b@c.txt", "abc");
+  WriteTextFile(dir / "x@y.dat", "xy");
+  WriteTextFile(dir / "plain.txt", "plain");
+  WriteTextFile(dir / ".hidden@file", "hidden");
   fs::create_directory(dir / "dir@name");
   fs::create_symlink(dir / "plain.txt", dir / "link@plain");
 
   EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), 2);
-  EXPECT_EQ(read_file(dir / "a/b/c.txt"), "abc");
-  EXPECT_EQ(read_file(dir / "x/y.dat"), "xy");
+  EXPECT_EQ(ReadTextFile(dir / "a/b/c.txt"), "abc");
+  EXPECT_EQ(ReadTextFile(dir / "x/y.dat"), "xy");
   EXPECT_FALSE(fs::exists(dir / "a@b@c.txt"));
   EXPECT_TRUE(fs::exists(dir / "plain.txt"));
   EXPECT_TRUE(fs::exists(dir / ".hidden@file"));
@@ -60,23 +47,23 @@ TEST(PlatformFiles, MovesAtNamedFilesIntoDirectories) {
 TEST(PlatformFiles, MoveKeepsAnExistingTargetAndSkipsOddNames) {
   TempDir dir;
   fs::create_directories(dir / "save");
-  write_file(dir / "save/slot.dat", "old");
-  write_file(dir / "save@slot.dat", "new");
-  write_file(dir / "@lead.txt", "lead");
-  write_file(dir / "double@@gap.txt", "gap");
-  write_file(dir / std::string(200, 'n').append("@x"), "long but fine");
+  WriteTextFile(dir / "save/slot.dat", "old");
+  WriteTextFile(dir / "save@slot.dat", "new");
+  WriteTextFile(dir / "@lead.txt", "lead");
+  WriteTextFile(dir / "double@@gap.txt", "gap");
+  WriteTextFile(dir / std::string(200, 'n').append("@x"), "long but fine");
 
   EXPECT_EQ(Platform_MoveAtNamedFiles(dir.path()), 3);
-  EXPECT_EQ(read_file(dir / "save/slot.dat"), "old") << "an existing file is never replaced";
-  EXPECT_EQ(read_file(dir / "save@slot.dat"), "new");
-  EXPECT_EQ(read_file(dir / "lead.txt"), "lead") << "a leading @ stays inside the directory";
-  EXPECT_EQ(read_file(dir / "double/gap.txt"), "gap");
-  EXPECT_EQ(read_file(dir / std::string(200, 'n') / "x"), "long but fine");
+  EXPECT_EQ(ReadTextFile(dir / "save/slot.dat"), "old") << "an existing file is never replaced";
+  EXPECT_EQ(ReadTextFile(dir / "save@slot.dat"), "new");
+  EXPECT_EQ(ReadTextFile(dir / "lead.txt"), "lead") << "a leading @ stays inside the directory";
+  EXPECT_EQ(ReadTextFile(dir / "double/gap.txt"), "gap");
+  EXPECT_EQ(ReadTextFile(dir / std::string(200, 'n') / "x"), "long but fine");
 }
 
 TEST(PlatformFiles, MoveSkipsFilesWeCannotWrite) {
   TempDir dir;
-  write_file(dir / "ro@file.txt", "ro");
+  WriteTextFile(dir / "ro@file.txt", "ro");
   fs::permissions(dir / "ro@file.txt", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
   // A privileged user may write any file; then read-only isn't visible to us and the file moves.
   const bool privileged = std::ofstream(dir / "ro@file.txt", std::ios::app).good();
@@ -86,11 +73,11 @@ TEST(PlatformFiles, MoveSkipsFilesWeCannotWrite) {
 
 TEST(PlatformFiles, MoveInTheCurrentDirectory) {
   TempDir dir;
-  write_file(dir / "cur@here.txt", "here");
+  WriteTextFile(dir / "cur@here.txt", "here");
   CwdScope cwd(dir.path());
   EXPECT_EQ(Platform_MoveAtNamedFiles(""), 1);
   EXPECT_EQ(Platform_MoveAtNamedFiles("/no/such/directory"), 0);
-  EXPECT_EQ(read_file(dir / "cur/here.txt"), "here");
+  EXPECT_EQ(ReadTextFile(dir / "cur/here.txt"), "here");
 }
 
 TEST(PlatformFiles, WholeFileReadAndWrite) {
@@ -127,7 +114,7 @@ TEST(PlatformFiles, ReadsFilesThatReportNoSize) {
 
 TEST(PlatformFiles, Readable) {
   TempDir dir;
-  write_file(dir / "f", "1");
+  WriteTextFile(dir / "f", "1");
   EXPECT_TRUE(Platform_FileReadable((dir / "f").string()));
   EXPECT_FALSE(Platform_FileReadable((dir / "g").string()));
   EXPECT_FALSE(Platform_FileReadable(dir.path()));
@@ -139,7 +126,7 @@ TEST(PlatformFiles, MakeDirectories) {
   EXPECT_TRUE(Platform_MakeDirectories((dir / "one/two/three").string()));
   EXPECT_TRUE(fs::is_directory(dir / "one/two/three"));
   EXPECT_TRUE(Platform_MakeDirectories((dir / "one/two/").string())) << "existing, with a trailing slash";
-  write_file(dir / "file", "x");
+  WriteTextFile(dir / "file", "x");
   EXPECT_FALSE(Platform_MakeDirectories((dir / "file/sub").string()));
   EXPECT_FALSE(Platform_MakeDirectories(""));
 }
@@ -155,7 +142,7 @@ TEST(PlatformFiles, DirectoryOf) {
 TEST(PlatformFiles, FullPath) {
   TempDir dir;
   fs::create_directories(dir / "real/sub");
-  write_file(dir / "real/sub/game.win", "FORM");
+  WriteTextFile(dir / "real/sub/game.win", "FORM");
   fs::create_directory_symlink(dir / "real", dir / "link");
   CwdScope cwd(dir.path());
   const std::string root = dir.path();
@@ -177,7 +164,7 @@ TEST(PlatformFiles, FullPath) {
   };
   for (const auto& c : cases) EXPECT_EQ(Platform_FullPath(c.path), c.full) << c.path;
 
-  write_file(dir / "odd\\name", "x");
+  WriteTextFile(dir / "odd\\name", "x");
   EXPECT_EQ(Platform_FullPath("odd\\name"), root + "/odd\\name") << "an existing name is taken as written";
 }
 

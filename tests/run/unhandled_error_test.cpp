@@ -6,8 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -125,13 +123,6 @@ TEST_F(UnhandledErrorTest, DialogTextIsReflowed) {
   for (const Case& c : cases) EXPECT_EQ(ErrorReport_DialogText(c.text), c.expected) << c.text;
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // Runs the raising runner on a game whose GLOB list is glob; returns the status, fills output.
 int run_raising_runner(const std::vector<int32_t>& glob, std::string* output) {
   TempDir dir;
@@ -153,7 +144,7 @@ int run_raising_runner(const std::vector<int32_t>& glob, std::string* output) {
   }
   int status = 0;
   waitpid(pid, &status, 0);
-  *output = read_file(out_path);
+  *output = ReadTextFile(out_path);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 

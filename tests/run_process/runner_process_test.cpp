@@ -298,51 +298,38 @@ TEST(RunnerProcess, AnInterruptAtAnyMomentEndsTheRunCleanly) {
   }
 }
 
-TEST(RunnerProcess, MissingDataFileEndsWithStatusOne) {
-  TempDir dir;
-  const ProcessResult result = run_runner({"-game", dir.file("missing.win")}, dir);
-  EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.output.find("Unable to find game!!: " + dir.file("missing.win")), std::string::npos)
-      << result.output;
-}
-
-TEST(RunnerProcess, FilesThatAreNotGameDataEndWithStatusOne) {
+// A missing file, or one that is no game data, ends the run with status 1 and says why. A data
+// file of several GiB is refused from its length with its true size, without being read (a sparse
+// file stands in for a huge one).
+TEST(RunnerProcess, MissingOrBadDataFilesEndWithStatusOne) {
   TempDir dir;
   struct Case {
     const char* name;
+    bool exists;
     std::string bytes;
-    const char* message;
+    uint64_t length;  // the bytes, then zeros up to this length
+    std::string message;
   };
-  std::string wrong_size = "FORM";
-  wrong_size += std::string("\x40\x00\x00\x00", 4);
-  wrong_size += "GEN8";
-  wrong_size += std::string(4, '\0');
+  const std::string text = "this is not a data file";
   const Case cases[] = {
-      {"text.win", "this is not a data file", "is not a game data file"},
-      {"empty.win", "", "is not a game data file"},
-      {"size.win", wrong_size, "Error attempting to load wad file with unexpected size 16 szFORM 64"},
+      {"missing.win", false, "", 0, "Unable to find game!!: " + dir.file("missing.win")},
+      {"text.win", true, text, text.size(), "is not a game data file"},
+      {"empty.win", true, "", 0, "is not a game data file"},
+      {"size.win", true, std::string("FORM\x40\0\0\0GEN8", 12), 16,
+       "Error attempting to load wad file with unexpected size 16 szFORM 64"},
+      {"huge.win", true, std::string("FORM\x38\0\0\0", 8), 5ull << 30,
+       "Error attempting to load wad file with unexpected size 5368709120 szFORM 56"},
   };
   for (const Case& c : cases) {
     const std::string path = dir.file(c.name);
-    std::ofstream(path, std::ios::binary) << c.bytes;
+    if (c.exists) {
+      std::ofstream(path, std::ios::binary) << c.bytes;
+      std::filesystem::resize_file(path, c.length);
+    }
     const ProcessResult result = run_runner({"-game", path, "-noerrors"}, dir);
     EXPECT_EQ(result.status, 1) << c.name << ": " << result.output;
     EXPECT_NE(result.output.find(c.message), std::string::npos) << c.name << ": " << result.output;
   }
-}
-
-// A data file of several GiB is refused from its length with its true size, without being read
-// (a sparse file stands in for a huge one).
-TEST(RunnerProcess, AHugeDataFileIsRefusedWithItsTrueSize) {
-  TempDir dir;
-  const std::string path = dir.file("huge.win");
-  std::ofstream(path, std::ios::binary) << std::string("FORM\x38\x00\x00\x00", 8);
-  std::filesystem::resize_file(path, 5ull << 30);
-  const ProcessResult result = run_runner({"-game", path, "-noerrors"}, dir);
-  EXPECT_EQ(result.status, 1) << result.output;
-  EXPECT_NE(result.output.find("Error attempting to load wad file with unexpected size 5368709120 szFORM 56"),
-            std::string::npos)
-      << result.output;
 }
 
 // An -output file that can't be written is said once on the console, after the text it missed.

@@ -17,8 +17,6 @@
 namespace value_test {
 namespace {
 
-std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
-
 class BufferOpsTest : public ValueBuiltinsTest {
  protected:
   void SetUp() override {

@@ -14,8 +14,6 @@
 namespace value_test {
 namespace {
 
-std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
-
 class BufferTest : public ValueBuiltinsTest {
  protected:
   void SetUp() override {

@@ -26,7 +26,6 @@ class DsBuiltinsTest : public ValueBuiltinsTest {
     DS_FreeAll();
     ValueBuiltinsTest::TearDown();
   }
-  static std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
 };
 
 }  // namespace value_test

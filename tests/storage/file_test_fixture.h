@@ -81,15 +81,9 @@ class FilesTest : public value_test::ValueBuiltinsTest {
 
   static void Put(const fs::path& path, const std::string& bytes) {
     fs::create_directories(path.parent_path());
-    std::ofstream out(path, std::ios::binary);
-    out << bytes;
+    WriteTextFile(path, bytes);
   }
-  static std::string Get(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
+  static std::string Get(const fs::path& path) { return ReadTextFile(path); }
 
   double Real(const char* name, std::vector<Val> args = {}) { return RV_ToDouble(*Call(name, args)); }
   std::string Text(const char* name, std::vector<Val> args = {}) { return Call(name, args).text(); }

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "core/console.h"
@@ -32,18 +30,6 @@ std::string parse_dump(const std::string& text) {
   IniFile ini;
   ini.LoadFromData(text.data(), text.size());
   return dump(ini);
-}
-
-std::string read_file(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary);
-  out << text;
 }
 
 struct ParseCase {
@@ -191,17 +177,17 @@ TEST(IniFileOnDisk, CleanFileIsNotRewritten) {
   TempDir dir;
   const fs::path path = dir / "read_only_use.ini";
   const std::string original = "; kept as is\n[a]\nx=1\ny=2\n";
-  write_file(path, original);
+  WriteTextFile(path, original);
   IniFile ini(path.c_str(), true);
   EXPECT_STREQ(ini.GetValue("a", "x"), "1");
   EXPECT_EQ(ini.WriteIniFile(), "[a]\r\ny=\"2\"\r\nx=\"1\"\r\n");
-  EXPECT_EQ(read_file(path), original);
+  EXPECT_EQ(ReadTextFile(path), original);
 }
 
 TEST(IniFileOnDisk, NotReadNowLeavesTheListsEmpty) {
   TempDir dir;
   const fs::path path = dir / "later.ini";
-  write_file(path, "[a]\nx=1\n");
+  WriteTextFile(path, "[a]\nx=1\n");
   IniFile ini(path.c_str(), false);
   EXPECT_EQ(ini.sections, nullptr);
   EXPECT_TRUE(ini.LoadFromFile());
@@ -216,13 +202,13 @@ TEST(IniFileOnDisk, SystemCommandFlushWritesAtOnce) {
   EXPECT_FALSE(fs::exists(path));
   ini.SetKey("SYSTEM_COMMAND", "INI_FILE_FLUSH", "NOW");
   EXPECT_FALSE(ini.dirty);
-  EXPECT_EQ(read_file(path), "[a]\r\nx=\"1\"\r\n");
+  EXPECT_EQ(ReadTextFile(path), "[a]\r\nx=\"1\"\r\n");
   EXPECT_EQ(ini.GetSection("SYSTEM_COMMAND"), nullptr);
 }
 
 TEST(IniFileOnDisk, FailedWriteKeepsDirtyAndSaysSo) {
   TempDir dir;
-  write_file(dir / "plain", "not a directory");
+  WriteTextFile(dir / "plain", "not a directory");
   const fs::path path = dir / "plain/inside.ini";
   IniFile ini(path.c_str(), true);
   ini.SetKey("a", "x", "1");

@@ -1,7 +1,9 @@
 #include "support/fixture.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -90,6 +92,22 @@ std::string ReadTextFile(const std::string& path) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+void WriteTextFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+void WriteTextFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+  WriteTextFile(path, std::string(bytes.begin(), bytes.end()));
+}
+
+std::string BuildDirectory() {
+  char self[PATH_MAX] = {};
+  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+  const std::string path(self, length > 0 ? static_cast<size_t>(length) : 0);
+  const std::string folder = path.substr(0, path.find_last_of('/'));
+  return folder.substr(0, folder.find_last_of('/'));
 }
 
 int RunCommand(const std::string& command) {

@@ -39,8 +39,13 @@ std::vector<uint8_t> BuildImage(const datawin::Writer& writer);
 
 // A whole file as text; empty when it cannot be read.
 std::string ReadTextFile(const std::string& path);
+// Writes the bytes to path, replacing what was there (its folder must exist).
+void WriteTextFile(const std::string& path, const std::string& bytes);
+void WriteTextFile(const std::string& path, const std::vector<uint8_t>& bytes);
 // A shell command's exit status, or -1 when it did not exit normally.
 int RunCommand(const std::string& command);
+// The build directory, where the programs are: the parent of the running test program's folder.
+std::string BuildDirectory();
 
 // The GEN8 record MakeMinimalGame writes: names "fixture", "Fixture Game", "fixture_project",
 // window 640x360, the room order {0}.

@@ -1,12 +1,13 @@
 // The registered builtin variable table against the assets manifest (names, order, read-only
 // marks, the 91 instance rows), and the rows that are more than plain accessors, read and written
-// as compiled code does: through Variable_GetValue / Variable_SetValue on instances and structs.
+// as compiled code does: through Variable_GetValue / Variable_SetValue on instances and structs;
+// the sprite rows over a sprite loaded from a written game, once the objects are prepared.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "core/builtin_var.h"
 #include "core/builtin_var_ids.h"
@@ -16,20 +17,20 @@
 #include "core/timing.h"
 #include "core/value_test_support.h"
 #include "core/variable_names.h"
+#include "data/game_data.h"
+#include "datawin/writer/chunk_sprites.h"
+#include "datawin/writer/chunk_textures.h"
 #include "manifest/manifest_orders.h"
+#include "run/asset_readers.h"
+#include "run/run_subjects.h"
+#include "support/fixture.h"
 #include "world/builtin_var_rows.h"
 #include "world/instance.h"
+#include "world/step.h"
 
 namespace {
 
 using value_test::RaisedMessage;
-
-std::string manifest_text() {
-  std::ifstream in(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt", std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 class BuiltinVarRowsTest : public ::testing::Test {
  protected:
@@ -73,7 +74,7 @@ class BuiltinVarRowsTest : public ::testing::Test {
 TEST_F(BuiltinVarRowsTest, RowsFollowTheManifestInNameOrderAndWritability) {
   manifest::Orders orders;
   std::string error;
-  ASSERT_TRUE(manifest::parse_orders(manifest_text(), "manifest.txt", &orders, &error)) << error;
+  ASSERT_TRUE(manifest::parse_orders(ReadTextFile(std::string(KOVA_SOURCE_DIR) + "/assets/manifest.txt"), "manifest.txt", &orders, &error)) << error;
   ASSERT_EQ(orders.instance_variables.size(), 91u);
   EXPECT_EQ(g_InstanceVariableCount, 91);
   std::vector<manifest::VariableRow> rows = orders.instance_variables;
@@ -230,6 +231,75 @@ TEST_F(BuiltinVarRowsTest, MotionRowsKeepBothFormsOfTheVectorInStep) {
   Write(instance_, "hspeed", -1);
   EXPECT_GE(instance_->direction, 0.0f);
   EXPECT_LT(instance_->direction, 360.0f);
+}
+
+// ---- Sprite rows ----------------------------------------------------------------------------------
+
+class BuiltinVarSpriteTest : public BuiltinVarRowsTest {
+ protected:
+  void SetUp() override {
+    ResetLoaderState();
+    Assets_InstallReaders();
+    BuiltinVarRowsTest::SetUp();
+  }
+  void TearDown() override {
+    g_BuiltinVarSpriteMetrics = nullptr;
+    g_StepSpriteAnimation = nullptr;
+    BuiltinVarRowsTest::TearDown();
+    ResetLoaderState();
+  }
+
+  // A game whose sprite 1 is 9 x 3 with three frames and its origin at (4, 1); sprite 0 is empty.
+  bool load_sprites() {
+    datawin::Writer writer = MakeMinimalGame(17, 2);
+    std::vector<std::optional<datawin::TpagEntry>> entries;
+    for (uint16_t i = 0; i < 3; ++i) entries.push_back(datawin::TpagEntry{i, 0, 8, 8, 0, 0, 8, 8, 20, 30, 0});
+    const std::vector<datawin::Label> labels = datawin::add_tpag(writer, entries);
+    datawin::SpriteRecord sprite;
+    sprite.name = "spr_three";
+    sprite.width = 9;
+    sprite.height = 3;
+    sprite.bbox_right = 8;
+    sprite.bbox_bottom = 2;
+    sprite.x_origin = 4;
+    sprite.y_origin = 1;
+    for (datawin::Label frame : labels) sprite.frames.push_back(frame + 0);
+    datawin::add_sprt(writer, 2, {std::nullopt, sprite});
+    image_ = BuildImage(writer);
+    const auto size = static_cast<uint32_t>(image_.size());
+    const bool scanned = HeaderScan(image_.data(), size);
+    return LoadGameData(image_.data(), size) && scanned;
+  }
+
+  std::vector<uint8_t> image_;
+};
+
+TEST_F(BuiltinVarSpriteTest, SpriteRowsReadTheSpriteWithTheSizeScaled) {
+  ASSERT_TRUE(load_sprites());
+  ASSERT_TRUE(Object_Prepare());
+  struct Case {
+    int32_t sprite;
+    float xscale, yscale;
+    double frames, width, height, xoffset, yoffset;
+  };
+  const Case cases[] = {
+      {1, 1.0f, 1.0f, 3, 9, 3, 4, 1},
+      {1, 2.0f, -0.5f, 3, 18, -1.5, 4, 1},  // the origin is not scaled
+      {-1, 2.0f, 2.0f, 0, 0, 0, 0, 0},      // no sprite
+      {0, 1.0f, 1.0f, 0, 0, 0, 0, 0},       // an empty slot of the table
+      {7, 1.0f, 1.0f, 0, 0, 0, 0, 0},       // past the table
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE("sprite " + std::to_string(c.sprite) + " scale " + std::to_string(c.xscale));
+    instance_->spriteIndex = c.sprite;
+    instance_->imageXScale = c.xscale;
+    instance_->imageYScale = c.yscale;
+    for (const auto& [row, expected] : {std::pair{"image_number", c.frames}, {"sprite_width", c.width},
+                                        {"sprite_height", c.height}, {"sprite_xoffset", c.xoffset},
+                                        {"sprite_yoffset", c.yoffset}}) {
+      EXPECT_DOUBLE_EQ(Read(instance_, row), expected) << row;
+    }
+  }
 }
 
 }  // namespace

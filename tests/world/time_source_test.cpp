@@ -58,15 +58,7 @@ class TimeSourceTest : public ::testing::Test {
     Function_Clear();
   }
 
-  Val Call(const char* name, const std::vector<Val>& args) {
-    int32_t id = -1;
-    EXPECT_TRUE(Function_Find(name, &id)) << name;
-    std::vector<RValue> argv;
-    for (const Val& a : args) argv.push_back(*a);
-    Val result;
-    Function_Row(id)->handler(result.get(), nullptr, nullptr, static_cast<int>(argv.size()), argv.data());
-    return result;
-  }
+  static Val Call(const char* name, const std::vector<Val>& args) { return value_test::CallNamed(name, args); }
   double Num(const char* name, const std::vector<Val>& args) { return RV_ToDouble(*Call(name, args)); }
   double Get(const char* name, int32_t id) { return Num(name, {Val::Real(id)}); }
   std::string Printed(const std::function<void()>& f) {
