@@ -101,9 +101,9 @@ TEST_F(FnMathTest, ArithmeticResults) {
 }
 
 TEST_F(FnMathTest, SqrtMessages) {
-  EXPECT_EQ(RaisedMessage([&] { Call("sqrt", Reals({-1})); }), "Cannot apply sqrt to negative number.");
-  EXPECT_EQ(RaisedMessage([&] { Call("sqrt", Reals({std::nan("")})); }), "Cannot apply sqrt to NaN");
-  EXPECT_EQ(RaisedMessage([&] { Call("abs"); }), "abs argument 1 incorrect type (undefined) expecting a Number (KVGR)");
+  EXPECT_EQ(Raised("sqrt", Reals({-1})), "Cannot apply sqrt to negative number.");
+  EXPECT_EQ(Raised("sqrt", Reals({std::nan("")})), "Cannot apply sqrt to NaN");
+  EXPECT_EQ(Raised("abs"), "abs argument 1 incorrect type (undefined) expecting a Number (KVGR)");
 }
 
 TEST_F(FnMathTest, MinAndMaxHandBackTheArgumentItself) {
@@ -119,7 +119,7 @@ TEST_F(FnMathTest, MinAndMaxHandBackTheArgumentItself) {
   Val none = Call("min");
   EXPECT_EQ(none.kind(), kRVReal);
   EXPECT_EQ(none->val, 0.0);
-  EXPECT_EQ(RaisedMessage([&] { Call("min", {Val::Real(1), Val::Str("x")}); }),
+  EXPECT_EQ(Raised("min", {Val::Real(1), Val::Str("x")}),
             "min argument 2 incorrect type (string) expecting a Number (KVGR)");
 }
 
@@ -151,8 +151,8 @@ TEST_F(FnMathTest, InverseTrigonometryOutOfRangeRaises) {
       {"darccos", "Error in function arccos()."},
   };
   for (const auto& [name, message] : rows) {
-    EXPECT_EQ(RaisedMessage([&] { Call(name, Reals({2})); }), message) << name;
-    EXPECT_EQ(RaisedMessage([&] { Call(name, Reals({-1.001})); }), message) << name;
+    EXPECT_EQ(Raised(name, Reals({2})), message) << name;
+    EXPECT_EQ(Raised(name, Reals({-1.001})), message) << name;
   }
 }
 

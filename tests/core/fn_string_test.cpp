@@ -209,15 +209,15 @@ TEST_F(FnStringTest, FormatRightAlignsNumbers) {
 }
 
 TEST_F(FnStringTest, Messages) {
-  EXPECT_EQ(RaisedMessage([&] { Call("string_set_byte_at", {Val::Str("abc"), Val::Real(4), Val::Real(65)}); }),
+  EXPECT_EQ(Raised("string_set_byte_at", {Val::Str("abc"), Val::Real(4), Val::Real(65)}),
             "string_set_byte_at : index beyond end of string");
-  EXPECT_EQ(RaisedMessage([&] { Call("string_set_byte_at", {Val::Str(""), Val::Real(1), Val::Real(65)}); }),
+  EXPECT_EQ(Raised("string_set_byte_at", {Val::Str(""), Val::Real(1), Val::Real(65)}),
             "string_set_byte_at : index beyond end of string");
-  EXPECT_EQ(RaisedMessage([&] { Call("string_copy", {Val::Str("abc")}); }),
+  EXPECT_EQ(Raised("string_copy", {Val::Str("abc")}),
             "string_copy argument 2 incorrect type (undefined) expecting a Number (KVGI32)");
-  EXPECT_EQ(RaisedMessage([&] { Call("string_length", {Val::Undefined()}); }),
+  EXPECT_EQ(Raised("string_length", {Val::Undefined()}),
             "string_length argument 1 incorrect type (undefined) expecting a String (KVGS)");
-  EXPECT_EQ(RaisedMessage([&] { Call("string_repeat", {Val::Str("abcdefgh"), Val::Real(1e9)}); }),
+  EXPECT_EQ(Raised("string_repeat", {Val::Str("abcdefgh"), Val::Real(1e9)}),
             "string_repeat : resulting string is too long");
 }
 

@@ -276,7 +276,7 @@ TEST_F(FnSystemTest, TimerAndNetworkModes) {
   for (int mode : {0, 1, 2}) {
     EXPECT_EQ(Call("os_is_network_connected", {Val::Real(mode)}).kind(), kRVBool) << mode;
   }
-  EXPECT_EQ(RaisedMessage([&] { Call("os_is_network_connected", {Val::Real(3)}); }),
+  EXPECT_EQ(Raised("os_is_network_connected", {Val::Real(3)}),
             "os_is_network_connected called with unsupported attempt_connection parameter (3)\n");
 }
 

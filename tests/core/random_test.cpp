@@ -180,19 +180,17 @@ TEST_F(RandomTest, RandomizeSeedsFromTheClockAndHonoursTheLock) {
 
   g_RandomSeedLocked = true;
   for (const char* name : {"randomize", "randomise"}) {
-    EXPECT_EQ(RaisedMessage([&] { Call(name); }), "The random number seed is set to be read-only") << name;
+    EXPECT_EQ(Raised(name), "The random number seed is set to be read-only") << name;
   }
-  EXPECT_EQ(RaisedMessage([&] { Call("random_set_seed", {Val::Real(3)}); }),
-            "The random number seed is set to be read-only");
+  EXPECT_EQ(Raised("random_set_seed", {Val::Real(3)}), "The random number seed is set to be read-only");
   EXPECT_EQ(g_RandomSeed, 0x10001u);
   EXPECT_DOUBLE_EQ(Number("random_get_seed", {}), static_cast<double>(0x10001u));
 }
 
 TEST_F(RandomTest, BadArgumentsRaiseWithoutDrawing) {
   const RandomSnapshot before = Random_Save();
-  EXPECT_EQ(RaisedMessage([&] { Call("irandom", {Val::Undefined()}); }),
-            "irandom argument 1 incorrect type (undefined) expecting a Number");
-  EXPECT_EQ(RaisedMessage([&] { Call("random_range", {Val::Real(1)}); }),
+  EXPECT_EQ(Raised("irandom", {Val::Undefined()}), "irandom argument 1 incorrect type (undefined) expecting a Number");
+  EXPECT_EQ(Raised("random_range", {Val::Real(1)}),
             "random_range argument 2 incorrect type (undefined) expecting a Number (KVGR)");
   EXPECT_EQ(g_RandomIndex, before.index);
   for (int i = 0; i < 16; ++i) EXPECT_EQ(g_RandomState[i], before.state[i]) << i;

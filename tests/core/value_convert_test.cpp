@@ -215,30 +215,21 @@ TEST_F(ValueArgumentTest, ReaderMessages) {
                 Val::NullString()};
   RValue argv[7];
   for (int i = 0; i < 7; ++i) argv[i] = *args[i];
-  EXPECT_EQ(RaisedMessage([&] { KVGetInt32(argv, 1); }),
-            "test_fn argument 2 incorrect type (string) expecting a Number (KVGI32)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetInt32(argv, 3); }),
-            "test_fn argument 4 incorrect type (string) expecting a Number (KVGI32)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetInt32(argv, 6); }),
-            "test_fn argument 7 incorrect type (string) expecting a Number (KVGI32)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetUint32(argv, 2); }),
-            "test_fn argument 3 incorrect type (undefined) expecting a Number (KVGU32)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetInt64(argv, 4); }),
-            "test_fn argument 5 incorrect type (array) expecting a Number");
-  EXPECT_EQ(RaisedMessage([&] { KVGetReal(argv, 1); }),
-            "test_fn argument 2 incorrect type (string) expecting a Number (KVGR)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetFloat(argv, 2); }),
-            "test_fn argument 3 incorrect type (undefined) expecting a Number (KVGF)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetPtr(argv, 0); }),
-            "test_fn argument 1 incorrect type (number) expecting a Pointer");
-  EXPECT_EQ(RaisedMessage([&] { KVGetPtrOrInt(argv, 5); }),
-            "test_fn argument 6 incorrect type (bool) expecting a Number or Pointer");
-  EXPECT_EQ(RaisedMessage([&] { KVGetBool(argv, 1); }),
-            "test_fn argument 2 incorrect type (string) expecting a Boolean (KVGB)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetString(argv, 2); }),
-            "test_fn argument 3 incorrect type (undefined) expecting a String (KVGS)");
-  EXPECT_EQ(RaisedMessage([&] { KVGetString(argv, 4); }),
-            "test_fn argument 5 incorrect type (array) expecting a String (KVGS)");
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[&] { KVGetInt32(argv, 1); }, "test_fn argument 2 incorrect type (string) expecting a Number (KVGI32)"},
+      {[&] { KVGetInt32(argv, 3); }, "test_fn argument 4 incorrect type (string) expecting a Number (KVGI32)"},
+      {[&] { KVGetInt32(argv, 6); }, "test_fn argument 7 incorrect type (string) expecting a Number (KVGI32)"},
+      {[&] { KVGetUint32(argv, 2); }, "test_fn argument 3 incorrect type (undefined) expecting a Number (KVGU32)"},
+      {[&] { KVGetInt64(argv, 4); }, "test_fn argument 5 incorrect type (array) expecting a Number"},
+      {[&] { KVGetReal(argv, 1); }, "test_fn argument 2 incorrect type (string) expecting a Number (KVGR)"},
+      {[&] { KVGetFloat(argv, 2); }, "test_fn argument 3 incorrect type (undefined) expecting a Number (KVGF)"},
+      {[&] { KVGetPtr(argv, 0); }, "test_fn argument 1 incorrect type (number) expecting a Pointer"},
+      {[&] { KVGetPtrOrInt(argv, 5); }, "test_fn argument 6 incorrect type (bool) expecting a Number or Pointer"},
+      {[&] { KVGetBool(argv, 1); }, "test_fn argument 2 incorrect type (string) expecting a Boolean (KVGB)"},
+      {[&] { KVGetString(argv, 2); }, "test_fn argument 3 incorrect type (undefined) expecting a String (KVGS)"},
+      {[&] { KVGetString(argv, 4); }, "test_fn argument 5 incorrect type (array) expecting a String (KVGS)"},
+  };
+  for (const auto& [read, message] : cases) EXPECT_EQ(RaisedMessage(read), message);
 }
 
 TEST_F(ValueArgumentTest, MutedErrorsGiveNeutralValues) {

@@ -217,6 +217,10 @@ class ValueBuiltinsTest : public ValueTest {
     std::vector<Val> none;
     return Call(name, none);
   }
+  // The message a call of the builtin raises, or "<no error>".
+  std::string Raised(const char* name, std::vector<Val> args = {}) {
+    return RaisedMessage([&] { Call(name, args); });
+  }
 };
 
 // Calls a registered builtin by name with self as both self and other; the arguments are lent bit

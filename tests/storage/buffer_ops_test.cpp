@@ -262,7 +262,7 @@ TEST_F(BufferOpsTest, IdsAreReusedAndHeldBuffersCannotBeDeleted) {
 
   Buffer_AddRef(4);
   Buffer_AddRef(4);
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_delete", Args({Val::Real(4)})); }), "Cannot delete buffer, it's in use by 2 others");
+  EXPECT_EQ(Raised("buffer_delete", {Val::Real(4)}), "Cannot delete buffer, it's in use by 2 others");
   ConsoleCapture console;
   Buffer_Release(4);
   Buffer_Release(4);
@@ -278,16 +278,16 @@ TEST_F(BufferOpsTest, IdsAreReusedAndHeldBuffersCannotBeDeleted) {
   const char* by_id[] = {"buffer_write", "buffer_read", "buffer_tell", "buffer_get_size", "buffer_md5", "buffer_seek",
                          "buffer_resize", "buffer_decompress", "buffer_get_address"};
   for (const char* name : by_id) {
-    EXPECT_EQ(RaisedMessage([&] { Call(name, Args({Val::Real(4), Val::Real(1), Val::Real(1)})); }), "Illegal Buffer Index 4")
+    EXPECT_EQ(Raised(name, {Val::Real(4), Val::Real(1), Val::Real(1)}), "Illegal Buffer Index 4")
         << name;
   }
 }
 
 TEST_F(BufferOpsTest, UsedSizeAndAddress) {
   const double id = Holding("abcdef", kBufferFixed);
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_set_used_size", Args({Val::Real(id), Val::Real(7)})); }),
+  EXPECT_EQ(Raised("buffer_set_used_size", {Val::Real(id), Val::Real(7)}),
             "Illegal size passed to buffer_set_used_size 7");
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_set_used_size", Args({Val::Real(id), Val::Real(-1)})); }),
+  EXPECT_EQ(Raised("buffer_set_used_size", {Val::Real(id), Val::Real(-1)}),
             "Illegal size passed to buffer_set_used_size -1");
   Call("buffer_set_used_size", Args({Val::Real(id), Val::Real(2)}));
   TempDir dir;
@@ -311,11 +311,9 @@ const BufferSurfaceAccess kFakeSurfaces = {fake_size, fake_read, fake_write};
 
 TEST_F(BufferOpsTest, SurfacesGoThroughTheInstalledAccess) {
   const double id = Holding("..........", kBufferFixed);
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_get_surface", Args({Val::Real(id), Val::Real(7), Val::Real(0)})); }),
-            "surface does not exist 7");
+  EXPECT_EQ(Raised("buffer_get_surface", {Val::Real(id), Val::Real(7), Val::Real(0)}), "surface does not exist 7");
   Buffer_SetSurfaceAccess(&kFakeSurfaces);
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_set_surface", Args({Val::Real(id), Val::Real(3), Val::Real(0)})); }),
-            "surface does not exist 3");
+  EXPECT_EQ(Raised("buffer_set_surface", {Val::Real(id), Val::Real(3), Val::Real(0)}), "surface does not exist 3");
   Call("buffer_get_surface", Args({Val::Real(id), Val::Real(7), Val::Real(1)}));
   EXPECT_EQ(Contents(id), std::string(".\x01\x02\x03\x04\x05\x06\x07\x08.", 10));
   Call("buffer_set_surface", Args({Val::Real(id), Val::Real(7), Val::Real(4)}));
@@ -344,20 +342,20 @@ TEST_F(BufferOpsTest, AsyncGroupsCollectFilesAndHoldTheirBuffers) {
   EXPECT_FALSE(g_requests[0].save);
   EXPECT_EQ(Buffer_Get(static_cast<int64_t>(a))->refCount, 1);
 
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_async_group_end"); }), "no matching buffer_group_begin");
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_async_group_begin", Args({Val::Str("my saves")})); }),
+  EXPECT_EQ(Raised("buffer_async_group_end"), "no matching buffer_group_begin");
+  EXPECT_EQ(Raised("buffer_async_group_begin", {Val::Str("my saves")}),
             "Group name should not contain whitespace or slash characters.");
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_async_group_begin", Args({Val::Str("a/b")})); }),
+  EXPECT_EQ(Raised("buffer_async_group_begin", {Val::Str("a/b")}),
             "Group name should not contain whitespace or slash characters.");
   Call("buffer_async_group_begin", Args({Val::Str("slot1")}));
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_async_group_begin", Args({Val::Str("slot2")})); }), "only one buffer group at a time");
+  EXPECT_EQ(Raised("buffer_async_group_begin", {Val::Str("slot2")}), "only one buffer group at a time");
   console.clear();
   Call("buffer_async_group_option", Args({Val::Str("showdialog"), Val::Real(0)}));
   Call("buffer_async_group_option", Args({Val::Str("colour"), Val::Real(1)}));
   EXPECT_EQ(console.text(), "unknown option colour passed to F_BUFFER_Async_Group_Option\n");
   const double in_group = Call("buffer_save_async", Args({Val::Real(a), Val::Str("x"), Val::Real(0), Val::Real(1)}))->val;
   Call("buffer_save_async", Args({Val::Real(b), Val::Str("y"), Val::Real(0), Val::Real(1)}));
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_load_async", Args({Val::Real(b), Val::Str("z"), Val::Real(0), Val::Real(1)})); }),
+  EXPECT_EQ(Raised("buffer_load_async", {Val::Real(b), Val::Str("z"), Val::Real(0), Val::Real(1)}),
             "mixing async save and loads in the same group");
   EXPECT_EQ(g_requests.size(), 1u);
   const double ended = Call("buffer_async_group_end")->val;
@@ -374,7 +372,7 @@ TEST_F(BufferOpsTest, AsyncGroupsCollectFilesAndHoldTheirBuffers) {
   EXPECT_EQ(Buffer_Get(static_cast<int64_t>(b))->refCount, 1);
 
   Call("buffer_async_group_begin", Args({Val::Str("")}));
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_async_group_end"); }), "no content in group to save");
+  EXPECT_EQ(Raised("buffer_async_group_end"), "no content in group to save");
   Call("buffer_async_group_begin", Args({Val::Undefined()}));
   Call("buffer_load_async", Args({Val::Real(b), Val::Str("z"), Val::Real(0), Val::Real(1)}));
   Call("buffer_async_group_end");

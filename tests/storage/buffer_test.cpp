@@ -387,11 +387,11 @@ TEST_F(BufferTest, CopyFollowsTheDestinationsType) {
     EXPECT_EQ(Tell(src), 6.0);
   }
   const double a = Create(4, kBufferFixed, 1);
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_copy", Args({Val::Real(a), Val::Real(0), Val::Real(1), Val::Real(a), Val::Real(0)})); }),
+  EXPECT_EQ(Raised("buffer_copy", {Val::Real(a), Val::Real(0), Val::Real(1), Val::Real(a), Val::Real(0)}),
             "Source and Destination buffers can't be the same");
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_copy", Args({Val::Real(77), Val::Real(0), Val::Real(1), Val::Real(a), Val::Real(0)})); }),
+  EXPECT_EQ(Raised("buffer_copy", {Val::Real(77), Val::Real(0), Val::Real(1), Val::Real(a), Val::Real(0)}),
             "Illegal Source Buffer Index 77");
-  EXPECT_EQ(RaisedMessage([&] { Call("buffer_copy", Args({Val::Real(a), Val::Real(0), Val::Real(1), Val::Real(78), Val::Real(0)})); }),
+  EXPECT_EQ(Raised("buffer_copy", {Val::Real(a), Val::Real(0), Val::Real(1), Val::Real(78), Val::Real(0)}),
             "Illegal Destination Buffer Index 78");
 }
 

@@ -77,7 +77,7 @@ TEST_F(DsGridTest, UncheckedFormsAreSilent) {
   EXPECT_EQ(capture.text(), "");
   EXPECT_EQ(Cells(id), "0,0/0,0/0,0");
   DS_SetReleaseMode(false);
-  EXPECT_EQ(RaisedMessage([&] { Call("ds_grid_get", Args({Val::Real(99), Val::Real(0), Val::Real(0)})); }),
+  EXPECT_EQ(Raised("ds_grid_get", {Val::Real(99), Val::Real(0), Val::Real(0)}),
             "Data structure with index does not exist.");
 }
 

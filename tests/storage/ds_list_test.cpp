@@ -67,8 +67,7 @@ TEST_F(DsListTest, SetGrowsFarAndTheGapReadsZero) {
 
 TEST_F(DsListTest, NegativePositionsRaiseForSetAndPrintForFindValue) {
   const double id = NewList({Val::Real(1)});
-  EXPECT_EQ(RaisedMessage([&] { Call("ds_list_set", Args({Val::Real(id), Val::Real(-2), Val::Real(1)})); }),
-            "DS_LIST index is negative (-2)\n");
+  EXPECT_EQ(Raised("ds_list_set", {Val::Real(id), Val::Real(-2), Val::Real(1)}), "DS_LIST index is negative (-2)\n");
   ConsoleCapture capture;
   EXPECT_EQ(Call("ds_list_find_value", Args({Val::Real(id), Val::Real(-3)})).kind(), kRVUndefined);
   EXPECT_EQ(capture.text(), "LIST " + std::to_string(static_cast<int>(id)) + " index is negative (-3)\n");
@@ -79,7 +78,7 @@ TEST_F(DsListTest, GrowthThatFailsRaisesAndLetsTheValueGo) {
   const double id = NewList({Val::Real(1)});
   for (const char* name : {"ds_list_set", "ds_list_set_pre", "ds_list_set_post"}) {
     std::vector<Val> args = Args({Val::Real(id), Val::Real(2147483647.0), Val::Str("held once")});
-    EXPECT_EQ(RaisedMessage([&] { Call(name, args); }), "Out of memory: data structure can't grow to 2147483648 entries")
+    EXPECT_EQ(Raised(name, args), "Out of memory: data structure can't grow to 2147483648 entries")
         << name;
     EXPECT_EQ(args[2]->pRefString->refCount, 1) << name;
     EXPECT_EQ(Contents(id), "1") << name;

@@ -60,8 +60,7 @@ TEST_F(DsMapTest, HashIsRawCrcOfTheKeyBytes) {
 TEST_F(DsMapTest, IllegalKeyKindsRaise) {
   const double map = NewMap();
   for (uint32_t kind : {uint32_t{kRVVec3}, uint32_t{kRVAccessor}, uint32_t{kRVNull}, uint32_t{kRVIterator}}) {
-    EXPECT_EQ(RaisedMessage([&] { Call("ds_map_set", Args({Val::Real(map), Val::Kind(kind), Val::Real(1)})); }),
-              "Illegal key type for ds_map");
+    EXPECT_EQ(Raised("ds_map_set", {Val::Real(map), Val::Kind(kind), Val::Real(1)}), "Illegal key type for ds_map");
   }
 }
 
@@ -130,8 +129,7 @@ TEST_F(DsMapTest, KeysToArrayAppendsOrMakesAndChecksItsArgument) {
   ASSERT_NE(args[1].array(), nullptr);
   EXPECT_EQ(args[1].text(), "[ 1,\"only\" ]");
   EXPECT_EQ(appended.array(), args[1].array());
-  EXPECT_EQ(RaisedMessage([&] { Call("ds_map_keys_to_array", Args({Val::Real(map), Val::Str("x")})); }),
-            "expected array got string\n");
+  EXPECT_EQ(Raised("ds_map_keys_to_array", {Val::Real(map), Val::Str("x")}), "expected array got string\n");
 }
 
 TEST_F(DsMapTest, BucketCountIsTakenRoundedAndKeptByCopy) {
@@ -192,7 +190,7 @@ TEST_F(DsMapTest, NestedAddsCheckTheirValue) {
       {"ds_map_replace_map", Val::Real(map), "Unable to use same map for replace"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(RaisedMessage([&] { Call(row.name, Args({Val::Real(map), Val::Str("k"), row.value})); }), row.message)
+    EXPECT_EQ(Raised(row.name, {Val::Real(map), Val::Str("k"), row.value}), row.message)
         << row.name;
   }
 }
@@ -236,14 +234,14 @@ TEST_F(DsMapTest, LowestFreeIdIsReusedAndBadIdsRaise) {
   Call("ds_map_destroy", Args({Val::Real(b)}));
   for (const double id : {-1.0, b, c + 50}) {
     for (const char* name : {"ds_map_size", "ds_map_destroy", "ds_map_find_first", "ds_map_write"}) {
-      EXPECT_EQ(RaisedMessage([&] { Call(name, Args({Val::Real(id)})); }), "Data structure with index does not exist.")
+      EXPECT_EQ(Raised(name, {Val::Real(id)}), "Data structure with index does not exist.")
           << name << " " << id;
     }
   }
 }
 
 TEST_F(DsMapTest, SecureBuiltinsRaise) {
-  EXPECT_EQ(RaisedMessage([&] { Call("ds_map_secure_save", Args({Val::Real(NewMap()), Val::Str("f")})); }),
+  EXPECT_EQ(Raised("ds_map_secure_save", {Val::Real(NewMap()), Val::Str("f")}),
             "ds_map_secure_save: not available on this platform");
 }
 

@@ -73,13 +73,11 @@ TEST_F(FilesTest, TextFromStringAndFailures) {
   ASSERT_GE(id, 1.0);
   EXPECT_EQ(Real("file_text_read_real", {R(id)}), 7.0);
   EXPECT_EQ(Real("file_text_read_real", {R(id)}), 8.0);
-  EXPECT_EQ(RaisedMessage([&] { Call("file_text_write_string", {R(id), S("x")}); }), "File not opened for writing.");
+  EXPECT_EQ(Raised("file_text_write_string", {R(id), S("x")}), "File not opened for writing.");
   Call("file_text_close", {R(id)});
-  EXPECT_EQ(RaisedMessage([&] { Call("file_text_readln", {R(id)}); }), "File is not opened for reading.");
-  EXPECT_EQ(RaisedMessage([&] { Call("file_text_close", {R(0)}); }),
-            "Trying to close text file that has not been opened.");
-  EXPECT_EQ(RaisedMessage([&] { Call("file_text_close", {R(32)}); }),
-            "Trying to close text file that has not been opened.");
+  EXPECT_EQ(Raised("file_text_readln", {R(id)}), "File is not opened for reading.");
+  EXPECT_EQ(Raised("file_text_close", {R(0)}), "Trying to close text file that has not been opened.");
+  EXPECT_EQ(Raised("file_text_close", {R(32)}), "Trying to close text file that has not been opened.");
   ConsoleCapture capture;
   EXPECT_EQ(Real("file_text_open_from_string", {R(5)}), -1.0);
   EXPECT_EQ(Real("file_text_open_read", {S("missing.txt")}), -1.0);
@@ -93,8 +91,7 @@ TEST_F(FilesTest, ThirtyOneFilesAtMost) {
   for (int i = 0; i < 31; ++i) ids.push_back(Real("file_text_open_from_string", {S("x")}));
   EXPECT_EQ(ids.front(), 1.0);
   EXPECT_EQ(ids.back(), 31.0);
-  EXPECT_EQ(RaisedMessage([&] { Call("file_text_open_from_string", {S("x")}); }),
-            "Cannot open another file (maximum exceeded).");
+  EXPECT_EQ(Raised("file_text_open_from_string", {S("x")}), "Cannot open another file (maximum exceeded).");
   Call("file_text_close", {R(5)});
   EXPECT_EQ(Real("file_text_open_from_string", {S("x")}), 5.0);  // the lowest free id
 }
@@ -111,7 +108,7 @@ TEST_F(FilesTest, BinaryFilesReadWriteSeekAndRewrite) {
   EXPECT_EQ(Real("file_bin_position", {R(in)}), 4.0);
   Call("file_bin_write_byte", {R(in), R('Z')});  // mode 0 writes nothing
   EXPECT_EQ(Real("file_bin_read_byte", {R(in)}), 'B');
-  EXPECT_EQ(RaisedMessage([&] { Call("file_bin_read_byte", {R(in)}); }), "Error reading byte.");
+  EXPECT_EQ(Raised("file_bin_read_byte", {R(in)}), "Error reading byte.");
   Call("file_bin_close", {R(in)});
 
   // Read and write (mode 2) on a bundle file writes to the save area at close.
@@ -129,7 +126,7 @@ TEST_F(FilesTest, BinaryFilesReadWriteSeekAndRewrite) {
   Call("file_bin_rewrite", {R(w)});
   EXPECT_EQ(Real("file_bin_size", {R(w)}), 0.0);
   Call("file_bin_write_byte", {R(w), R('Q')});
-  EXPECT_EQ(RaisedMessage([&] { Call("file_bin_read_byte", {R(w)}); }), "Error reading byte.");
+  EXPECT_EQ(Raised("file_bin_read_byte", {R(w)}), "Error reading byte.");
   Call("file_bin_close", {R(w)});
   EXPECT_EQ(Get(save() / "data.bin"), "Q");
 }
@@ -152,7 +149,7 @@ TEST_F(FilesTest, BinaryFailures) {
   };
   for (const auto& c : cases) {
     for (double id : {0.0, 3.0, 40.0}) {
-      EXPECT_EQ(RaisedMessage([&] { Call(c.builtin, {R(id), R(0)}); }), c.message) << c.builtin << " " << id;
+      EXPECT_EQ(Raised(c.builtin, {R(id), R(0)}), c.message) << c.builtin << " " << id;
     }
   }
   // A new file in write mode is made with its folders at close.

@@ -271,10 +271,8 @@ TEST_F(FilesTest, FilenameChangeExt) {
 
 TEST_F(FilesTest, NullNamesRaiseForPathAndDir) {
   Start();
-  EXPECT_EQ(value_test::RaisedMessage([&] { Call("filename_path", {Val::Undefined()}); }),
-            "null string passed to filename_path");
-  EXPECT_EQ(value_test::RaisedMessage([&] { Call("filename_dir", {Val::Undefined()}); }),
-            "null string passed to filename_dir");
+  EXPECT_EQ(Raised("filename_path", {Val::Undefined()}), "null string passed to filename_path");
+  EXPECT_EQ(Raised("filename_dir", {Val::Undefined()}), "null string passed to filename_dir");
 }
 
 TEST_F(FilesTest, EnvironmentVariables) {

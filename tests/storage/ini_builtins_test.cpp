@@ -99,11 +99,10 @@ TEST_F(FilesTest, IniFunctionsWithoutAnOpenFileRaise) {
       {"ini_section_delete", "Trying to change undefined INI file"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(RaisedMessage([&] { Call(c.builtin, {S("s"), S("k"), S("v")}); }), c.message) << c.builtin;
+    EXPECT_EQ(Raised(c.builtin, {S("s"), S("k"), S("v")}), c.message) << c.builtin;
   }
   Call("ini_open", {S("")});  // an empty name opens nothing
-  EXPECT_EQ(RaisedMessage([&] { Call("ini_read_real", {S("s"), S("k"), R(0)}); }),
-            "Trying to read from undefined INI file");
+  EXPECT_EQ(Raised("ini_read_real", {S("s"), S("k"), R(0)}), "Trying to read from undefined INI file");
 }
 
 TEST_F(FilesTest, LoadCsvMakesAGridOfStrings) {
@@ -125,7 +124,7 @@ TEST_F(FilesTest, LoadCsvMakesAGridOfStrings) {
   EXPECT_EQ(Real("load_csv", {S("missing.csv")}), -1.0);
   Put(bundle() / "empty.csv", "");
   EXPECT_EQ(Real("load_csv", {S("empty.csv")}), -1.0);
-  EXPECT_EQ(RaisedMessage([&] { Call("load_csv", {R(3)}); }), "load_csv - parameter should be a filename");
+  EXPECT_EQ(Raised("load_csv", {R(3)}), "load_csv - parameter should be a filename");
 }
 
 }  // namespace
