@@ -12,6 +12,7 @@
 #include "core/variable_names.h"
 #include "run/run_builtins.h"
 #include "platform/system.h"
+#include "storage/ds_core.h"
 #include "storage/ds_map.h"
 #include "storage/fn_ds.h"
 
@@ -30,6 +31,7 @@ class RunBuiltinsTest : public ::testing::Test {
   void TearDown() override {
     SleepMargin = saved_margin_;
     FrameState_Reset();
+    DS_FreeAll();  // the structures a test made, so that the next one counts from none
     Function_Clear();
   }
 

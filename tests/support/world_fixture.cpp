@@ -8,6 +8,7 @@
 #include "data/game_data.h"
 #include "datawin/writer/chunk_rooms.h"
 #include "graphics/camera.h"
+#include "graphics/surface.h"
 #include "run/asset_readers.h"
 #include "run/run_subjects.h"
 #include "support/fixture.h"
@@ -42,6 +43,7 @@ void WorldTest::TearDown() {
   Room_FreeAll();
   room_ = nullptr;
   Camera_FreeAll();  // the default camera the start-up made, as the runner's game end frees it
+  Surface_Reset();  // the application surface a drawn room made
   ResetLoaderState();
   Instance_ResetState();
   Object_ClearAssets();
