@@ -115,6 +115,17 @@ void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, in
   row->handler(result, self, other, argc, block);
 }
 
+RValue CallBuiltinNamed(const char* name, std::vector<RValue> args) {
+  RValue result = RV_Undefined();
+  int32_t index = -1;
+  if (!Function_Find(name, &index)) return result;
+  std::vector<RValue*> argv;
+  argv.reserve(args.size());
+  for (RValue& a : args) argv.push_back(&a);
+  CallBuiltin(nullptr, nullptr, &result, static_cast<int>(argv.size()), index, argv.data());
+  return result;
+}
+
 bool Call_IsCallable(const RValue& value) {
   if (is_number(value)) {
     const int64_t index = RV_ToInt64(value);

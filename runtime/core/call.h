@@ -7,6 +7,8 @@
 // %d" for a number that names nothing, "argument is not a method, unable to call" for anything
 // else that cannot be called. Both free the result value before the call and leave it undefined
 // when the callee gives nothing.
+#include <vector>
+
 #include "core/rvalue.h"
 
 class CScriptRef;
@@ -21,6 +23,9 @@ void CallFunctionObject(CInstance* self, CInstance* other, RValue* result, CScri
 // too. An index outside the builtin table raises "attempting to call invalid function with script
 // index %d".
 void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv);
+// CallBuiltin by the builtin's name, with no self or other and the values given; the caller owns
+// both the arguments' references and the result. Undefined when no builtin has that name.
+RValue CallBuiltinNamed(const char* name, std::vector<RValue> args);
 // method is a value: a function object, or a function index. argv may be null when argc is 0.
 // Returns result.
 RValue* CallMethod(CInstance* self, CInstance* other, RValue* result, int argc, RValue* method, RValue** argv);

@@ -27,21 +27,11 @@ int32_t target_arg(CInstance* self, CInstance* other, RValue* argv, int n) {
 
 RValue ref_or_noone(CInstance* instance) { return instance != nullptr ? Instance_Ref(instance->id) : RV_Real(kNoone); }
 
-RValue call_builtin(const char* name, std::vector<RValue> args) {
-  RValue result = RV_Undefined();
-  int32_t index = -1;
-  if (!Function_Find(name, &index)) return result;
-  std::vector<RValue*> argv;
-  for (RValue& a : args) argv.push_back(&a);
-  CallBuiltin(nullptr, nullptr, &result, static_cast<int>(argv.size()), index, argv.data());
-  return result;
-}
-
 // Appends what was found to the caller's ds list as references, nearest to (x, y) first when
 // ordered; the count found. An invalid list takes nothing and raises nothing.
 double to_list(std::vector<CInstance*>* found, RValue* argv, int list_arg, int ordered_arg, float x, float y) {
   const double list = KVGetReal(argv, list_arg);
-  RValue exists = call_builtin("ds_exists", {RV_Real(list), RV_Real(kDsTypeList)});
+  RValue exists = CallBuiltinNamed("ds_exists", {RV_Real(list), RV_Real(kDsTypeList)});
   if (!RV_ToBool(exists)) return 0;
   if (KVGetBool(argv, ordered_arg)) {
     auto distance = [x, y](const CInstance* i) {
@@ -52,7 +42,7 @@ double to_list(std::vector<CInstance*>* found, RValue* argv, int list_arg, int o
                      [&](const CInstance* a, const CInstance* b) { return distance(a) < distance(b); });
   }
   for (CInstance* i : *found) {
-    RValue result = call_builtin("ds_list_add", {RV_Real(list), Instance_Ref(i->id)});
+    RValue result = CallBuiltinNamed("ds_list_add", {RV_Real(list), Instance_Ref(i->id)});
     RV_FreeToUndefined(&result);
   }
   return static_cast<double>(found->size());

@@ -28,18 +28,8 @@ constexpr double kDsTypeGrid = 5;
 float F(RValue* argv, int n) { return KVGetFloat(argv, n); }
 MotionGrid* grid_arg(RValue* argv) { return MotionGrid_Find(KVGetInt32(argv, 0)); }
 
-RValue call_builtin(const char* name, std::vector<RValue> args) {
-  RValue result = RV_Undefined();
-  int32_t index = -1;
-  if (!Function_Find(name, &index)) return result;
-  std::vector<RValue*> argv;
-  for (RValue& a : args) argv.push_back(&a);
-  CallBuiltin(nullptr, nullptr, &result, static_cast<int>(argv.size()), index, argv.data());
-  return result;
-}
-
 double builtin_real(const char* name, std::vector<RValue> args) {
-  RValue result = call_builtin(name, std::move(args));
+  RValue result = CallBuiltinNamed(name, std::move(args));
   const double value = RV_ToDouble(result);
   RV_FreeToUndefined(&result);
   return value;
@@ -116,7 +106,7 @@ FN_MP(F_GridToDsGrid) {
   set_result(result, RV_Bool(false));
   const MotionGrid* grid = grid_arg(argv);
   const double target = KVGetReal(argv, 1);
-  RValue exists = call_builtin("ds_exists", {RV_Real(target), RV_Real(kDsTypeGrid)});
+  RValue exists = CallBuiltinNamed("ds_exists", {RV_Real(target), RV_Real(kDsTypeGrid)});
   const bool target_exists = RV_ToBool(exists);
   RV_FreeToUndefined(&exists);
   if (grid == nullptr || !target_exists) {
@@ -130,7 +120,7 @@ FN_MP(F_GridToDsGrid) {
   }
   for (int32_t c = 0; c < grid->hcells; ++c) {
     for (int32_t r = 0; r < grid->vcells; ++r) {
-      RValue done = call_builtin("ds_grid_set", {RV_Real(target), RV_Real(c), RV_Real(r), RV_Real(grid->at(c, r))});
+      RValue done = CallBuiltinNamed("ds_grid_set", {RV_Real(target), RV_Real(c), RV_Real(r), RV_Real(grid->at(c, r))});
       RV_FreeToUndefined(&done);
     }
   }
