@@ -1,10 +1,10 @@
 // The cursor wrapper over the window layer's cursors, in the started game on the fake host: the
 // start-up's globals, the handle checks' messages, and cursors made from a buffer, a sprite and a
 // surface as the host receives them.
-#include "core/error.h"
 #include "game_fixture.h"
 #include "graphics/native_cursor.h"
 #include "scripts/game_code.h"
+#include "support/builtin_call.h"
 
 namespace {
 
@@ -13,14 +13,9 @@ class CursorTest : public GameTest {
   static tsl::Value Call(const char* name, std::initializer_list<RValue> args = {}) {
     return tsl::call(name, nullptr, nullptr, args);
   }
-  // The message a call raised, or "<no error>".
+  // The message a call raised, "" when none.
   static std::string Raised(const char* name, std::initializer_list<RValue> args) {
-    try {
-      Call(name, args);
-    } catch (const KVTSLException& e) {
-      return e.message();
-    }
-    return "<no error>";
+    return ErrorRaisedBy([&] { Call(name, args); });
   }
   static uint64_t Handle(const tsl::Value& cursor) {
     return static_cast<uint64_t>(RV_ToInt64(*Member(cursor, "__ptr__")));

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "core/error.h"
 #include "core/script_api.h"
 #include "graphics/texture_table.h"
 #include "game_gl_start.h"
+#include "support/builtin_call.h"
 #include "text/scribble.h"
 
 namespace {
@@ -115,12 +115,7 @@ TEST_F(TextBakeTest, BakesRefuseSharedNamesAndSurfacesTooSmall) {
       {round, {*regular, *other, RV_Real(2), *nope, RV_Bool(false)}, "Colour \"c_nope\" not recognised"},
   };
   for (const Case& c : cases) {
-    std::string message;
-    try {
-      call(c.script, c.args);
-    } catch (const KVTSLException& e) {
-      message = e.message();
-    }
+    const std::string message = ErrorRaisedBy([&] { call(c.script, c.args); });
     EXPECT_NE(message.find(c.message), std::string::npos) << message;
   }
 }

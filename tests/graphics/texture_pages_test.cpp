@@ -9,7 +9,6 @@
 #include "core/error.h"
 #include "core/error_report.h"
 #include "core/frame_state.h"
-#include "core/function_table.h"
 #include "core/gc.h"
 #include "core/job_manager.h"
 #include "core/object.h"
@@ -27,6 +26,7 @@
 #include "platform/files.h"
 #include "platform/process.h"
 #include "run/asset_readers.h"
+#include "support/builtin_call.h"
 
 using namespace datawin;
 
@@ -107,24 +107,6 @@ class TexturePages : public LoaderTest {
   TempDir dir_;
   std::vector<uint8_t> image_;
 };
-
-RValue call(const char* name, std::vector<RValue> args) {
-  int32_t id = -1;
-  EXPECT_TRUE(Function_Find(name, &id)) << name;
-  RValue result = RV_Undefined();
-  Function_Row(id)->handler(&result, nullptr, nullptr, static_cast<int>(args.size()), args.data());
-  return result;
-}
-
-std::string error_of(const char* name, std::vector<RValue> args) {
-  try {
-    RValue result = call(name, std::move(args));
-    RV_Free(&result);
-  } catch (const KVTSLException& error) {
-    return error.message();
-  }
-  return "";
-}
 
 }  // namespace
 
@@ -378,36 +360,36 @@ TEST_F(TexturePages, Builtins) {
   ASSERT_TRUE(load(dynamic_game()));
   RValue page = RV_Ptr(const_cast<uint8_t*>(entry(0)));
 
-  RValue uvs = call("texture_get_uvs", {page});
+  RValue uvs = CallBuiltin("texture_get_uvs", {page});
   ASSERT_EQ(RV_Kind(uvs), kRVArray);
   ASSERT_EQ(uvs.pArray->length, 8);
   const double expected[8] = {0, 0, 1, 1, 0, 0, 1, 1};
   for (int i = 0; i < 8; ++i) EXPECT_DOUBLE_EQ(uvs.pArray->pArray[i].val, expected[i]) << i;
   RV_Free(&uvs);
-  EXPECT_DOUBLE_EQ(call("texture_get_texel_width", {RV_Real(Texture_PageToSlot(1))}).val, 0.5);
-  EXPECT_DOUBLE_EQ(call("texture_get_texel_width", {RV_Real(-1)}).val, 1.0);
-  EXPECT_DOUBLE_EQ(call("texture_get_width", {page}).val, 1.0);
+  EXPECT_DOUBLE_EQ(CallBuiltin("texture_get_texel_width", {RV_Real(Texture_PageToSlot(1))}).val, 0.5);
+  EXPECT_DOUBLE_EQ(CallBuiltin("texture_get_texel_width", {RV_Real(-1)}).val, 1.0);
+  EXPECT_DOUBLE_EQ(CallBuiltin("texture_get_width", {page}).val, 1.0);
 
-  EXPECT_EQ(error_of("texture_global_scale", {RV_Real(3)}),
+  EXPECT_EQ(BuiltinError("texture_global_scale", {RV_Real(3)}),
             "texture global scale needs to be a positive power of 2 integer (i.e. 1, 2, 4, 8....)");
-  EXPECT_EQ(error_of("texture_global_scale", {RV_Real(4)}), "");
+  EXPECT_EQ(BuiltinError("texture_global_scale", {RV_Real(4)}), "");
   EXPECT_EQ(Texture_GlobalScale(), 4);
-  EXPECT_EQ(error_of("texturegroup_get_fonts", {}), "texturegroup_get_fonts() - needs the name of the texture group");
+  EXPECT_EQ(BuiltinError("texturegroup_get_fonts", {}), "texturegroup_get_fonts() - needs the name of the texture group");
 
   RValue name = RV_Undefined();
   RV_SetString(&name, "grp");
-  RValue sprites = call("texturegroup_get_sprites", {name});
+  RValue sprites = CallBuiltin("texturegroup_get_sprites", {name});
   ASSERT_EQ(sprites.pArray->length, 1);
   EXPECT_DOUBLE_EQ(sprites.pArray->pArray[0].val, 1.0);
   RV_Free(&sprites);
-  EXPECT_DOUBLE_EQ(call("texturegroup_get_status", {name}).val, 0.0);
+  EXPECT_DOUBLE_EQ(CallBuiltin("texturegroup_get_status", {name}).val, 0.0);
   RValue missing = RV_Undefined();
   RV_SetString(&missing, "nope");
   LoaderConsole console;
-  EXPECT_DOUBLE_EQ(call("texturegroup_get_status", {missing}).val, -1.0);
-  EXPECT_DOUBLE_EQ(call("texturegroup_load", {missing}).val, -1.0);
-  EXPECT_FALSE(RV_ToBool(call("texture_is_ready", {missing})));
-  call("texturegroup_set_mode", {RV_Bool(true), RV_Bool(false), RV_Real(99)});
+  EXPECT_DOUBLE_EQ(CallBuiltin("texturegroup_get_status", {missing}).val, -1.0);
+  EXPECT_DOUBLE_EQ(CallBuiltin("texturegroup_load", {missing}).val, -1.0);
+  EXPECT_FALSE(RV_ToBool(CallBuiltin("texture_is_ready", {missing})));
+  CallBuiltin("texturegroup_set_mode", {RV_Bool(true), RV_Bool(false), RV_Real(99)});
   EXPECT_EQ(console.text(),
             "texturegroup_load(): Texture group nope status can't be determined\n"
             "texturegroup_load(): Texture group nope not found\n"

@@ -2,7 +2,7 @@
 // Registered builtins called by name as a table row holds their arguments (built at run time):
 //   CallBuiltin   the builtin's result value (the caller frees it)
 //   CallNumber    its result as a number, 0 for undefined
-//   BuiltinError  the message of the script error it raises, "" when none
+//   BuiltinError  the message of the script error it raises, "" when none (ErrorRaisedBy: of any call)
 // R and S make number and string arguments.
 #include <gtest/gtest.h>
 
@@ -45,12 +45,20 @@ inline double CallNumber(const char* name, const std::vector<double>& numbers = 
   return CallNumber(name, std::move(args));
 }
 
-inline std::string BuiltinError(const char* name, std::vector<RValue> args = {}) {
+// The message of the script error that run() raises, "" when it raises none.
+template <typename Run>
+std::string ErrorRaisedBy(Run&& run) {
   try {
-    RValue r = CallBuiltin(name, std::move(args));
-    RV_FreeToUndefined(&r);
+    run();
   } catch (const KVTSLException& e) {
     return e.message();
   }
   return "";
+}
+
+inline std::string BuiltinError(const char* name, std::vector<RValue> args = {}) {
+  return ErrorRaisedBy([&] {
+    RValue r = CallBuiltin(name, std::move(args));
+    RV_FreeToUndefined(&r);
+  });
 }

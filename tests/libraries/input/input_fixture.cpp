@@ -9,6 +9,7 @@
 #include "graphics/window.h"
 #include "input/io.h"
 #include "platform/clock.h"
+#include "support/builtin_call.h"
 #include "support/fake_pads.h"
 #include "support/game_file.h"
 
@@ -92,10 +93,5 @@ bool InputLibraryTest::check(const char* function, const char* verb, double play
 }
 
 std::string InputLibraryTest::error_of(const char* name, std::initializer_list<RValue> args) {
-  try {
-    call(name, args);
-  } catch (const KVTSLException& e) {
-    return e.message();
-  }
-  return "";
+  return ErrorRaisedBy([&] { call(name, args); });
 }

@@ -31,6 +31,7 @@
 #include "datawin/builder/game_build.h"
 #include "manifest/manifest_orders.h"
 #include "state/snowstate.h"
+#include "support/builtin_call.h"
 #include "support/fixture.h"
 
 namespace {
@@ -250,12 +251,8 @@ TEST_F(SnowStateTest, ChangeLeavesThenEntersAndBroadcasts) {
   EXPECT_EQ(take_log(), (std::vector<std::string>{"custom leave", "walk leave @hero", "idle enter @hero",
                                                   "changed idle walk"}));
   // Only functions may stand in for leave and enter.
-  try {
-    MachineCall("change", {*Str("walk"), RV_Real(-3)});
-    ADD_FAILURE() << "no error";
-  } catch (const KVTSLException& e) {
-    EXPECT_EQ(e.message(), "[SnowState]\nInvalid value for \"leave_func\" in change(). Should be a function.\n\n\n");
-  }
+  EXPECT_EQ(ErrorRaisedBy([] { MachineCall("change", {*Str("walk"), RV_Real(-3)}); }),
+            "[SnowState]\nInvalid value for \"leave_func\" in change(). Should be a function.\n\n\n");
 }
 
 TEST_F(SnowStateTest, HistoryKeepsThePassedStatesWithinItsLimits) {
@@ -306,12 +303,8 @@ TEST_F(SnowStateTest, EventsOfStatesBecomeMethodsOfTheMachine) {
   EXPECT_EQ(RV_ToInt64(*MachineCall("event_exists", {*Str("step")})), 0);
   EXPECT_EQ(RV_ToInt64(*MachineCall("event_exists", {*Str("fly")})), 0);
   // A state can't take a name the machine already uses.
-  try {
-    MachineCall("add", {*Str("bad"), *state({{"change", Note<kIdleStep>}})});
-    ADD_FAILURE() << "no error";
-  } catch (const KVTSLException& e) {
-    EXPECT_EQ(e.message(), "[SnowState]\nCan not use \"change\" as an event.\n\n\n");
-  }
+  EXPECT_EQ(ErrorRaisedBy([&] { MachineCall("add", {*Str("bad"), *state({{"change", Note<kIdleStep>}})}); }),
+            "[SnowState]\nCan not use \"change\" as an event.\n\n\n");
 }
 
 TEST_F(SnowStateTest, ChildStatesInheritTheirParentsEvents) {
@@ -428,12 +421,7 @@ TEST_F(SnowStateTest, TheLibrarysErrorsAndWarnings) {
   };
   for (const ErrorCase& c : errors) {
     SCOPED_TRACE(c.what);
-    try {
-      c.run();
-      ADD_FAILURE() << "no error";
-    } catch (const KVTSLException& e) {
-      EXPECT_EQ(e.message(), "[SnowState]\n" + c.message + "\n\n\n");
-    }
+    EXPECT_EQ(ErrorRaisedBy(c.run), "[SnowState]\n" + c.message + "\n\n\n");
   }
   // Warnings go to the debug output and the call goes on.
   start("idle");

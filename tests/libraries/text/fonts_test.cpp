@@ -232,11 +232,6 @@ TEST_F(FontsTest, DuplicateRenameAndDelete) {
   EXPECT_EQ(RV_Kind(*call(tsl_Script_scribble_font_get_default)), static_cast<uint32_t>(kRVUndefined));
 }
 
-// A distance-field font: a sprite for the atlas and the generator's metrics file (top origin).
-}  // namespace
-
-namespace {
-
 // The first sprite of the game with at least three frames.
 double sprite_with_frames() {
   for (double index = 0; index < 200; ++index) {

@@ -144,13 +144,7 @@ TEST_F(LayoutTest, HorizontalAlignmentInMidLineStartsANewLine) {
 
 TEST_F(LayoutTest, ASecondDifferentVerticalAlignmentIsAnError) {
   const tsl::Value e = element("[fa_middle]a[fa_bottom]b");
-  std::string raised;
-  try {
-    model(e);
-  } catch (const KVTSLException& ex) {
-    raised = ex.message();
-  }
-  EXPECT_NE(raised.find("In-line vertical alignment cannot be set more than once"), std::string::npos);
+  EXPECT_NE(ErrorRaisedBy([&] { model(e); }).find("In-line vertical alignment cannot be set more than once"), std::string::npos);
   EXPECT_EQ(model(element("[fa_bottom]a[fa_bottom]b"))->valign, 2);
 }
 
@@ -352,12 +346,7 @@ TEST_F(LayoutTest, InlineSpritesAnimateThroughAQuadPerFrame) {
     EXPECT_EQ(q.left, animated[1].left);
     EXPECT_EQ(q.z, animated[1].z) << "one character";
   }
-  std::string message;
-  try {
-    model(element("[spr_scorpion_projectile,0,5]"));
-  } catch (const KVTSLException& e) {
-    message = e.message();
-  }
+  const std::string message = ErrorRaisedBy([&] { model(element("[spr_scorpion_projectile,0,5]")); });
   EXPECT_NE(message.find("Image speed cannot be more than 4.0 (5)"), std::string::npos) << message;
 }
 

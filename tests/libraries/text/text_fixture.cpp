@@ -21,10 +21,5 @@ tsl::Value TextLibraryTest::method(const tsl::Value& target, const char* name, s
 }
 
 std::string TextLibraryTest::error_of(KVScriptFunction script, std::vector<RValue> args) {
-  try {
-    call(script, std::move(args));
-  } catch (const KVTSLException& e) {
-    return e.message();
-  }
-  return "";
+  return ErrorRaisedBy([&] { call(script, std::move(args)); });
 }

@@ -15,6 +15,7 @@
 #include "graphics/window.h"
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
+#include "support/builtin_call.h"
 #include "support/draw_game.h"
 #include "text/scribble.h"
 

@@ -183,23 +183,13 @@ TEST_F(TypistTest, ChangingElementOrPageResetsAndSkipShowsTheRest) {
 
 TEST_F(TypistTest, LegacyAndRemovedFunctionsStopWithTheirTexts) {
   const tsl::Value e = element("abc");
-  std::string raised;
-  try {
-    method(e, "typewriter_in", {RV_Real(1), RV_Real(0)});
-  } catch (const KVTSLException& ex) {
-    raised = ex.message();
-  }
-  EXPECT_NE(raised.find(".typewriter_*() methods have been deprecated"), std::string::npos);
+  EXPECT_NE(ErrorRaisedBy([&] { method(e, "typewriter_in", {RV_Real(1), RV_Real(0)}); })
+                .find(".typewriter_*() methods have been deprecated"),
+            std::string::npos);
   EXPECT_NE(error_of(tsl_Script_scribble_typewriter_add_event)
                 .find("scribble_typewriter_add_event() has been replaced by scribble_typists_add_event()"),
             std::string::npos);
-  raised.clear();
-  try {
-    method(typist_, "character_delay_add", {*str("a"), RV_Real(100)});
-  } catch (const KVTSLException& ex) {
-    raised = ex.message();
-  }
-  EXPECT_NE(raised.find("SCRIBBLE_ALLOW_GLYPH_DATA_GETTER must be set to <true> to use per-character delay"),
+  EXPECT_NE(ErrorRaisedBy([&] { method(typist_, "character_delay_add", {*str("a"), RV_Real(100)}); }).find("SCRIBBLE_ALLOW_GLYPH_DATA_GETTER must be set to <true> to use per-character delay"),
             std::string::npos);
 }
 
