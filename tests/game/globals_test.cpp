@@ -2,6 +2,9 @@
 // compiled code tables on the fake window host and the null device, the global scripts run as at
 // the game's start, and the tables, the run's values and the two utility scripts are read back
 // through the script-visible variables.
+#include <string>
+#include <vector>
+
 #include "game_fixture.h"
 #include "scripts/globals.h"
 #include "world/instance.h"
@@ -12,62 +15,51 @@ RValue R(double v) { return RV_Real(v); }
 
 using GameGlobalsTest = GameTest;
 
-TEST_F(GameGlobalsTest, TowerKindsCarryTheirTableAndHalfTheirSpritesWidth) {
-  struct Tower {
-    const char* name;
-    double hp, damage, sprite, cooldown, attack_frame, projectile_speed, knockback, range, cost;
-  };
-  const Tower towers[] = {
-      {"ballista", 25, 14, 43, 25, 15, 8, 4, 480, 100},
-      {"scorpion", 15, 5, 0, 25, 17, 7, 0, 420, 50},
-      {"catapault", 17, 8, 11, 60, 15, 5, 4, 480, 40},
-      {"onager", 26, 16, 9, 45, 15, 6, 8, 540, 80},
-  };
-  const tsl::Value table = Global("tower_data");
+// Each kind's record: its name and the numbers of the table's fields, in the order listed.
+struct Kind {
+  const char* name;
+  std::vector<double> numbers;
+};
+
+void ExpectKinds(const char* table_name, const std::vector<const char*>& fields, const std::vector<Kind>& kinds) {
+  const tsl::Value table = Global(table_name);
   ASSERT_EQ(RV_Kind(*table), static_cast<uint32_t>(kRVObject));
-  for (const Tower& t : towers) {
-    SCOPED_TRACE(t.name);
-    const tsl::Value record = Member(table, t.name);
+  for (const Kind& kind : kinds) {
+    SCOPED_TRACE(kind.name);
+    const tsl::Value record = Member(table, kind.name);
     ASSERT_EQ(RV_Kind(*record), static_cast<uint32_t>(kRVObject));
-    EXPECT_EQ(Text(Member(record, "name")), t.name);
-    EXPECT_EQ(Member(record, "hp").real(), t.hp);
-    EXPECT_EQ(Member(record, "damage").real(), t.damage);
-    EXPECT_EQ(Member(record, "sprite").real(), t.sprite);
-    EXPECT_EQ(Member(record, "attack_cooldown").real(), t.cooldown);
-    EXPECT_EQ(Member(record, "attack_frame").real(), t.attack_frame);
-    EXPECT_EQ(Member(record, "projectile_speed").real(), t.projectile_speed);
-    EXPECT_EQ(Member(record, "knockback").real(), t.knockback);
-    EXPECT_EQ(Member(record, "range").real(), t.range);
-    EXPECT_EQ(Member(record, "cost").real(), t.cost);
+    EXPECT_EQ(Text(Member(record, "name")), kind.name);
+    for (size_t i = 0; i < fields.size(); ++i) EXPECT_EQ(Member(record, fields[i]).real(), kind.numbers[i]) << fields[i];
+  }
+}
+
+TEST_F(GameGlobalsTest, TowerKindsCarryTheirTableAndHalfTheirSpritesWidth) {
+  const std::vector<Kind> towers = {
+      {"ballista", {25, 14, 43, 25, 15, 8, 4, 480, 100}},
+      {"scorpion", {15, 5, 0, 25, 17, 7, 0, 420, 50}},
+      {"catapault", {17, 8, 11, 60, 15, 5, 4, 480, 40}},
+      {"onager", {26, 16, 9, 45, 15, 6, 8, 540, 80}},
+  };
+  ExpectKinds("tower_data",
+              {"hp", "damage", "sprite", "attack_cooldown", "attack_frame", "projectile_speed", "knockback", "range",
+               "cost"},
+              towers);
+  for (const Kind& t : towers) {
+    SCOPED_TRACE(t.name);
     // The sprite at that index is the tower's firing animation, and x_offset is half its width.
-    const tsl::Value sprite_name = tsl::call("sprite_get_name", nullptr, nullptr, {R(t.sprite)});
-    EXPECT_EQ(Text(sprite_name), std::string("spr_") + t.name);
-    const double width = tsl::call("sprite_get_width", nullptr, nullptr, {R(t.sprite)}).real();
+    const double sprite = t.numbers[2];
+    EXPECT_EQ(Text(tsl::call("sprite_get_name", nullptr, nullptr, {R(sprite)})), std::string("spr_") + t.name);
+    const double width = tsl::call("sprite_get_width", nullptr, nullptr, {R(sprite)}).real();
     EXPECT_GT(width, 0);
-    EXPECT_EQ(Member(record, "x_offset").real(), width / 2);
+    EXPECT_EQ(Member(Member(Global("tower_data"), t.name), "x_offset").real(), width / 2);
   }
 }
 
 TEST_F(GameGlobalsTest, EnemyKindsCarryTheirTable) {
-  struct Enemy {
-    const char* name;
-    double hp, move_speed, attack_speed, damage, gold, score_value;
-  };
-  const Enemy enemies[] = {
-      {"grunt", 30, 0.5, 60, 5, 5, 1}, {"mule", 40, 1, 45, 4, 7, 2}, {"brute", 60, 0.33, 90, 11, 10, 3}};
-  const tsl::Value table = Global("enemy_data");
-  for (const Enemy& e : enemies) {
-    SCOPED_TRACE(e.name);
-    const tsl::Value record = Member(table, e.name);
-    ASSERT_EQ(RV_Kind(*record), static_cast<uint32_t>(kRVObject));
-    EXPECT_EQ(Text(Member(record, "name")), e.name);
-    EXPECT_EQ(Text(Member(record, "sprite")), "");
-    EXPECT_EQ(Member(record, "hp").real(), e.hp);
-    EXPECT_EQ(Member(record, "move_speed").real(), e.move_speed);
-    EXPECT_EQ(Member(record, "attack_speed").real(), e.attack_speed);
-    EXPECT_EQ(Member(record, "damage").real(), e.damage);
-    EXPECT_EQ(Member(record, "gold").real(), e.gold);
-    EXPECT_EQ(Member(record, "score_value").real(), e.score_value);
+  ExpectKinds("enemy_data", {"hp", "move_speed", "attack_speed", "damage", "gold", "score_value"},
+              {{"grunt", {30, 0.5, 60, 5, 5, 1}}, {"mule", {40, 1, 45, 4, 7, 2}}, {"brute", {60, 0.33, 90, 11, 10, 3}}});
+  for (const char* name : {"grunt", "mule", "brute"}) {
+    EXPECT_EQ(Text(Member(Member(Global("enemy_data"), name), "sprite")), "") << name;
   }
 }
 

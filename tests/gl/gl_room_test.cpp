@@ -163,12 +163,20 @@ TEST_F(GlRoomTest, DrawSelfShowsTheFrameTheImageSpeedReached) {
   }
 }
 
-TEST_F(GlRoomTest, SurfaceSaveWritesAPngThatLoadsBackWithItsPixels) {
-  RoomRecord room;
-  room.name = "rm_surface";
-  room.layers = {instance_layer("Instances", 1, 0, {})};
-  game_.rooms = {room};
-  if (!Start()) GTEST_SKIP() << "no display";
+// A game of one room without instances, for drawing on surfaces outside the room's draw.
+class GlSurfaceTest : public GlRoomTest {
+ protected:
+  void SetUp() override {
+    GlRoomTest::SetUp();
+    RoomRecord room;
+    room.name = "rm_surface";
+    room.layers = {instance_layer("Instances", 1, 0, {})};
+    game_.rooms = {room};
+    if (!Start()) GTEST_SKIP() << "no display";
+  }
+};
+
+TEST_F(GlSurfaceTest, SurfaceSaveWritesAPngThatLoadsBackWithItsPixels) {
   TempDir dir;
   const std::string file = dir.file("surface.png");
   const tsl::Value surface = tsl::call("surface_create", nullptr, nullptr, {R(8), R(4)});
@@ -202,7 +210,7 @@ TEST_F(GlRoomTest, SurfaceSaveWritesAPngThatLoadsBackWithItsPixels) {
 
 // The surface drawing builtins, each drawing a 4x4 source (left half blue, right half red) onto a
 // cleared 16x16 target; the target is read back with surface_getpixel (colours as 0xBBGGRR).
-TEST_F(GlRoomTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
+TEST_F(GlSurfaceTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
   constexpr double kSurfRed = 0x0000FF, kSurfBlue = 0xFF0000, kBlack = 0, kWhite = 0xFFFFFF;
   struct Probe {
     int x, y;
@@ -234,11 +242,6 @@ TEST_F(GlRoomTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
       {"tiled at 2x2", "draw_surface_tiled_ext", {0, 0, 2, 2, kWhite, 1},
        {{3, 3, kSurfBlue}, {5, 0, kSurfRed}, {9, 9, kSurfBlue}, {13, 14, kSurfRed}}},
   };
-  RoomRecord room;
-  room.name = "rm_surface_draw";
-  room.layers = {instance_layer("Instances", 1, 0, {})};
-  game_.rooms = {room};
-  if (!Start()) GTEST_SKIP() << "no display";
   const tsl::Value source = tsl::call("surface_create", nullptr, nullptr, {R(4), R(4)});
   const tsl::Value target = tsl::call("surface_create", nullptr, nullptr, {R(16), R(16)});
   tsl::call("surface_set_target", nullptr, nullptr, {*source});
@@ -262,12 +265,7 @@ TEST_F(GlRoomTest, SurfaceDrawingBuiltinsPlaceScaleCropTileAndTintTheSource) {
 
 // Pixels read back from the current target, and sprites made from a surface with their origin,
 // size and extra frames taken from their own arguments.
-TEST_F(GlRoomTest, GetpixelReadsTheTargetAndSpritesComeFromSurfaces) {
-  RoomRecord room;
-  room.name = "rm_getpixel";
-  room.layers = {instance_layer("Instances", 1, 0, {})};
-  game_.rooms = {room};
-  if (!Start()) GTEST_SKIP() << "no display";
+TEST_F(GlSurfaceTest, GetpixelReadsTheTargetAndSpritesComeFromSurfaces) {
   const auto call = [](const char* name, std::initializer_list<RValue> args) {
     return tsl::call(name, nullptr, nullptr, args);
   };
