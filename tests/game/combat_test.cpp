@@ -463,6 +463,12 @@ class PlacingTest : public CombatTest {
     tsl::set(Live(button_), "available", RV_Bool(false));
     return tower;
   }
+  // Bought with the cursor moved to (x, y) the frame before.
+  int32_t BuyAt(const char* kind, int32_t x, int32_t y) {
+    MoveTo(x, y);
+    Frames(1);
+    return Buy(kind);
+  }
   std::string Cell(int32_t row, int32_t column) {
     Value towers = Global("towers");
     const RValue* cells = RV_ArrayElementForRead(towers.get(), row);
@@ -491,9 +497,7 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.cursor_x) + "," + std::to_string(c.cursor_y));
     Globals_StartRun();
-    MoveTo(c.cursor_x, c.cursor_y);
-    Frames(1);
-    const int32_t tower = Buy("catapault");
+    const int32_t tower = BuyAt("catapault", c.cursor_x, c.cursor_y);
     EXPECT_EQ(Global("gold").real(), 160);
     EXPECT_EQ(State(tower), "placing");
     Frames(1);
@@ -517,9 +521,7 @@ TEST_F(PlacingTest, AGhostSnapsToFreeCellsAndIsPutDownWithSelect) {
 
 TEST_F(PlacingTest, ATakenCellOrTheCursorOffTheBoardRefusesTheTower) {
   button_ = ShopButton();
-  MoveTo(130, 150);
-  Frames(1);
-  const int32_t tower = Buy("scorpion");
+  const int32_t tower = BuyAt("scorpion", 130, 150);
   Frames(1);
   EXPECT_EQ(Num(tower, "x"), 120);
   EXPECT_EQ(Num(tower, "y"), 160);
@@ -550,9 +552,7 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
   button_ = ShopButton();
   for (const TowerKind& kind : kTowerKinds) {
     SCOPED_TRACE(kind.name);
-    MoveTo(50, 70);
-    Frames(1);
-    const int32_t tower = Buy(kind.name);
+    const int32_t tower = BuyAt(kind.name, 50, 70);
     EXPECT_EQ(Global("gold").real(), 200 - kind.cost);
     Frames(1);
     Click(2);
@@ -565,9 +565,7 @@ TEST_F(PlacingTest, RefundGivesTheCostBackAndRemovesTheGhost) {
 
 TEST_F(PlacingTest, ARefundWinsOverASelectOfTheSameFrame) {
   button_ = ShopButton();
-  MoveTo(50, 70);
-  Frames(1);
-  const int32_t tower = Buy("scorpion");
+  const int32_t tower = BuyAt("scorpion", 50, 70);
   Frames(1);
   // Both buttons at once over the free cell: the ghost is refunded, and the cell is not claimed by
   // a tower that no longer exists.
@@ -591,9 +589,7 @@ TEST_F(PlacingTest, ARefundWinsOverASelectOfTheSameFrame) {
 
 TEST_F(PlacingTest, AGhostNeitherBlocksNorFires) {
   button_ = ShopButton();
-  MoveTo(300, 240);
-  Frames(1);
-  const int32_t tower = Buy("ballista");
+  const int32_t tower = BuyAt("ballista", 300, 240);
   const int32_t mule = Enemy("mule", 330, 240);
   for (int frame = 0; frame < 60; ++frame) {
     Frames(1);

@@ -80,8 +80,8 @@ TEST_F(SpriteDrawTest, ATrimmedFrameLandsAtItsTargetOffsetScaledAroundTheOrigin)
   EXPECT_EQ(q.colour[0], 0xFFFFFFFFu);
 }
 
-// The drawing builtins that take a part, free corners, a box or a tiling: each argument reaches
-// its corner. Corners are top left, top right, bottom right, bottom left (quad vertices 0 1 2 4).
+// The drawing builtins that take a part, free corners, a box, a turn or a tiling: each argument
+// reaches its corner. Corners are top left, top right, bottom right, bottom left (quad vertices 0 1 2 4).
 TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
   const double c1 = 0x112233, c2 = 0x445566, c3 = 0x778899, c4 = 0xAABBCC;
   struct Case {
@@ -110,13 +110,18 @@ TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
        {half, half, half, half}, 4, 52},
       {"draw_sprite_stretched_ext", {kSprTrimmed, 0, 10, 10, 32, 48, c2, 0.25}, 1, 0, {18, 34, 34, 18},
        {22, 22, 46, 46}, {0x3F445566u, 0x3F445566u, 0x3F445566u, 0x3F445566u}, 4, 52},
+      // Turned about the origin: 0.0005 radians is below the straight path's limit of 0.001.
+      {"draw_sprite_ext", {kSprWhite, 0, 10, 10, 1, 1, 0.0005 * 180.0 / M_PI, 0xFFFFFF, 0.5}, 1, 0, {10, 26, 26, 10},
+       {10, 10, 26, 26}, {half, half, half, half}, 48, 0},
+      {"draw_sprite_ext", {kSprWhite, 0, 10, 10, 1, 1, 90, 0xFFFFFF, 0.5}, 1, 0, {10, 10, 26, 26}, {10, -6, -6, 10},
+       {half, half, half, half}, 48, 0},
       // Steps of 32 by 8 over the 64 x 64 view: 4 columns, 10 rows, from (5 - 32, 5 - 8).
       {"draw_sprite_tiled_ext", {kSprWhite, 0, 5, 5, 2, 0.5, c3, 1}, 40, 1, {-27, 5, 5, -27}, {5, 5, 13, 13},
        {0xFF778899u, 0xFF778899u, 0xFF778899u, 0xFF778899u}, 48, 0},
   };
   Call("draw_set_alpha", {R(0.5)});
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(std::string(c.name) + " #" + std::to_string(&c - cases));
     CallNumber(c.name, c.args);
     const std::vector<Quad> quads = Quads();
     ASSERT_EQ(quads.size(), c.quads);
@@ -131,31 +136,6 @@ TEST_F(SpriteDrawTest, EachSpriteDrawBuiltinPutsItsArgumentsOnTheRightCorners) {
     EXPECT_FLOAT_EQ(q.v[0], c.v0 / 64);
   }
   Call("draw_set_alpha", {R(1)});
-}
-
-TEST_F(SpriteDrawTest, RotationTurnsCornersAboutTheOriginAndTinyAnglesStayStraight) {
-  struct Case {
-    const char* name;
-    double degrees;
-    float x[4], y[4];  // top left, top right, bottom right, bottom left
-  };
-  // 0.0005 radians is below the straight path's limit of 0.001.
-  const Case cases[] = {
-      {"tiny", 0.0005 * 180.0 / M_PI, {10, 26, 26, 10}, {10, 10, 26, 26}},
-      {"quarter turn", 90.0, {10, 10, 26, 26}, {10, -6, -6, 10}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    Call("draw_sprite_ext", {R(kSprWhite), R(0), R(10), R(10), R(1), R(1), R(c.degrees), R(0xFFFFFF), R(0.5)});
-    const std::vector<Quad> quads = Quads();
-    ASSERT_EQ(quads.size(), 1u);
-    const int corner[4] = {0, 1, 2, 4};
-    for (int i = 0; i < 4; ++i) {
-      EXPECT_NEAR(quads[0].x[corner[i]], c.x[i], 1e-4) << "corner " << i;
-      EXPECT_NEAR(quads[0].y[corner[i]], c.y[i], 1e-4) << "corner " << i;
-    }
-    EXPECT_EQ(quads[0].colour[0] >> 24, 127u);  // alpha 0.5
-  }
 }
 
 TEST_F(SpriteDrawTest, SubimagesWrapAndBelowZeroTakeTheCallersImage) {

@@ -50,6 +50,13 @@ class TextTest : public GraphicsTest {
     GraphicsTest::TearDown();
     GC_Reset();
   }
+  // A frame begun over the whole window, with nothing recorded yet.
+  void OpenFrame() {
+    Start_Frame();
+    GR_Set_View(0, 0, 640, 360, 0);
+    GR_Flush();
+    device_.clear_record();
+  }
 };
 
 TEST_F(TextTest, BadFontsAndAlignmentsFallBack) {
@@ -166,10 +173,7 @@ TEST_F(GlyphCacheTest, ASmallCacheFlushesAtEachReuseOfACellOfThisFrameAndUploads
   const GlyphCache& cache = *f->cache;
   ASSERT_LT(cache.capacity, 10) << "a 64-texel page holds few cells";
   Frame();
-  Start_Frame();
-  GR_Set_View(0, 0, 640, 360, 0);
-  GR_Flush();
-  device_.clear_record();
+  OpenFrame();
   Number("draw_text", {R(0), R(0), S("abcdefghijklmnop")});
   GR_Flush();
   EXPECT_GT(device_.count(DeviceCallKind::kDraw), 1) << "16 glyphs through " << cache.capacity << " cells";
@@ -183,10 +187,7 @@ TEST_F(GlyphCacheTest, ASmallCacheFlushesAtEachReuseOfACellOfThisFrameAndUploads
   }
   Device_EndFrame(false);
   // Next frame the cells of the last frame are reused without a flush.
-  Start_Frame();
-  GR_Set_View(0, 0, 640, 360, 0);
-  GR_Flush();
-  device_.clear_record();
+  OpenFrame();
   Number("draw_text", {R(0), R(0), S("ab")});
   EXPECT_EQ(device_.count(DeviceCallKind::kDraw), 0) << "no flush for cells of an earlier frame";
   GR_Flush();
@@ -280,10 +281,7 @@ TEST_F(TextTest, SpacedLinesMoveThePenBySpacingAndGapsBehindSpaces) {
   const float m = static_cast<float>(f->GetGlyph('m')->shift);
   const uint32_t codes[] = {'a', ' ', 'b', 'c'};
   Frame();
-  Start_Frame();
-  GR_Set_View(0, 0, 640, 360, 0);
-  GR_Flush();
-  device_.clear_record();
+  OpenFrame();
   Font_DrawSpaced(*f, 10, 20, codes, 4, 0xFFFFFFFFu, 2, 7);
   GR_Flush();
   ASSERT_EQ(device_.draws().size(), 1u);

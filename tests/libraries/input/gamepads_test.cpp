@@ -39,6 +39,16 @@ class InputGamepadsTest : public InputLibraryTest {
   double pad_value(double index, double constant) {
     return call("input_gamepad_value", {RV_Real(index), RV_Real(constant)}).real();
   }
+  // Controller 7 claimed by player 0 with its face button, bound to select in the gamepad profile.
+  void claim_pad() {
+    const tsl::Value b = call("input_binding_gamepad_button", {RV_Real(kFaceSouth)});
+    call("input_binding_set", {*text("select"), *b, RV_Real(0), RV_Real(0), *text("gamepad")});
+    attach_controller(7);
+    frames(4);
+    pad(7).reading.button[0] = 1;
+    frame();
+    ASSERT_EQ(call("input_player_get_gamepad").real(), 0);
+  }
 };
 
 TEST_F(InputGamepadsTest, ADatabaseLineRemapsAPlainJoystick) {
@@ -103,13 +113,8 @@ TEST_F(InputGamepadsTest, ConnectionsShowInTheStatusReports) {
 }
 
 TEST_F(InputGamepadsTest, VibrationReachesThePlayersPadAndEnds) {
-  const tsl::Value b = call("input_binding_gamepad_button", {RV_Real(kFaceSouth)});
-  call("input_binding_set", {*tsl::Value::String("select"), *b, RV_Real(0), RV_Real(0), *tsl::Value::String("gamepad")});
-  attach_controller(7);
-  frames(4);
-  pad(7).reading.button[0] = 1;
-  frame();
-  ASSERT_EQ(call("input_player_get_gamepad").real(), 0);
+  claim_pad();
+  if (HasFatalFailure()) return;
   // Full strength panned right for 100 ms.
   call("input_vibrate_constant", {RV_Real(1), RV_Real(1), RV_Real(100)});
   frames(3);
@@ -130,15 +135,10 @@ TEST_F(InputGamepadsTest, VibrationReachesThePlayersPadAndEnds) {
 }
 
 TEST_F(InputGamepadsTest, BindingsThePadCannotAnswerAreListed) {
-  const tsl::Value a = call("input_binding_gamepad_button", {RV_Real(kFaceSouth)});
   const tsl::Value guide = call("input_binding_gamepad_button", {RV_Real(32889)});
-  call("input_binding_set", {*tsl::Value::String("select"), *a, RV_Real(0), RV_Real(0), *tsl::Value::String("gamepad")});
-  call("input_binding_set", {*tsl::Value::String("refund"), *guide, RV_Real(0), RV_Real(1), *tsl::Value::String("gamepad")});
-  attach_controller(7);
-  frames(4);
-  pad(7).reading.button[0] = 1;
-  frame();
-  ASSERT_EQ(call("input_player_get_gamepad").real(), 0);
+  call("input_binding_set", {*text("refund"), *guide, RV_Real(0), RV_Real(1), *text("gamepad")});
+  claim_pad();
+  if (HasFatalFailure()) return;
   const tsl::Value invalid = call("input_player_get_invalid_gamepad_bindings");
   ASSERT_EQ(invalid.get()->pArray->length, 1) << "the device layer's layout has no guide button";
   KVObjectBase* entry = RV_ObjectOf(invalid.get()->pArray->pArray[0]);
