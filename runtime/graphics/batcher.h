@@ -2,15 +2,18 @@
 // The vertex batcher. Drawing code asks for room for n vertices of a primitive type, texture and
 // vertex format and writes them straight into the returned memory; calls that agree on all three
 // and find no render state dirty join the open batch, so a run of sprites on one page with one
-// state costs one draw. Strips and fans never join (the next call opens a new batch). A flush
-// copies the batch into a ring of device vertex buffers (a buffer used in this frame is only
-// appended to, never rewritten), binds the texture, draws, and only then applies the pending render
-// state: a state change reaches the device after the vertices drawn before it.
+// state costs one draw. Strips and fans never join (the next call opens a new batch). The memory
+// handed out is a mapped device vertex buffer from a ring (a buffer used in this frame is only
+// appended to, never rewritten), so each vertex is written once, where it is drawn from; a batch
+// that outgrows the rest of its buffer goes on in another one and is still one draw of the batch.
+// Fans (drawn expanded to triangle lists) and devices that can't map are staged in memory and
+// copied at the flush. A flush unmaps, binds the texture, draws, and only then applies the pending
+// render state: a state change reaches the device after the vertices drawn before it.
 // The memory returned stays valid until the next GR_Alloc_Verts or GR_Flush; it is not cleared.
 // Quads (GR_Alloc_Quads) are part of a triangle-list batch like any other triangle list, and count
-// six vertices there (in vertex_count, the statistics and the room test that keeps a batch within
-// its staging memory), but each is stored as its four corners and reaches the device through one
-// shared index pattern, so a page of sprites sends two thirds of the vertices it would as lists.
+// six vertices there (in vertex_count, the statistics and the size reckoning that ends a batch),
+// but each is stored as its four corners and reaches the device through one shared index pattern,
+// so a page of sprites sends two thirds of the vertices it would as lists.
 // Formats: 16, 24 and 36 are the built-in layouts (see the table in batcher.cpp); a value with
 // bit 24 set is a custom format resolved through the vertex-format hook. Main thread only.
 #include <cstddef>

@@ -205,6 +205,14 @@ class IDevice {
   virtual void WriteVertexBuffer(DeviceBufferId buffer, size_t offset, const void* data, size_t bytes,
                                  bool discard) = 0;
   virtual void DestroyVertexBuffer(DeviceBufferId buffer) = 0;
+  // Writing in place: the bytes [offset, offset + bytes) of a buffer as memory the caller fills,
+  // or null when the buffer can't be mapped (the caller then writes a copy). discard as for
+  // WriteVertexBuffer; without it the range must not hold anything drawn since the buffer's last
+  // discard. The mapped bytes start undefined. UnmapVertexBuffer ends the mapping, keeping the
+  // first `written` bytes of the range; a buffer is drawn from only while it isn't mapped, and
+  // one buffer at a time is mapped.
+  virtual uint8_t* MapVertexBuffer(DeviceBufferId buffer, size_t offset, size_t bytes, bool discard) = 0;
+  virtual void UnmapVertexBuffer(DeviceBufferId buffer, size_t written) = 0;
   virtual void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
                     size_t first_byte, int32_t vertex_count) = 0;
   // quad_count quads stored as four vertices each from first_byte (top left, top right, bottom

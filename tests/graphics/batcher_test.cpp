@@ -33,10 +33,13 @@ class BatcherTest : public GraphicsTest {
     auto* v = static_cast<VertexTextured*>(GR_Alloc_Quads(texture, kFormatTextured, 1));
     for (int i = 0; i < 4; ++i) v[i] = VertexTextured{0, 0, 0xFFFFFFFFu, x + i, 0, 0};
   }
+  // Vertex bytes that reached device buffers, copied or written in place.
   size_t BytesWritten() {
     size_t bytes = 0;
     for (const DeviceCall& c : device_.calls()) {
-      if (c.kind == DeviceCallKind::kWriteVertexBuffer) bytes += static_cast<size_t>(c.a);
+      if (c.kind == DeviceCallKind::kWriteVertexBuffer || c.kind == DeviceCallKind::kUnmapVertexBuffer) {
+        bytes += static_cast<size_t>(c.a);
+      }
     }
     return bytes;
   }
@@ -217,6 +220,68 @@ TEST_F(BatcherTest, ABufferUsedThisFrameIsAppendedToAndRewrittenOnlyInALaterFram
   GR_Flush();
   EXPECT_EQ(GR_Batch_Stats().buffers, 2);
   EXPECT_EQ(device_.draws().back().first_byte, 0u);
+}
+
+// Vertices are written once, into the device buffer they are drawn from; a batch that outgrows
+// the rest of its buffer goes on in another and is still one draw of the batcher.
+TEST_F(BatcherTest, ABatchThatOutgrowsItsBufferGoesOnInAnotherAsOneDraw) {
+  GR_End_Batch_Frame();
+  const int32_t filler = static_cast<int32_t>(kMinVertexBufferBytes / 24) - 8;
+  GR_Alloc_Verts(kPrimPointList, &page_b_, kFormatTextured, filler);
+  GR_Flush();
+  device_.clear_record();
+  for (int i = 0; i < 4; ++i) Corners(&page_a_, static_cast<float>(4 * i));  // two fit behind the filler
+  GR_Flush();
+  EXPECT_EQ(GR_Batch_Stats().draws_this_frame, 2);
+  EXPECT_EQ(GR_Batch_Stats().buffers, 2);
+  EXPECT_EQ(device_.count(DeviceCallKind::kWriteVertexBuffer), 0) << "nothing is copied";
+  EXPECT_EQ(BytesWritten(), 16u * 24);
+  ASSERT_EQ(Draws(), 2);
+  const std::vector<RecordedDraw>& d = device_.draws();
+  EXPECT_EQ(d[0].first_byte, static_cast<size_t>(filler) * 24);
+  EXPECT_NE(d[0].buffer, d[1].buffer);
+  EXPECT_EQ(d[1].first_byte, 0u);
+  float expected = 0.0f;
+  for (const RecordedDraw& draw : d) {
+    ASSERT_EQ(draw.quads, 2);
+    ASSERT_EQ(draw.vertices.size(), 12u * 24);
+    const auto* v = reinterpret_cast<const VertexTextured*>(draw.vertices.data());
+    for (int q = 0; q < 2; ++q, expected += 4.0f) EXPECT_EQ(v[6 * q].x, expected);
+  }
+}
+
+// Given-back room is handed out again, so the next quad follows the last one kept.
+TEST_F(BatcherTest, GivenBackRoomIsHandedOutAgain) {
+  Corners(&page_a_, 0);
+  Corners(&page_a_, 10);
+  Corners(&page_a_, 20);
+  GR_Return_Verts(6);
+  Corners(&page_a_, 30);
+  GR_Flush();
+  ASSERT_EQ(Draws(), 1);
+  EXPECT_EQ(device_.draws()[0].quads, 3);
+  EXPECT_EQ(reinterpret_cast<const VertexTextured*>(device_.draws()[0].vertices.data())[12].x, 30.0f);
+  EXPECT_EQ(BytesWritten(), 12u * 24);
+}
+
+// A device that can't map its buffers gets every batch as a copy, drawn as it would have been.
+TEST_F(BatcherTest, WithoutMappingBatchesReachTheDeviceAsCopies) {
+  device_.set_map_refused(true);
+  Corners(&page_a_, 0);
+  Quad(&page_a_, 10);
+  Corners(&page_a_, 20);
+  GR_Flush();
+  Quad(&page_b_, 30);
+  GR_Flush();
+  EXPECT_EQ(device_.count(DeviceCallKind::kWriteVertexBuffer), 2);
+  EXPECT_EQ(BytesWritten(), 20u * 24);
+  ASSERT_EQ(Draws(), 4);
+  const std::vector<RecordedDraw>& d = device_.draws();
+  EXPECT_EQ(d[0].quads, 1);
+  EXPECT_EQ(d[1].vertex_count, 6);
+  EXPECT_EQ(reinterpret_cast<const VertexTextured*>(d[2].vertices.data())[0].x, 20.0f);
+  EXPECT_EQ(reinterpret_cast<const VertexTextured*>(d[3].vertices.data())[5].x, 35.0f);
+  EXPECT_EQ(d[3].first_byte, 14u * 24) << "the copy is appended behind the first";
 }
 
 TEST_F(BatcherTest, UnknownCustomFormatFallsBackToStrideOneAndDrawsNothing) {

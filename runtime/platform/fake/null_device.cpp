@@ -116,6 +116,24 @@ void NullDevice::WriteVertexBuffer(DeviceBufferId buffer, size_t offset, const v
   if (keep_vertices_) std::memcpy(target.data() + offset, data, bytes);
 }
 
+uint8_t* NullDevice::MapVertexBuffer(DeviceBufferId buffer, size_t offset, size_t bytes, bool discard) {
+  record(DeviceCallKind::kMapVertexBuffer, static_cast<int64_t>(bytes), discard ? -1 : static_cast<int64_t>(offset));
+  if (buffer == 0 || buffer > buffers_.size() || !buffers_[buffer - 1].live) return nullptr;
+  Buffer& b = buffers_[buffer - 1];
+  if (map_refused_ || b.mapped || bytes == 0 || offset + bytes > b.bytes.size()) return nullptr;
+  for (const Buffer& other : buffers_) {
+    if (other.mapped) return nullptr;
+  }
+  b.mapped = true;
+  return b.bytes.data() + offset;
+}
+
+void NullDevice::UnmapVertexBuffer(DeviceBufferId buffer, size_t written) {
+  record(DeviceCallKind::kUnmapVertexBuffer, static_cast<int64_t>(written), buffer);
+  if (buffer == 0 || buffer > buffers_.size()) return;
+  buffers_[buffer - 1].mapped = false;
+}
+
 void NullDevice::DestroyVertexBuffer(DeviceBufferId buffer) {
   record(DeviceCallKind::kDestroyVertexBuffer, buffer);
   if (buffer == 0 || buffer > buffers_.size()) return;
@@ -143,7 +161,10 @@ RecordedDraw NullDevice::record_draw(PrimitiveType type, const VertexLayout& lay
 }
 
 const uint8_t* NullDevice::buffer_bytes(DeviceBufferId buffer, size_t first_byte, size_t bytes) const {
-  if (buffer == 0 || buffer > buffers_.size() || !buffers_[buffer - 1].live) return nullptr;
+  // A mapped buffer can't be drawn from: such a draw records no vertices.
+  if (buffer == 0 || buffer > buffers_.size() || !buffers_[buffer - 1].live || buffers_[buffer - 1].mapped) {
+    return nullptr;
+  }
   const std::vector<uint8_t>& stored = buffers_[buffer - 1].bytes;
   return first_byte + bytes <= stored.size() ? stored.data() + first_byte : nullptr;
 }

@@ -36,13 +36,16 @@ enum class DeviceCallKind : int32_t {
   kCopyToBackBuffer,
   kBeginEvent,
   kEndEvent,
+  kMapVertexBuffer,
+  kUnmapVertexBuffer,
   kCount,
 };
 inline constexpr const char* kDeviceCallKindNames[] = {
     "CreateTexture", "UpdateTexture", "DestroyTexture", "BindTexture", "SetRenderTarget", "SetViewport",
     "SetScissor", "Clear", "SetBlend", "SetDepthStencil", "SetRaster", "SetSampler", "SetConstants",
     "CreateVertexBuffer", "WriteVertexBuffer", "DestroyVertexBuffer", "Draw", "ReadPixels", "Flush", "Present",
-    "SetTextureMipLevel", "CopyToBackBuffer", "BeginEvent", "EndEvent"};
+    "SetTextureMipLevel", "CopyToBackBuffer", "BeginEvent", "EndEvent", "MapVertexBuffer",
+    "UnmapVertexBuffer"};
 static_assert(sizeof(kDeviceCallKindNames) / sizeof(kDeviceCallKindNames[0]) ==
               static_cast<size_t>(DeviceCallKind::kCount));
 
@@ -100,6 +103,9 @@ class NullDevice final : public IDevice {
   DeviceBufferId CreateVertexBuffer(size_t bytes) override;
   void WriteVertexBuffer(DeviceBufferId buffer, size_t offset, const void* data, size_t bytes, bool discard) override;
   void DestroyVertexBuffer(DeviceBufferId buffer) override;
+  // Recorded as (bytes, offset or -1 for a discard) and (written, buffer).
+  uint8_t* MapVertexBuffer(DeviceBufferId buffer, size_t offset, size_t bytes, bool discard) override;
+  void UnmapVertexBuffer(DeviceBufferId buffer, size_t written) override;
   void Draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
             size_t first_byte, int32_t vertex_count) override;
   void DrawQuads(const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer, size_t first_byte,
@@ -153,6 +159,8 @@ class NullDevice final : public IDevice {
   void set_msaa_levels(uint32_t levels) { msaa_levels_ = levels; }
   void set_max_texture_size(int32_t side) { max_texture_size_ = side; }
   void set_present_result(bool ok) { present_ok_ = ok; }
+  // When true, MapVertexBuffer fails (as a driver may): callers must write copies instead.
+  void set_map_refused(bool refused) { map_refused_ = refused; }
 
  private:
   struct Texture {
@@ -164,6 +172,7 @@ class NullDevice final : public IDevice {
   struct Buffer {
     std::vector<uint8_t> bytes;
     bool live = false;
+    bool mapped = false;
   };
   // A draw's record with the current state; the vertices are the caller's to fill.
   RecordedDraw record_draw(PrimitiveType type, const VertexLayout& layout, ShaderSet shader, DeviceBufferId buffer,
@@ -178,6 +187,7 @@ class NullDevice final : public IDevice {
   uint32_t msaa_levels_ = 2 | 4 | 8;
   int32_t max_texture_size_ = 16384;
   bool present_ok_ = true;
+  bool map_refused_ = false;
   bool keep_vertices_ = true;
   bool recording_ = true;
   std::vector<DeviceCall> calls_;

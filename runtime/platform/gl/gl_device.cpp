@@ -33,6 +33,7 @@ struct GlBuffer {
   GLuint buffer = 0;
   size_t bytes = 0;
   bool live = false;
+  bool mapped = false;
 };
 
 struct Program {
@@ -448,6 +449,30 @@ class GlDevice final : public IDevice {
     } else {
       glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(offset), static_cast<GLsizeiptr>(bytes), data);
     }
+  }
+
+  // Only the written part of the range is flushed to the buffer; a software renderer hands out the
+  // buffer's own memory, so the vertices are written once, where they are drawn from.
+  uint8_t* MapVertexBuffer(DeviceBufferId id, size_t offset, size_t bytes, bool discard) override {
+    GlBuffer* b = buffer(id);
+    if (b == nullptr || b->mapped || bytes == 0 || offset + bytes > b->bytes) return nullptr;
+    glBindBuffer(GL_ARRAY_BUFFER, b->buffer);
+    const GLbitfield access = GL_MAP_WRITE_BIT | GL_MAP_FLUSH_EXPLICIT_BIT |
+                              (discard ? GL_MAP_INVALIDATE_BUFFER_BIT
+                                       : GL_MAP_INVALIDATE_RANGE_BIT | GL_MAP_UNSYNCHRONIZED_BIT);
+    void* mapped = glMapBufferRange(GL_ARRAY_BUFFER, static_cast<GLintptr>(offset), static_cast<GLsizeiptr>(bytes),
+                                    access);
+    b->mapped = mapped != nullptr;
+    return static_cast<uint8_t*>(mapped);
+  }
+
+  void UnmapVertexBuffer(DeviceBufferId id, size_t written) override {
+    GlBuffer* b = buffer(id);
+    if (b == nullptr || !b->mapped) return;
+    glBindBuffer(GL_ARRAY_BUFFER, b->buffer);
+    if (written > 0) glFlushMappedBufferRange(GL_ARRAY_BUFFER, 0, static_cast<GLsizeiptr>(written));
+    glUnmapBuffer(GL_ARRAY_BUFFER);
+    b->mapped = false;
   }
 
   void DestroyVertexBuffer(DeviceBufferId id) override {
