@@ -94,6 +94,7 @@ Generation g_generations[kGCGenerations];
 std::vector<QueueEntry> g_queue;
 std::vector<uint32_t> g_bitmap;
 int64_t g_collection_time = 0;  // microseconds the last pass spent freeing; 0 when it freed nothing
+bool g_headless = false;        // -headless: GCCollectAll does nothing
 
 bool reusable_kind(int32_t kind) { return kind == kObjStruct || kind == kObjAccessor || kind == kObjProperty; }
 
@@ -293,6 +294,12 @@ void free_dead(const std::vector<KVObjectBase*>& dead) {
     }
   }
   for (KVObjectBase* object : gone) destroy_storage(object);
+}
+
+void delete_all_parked() {
+  for (int32_t kind = 0; kind < kGCParkedKinds; ++kind) {
+    while (KVObjectBase* object = unpark(kind)) destroy_storage(object);
+  }
 }
 
 void trim_parked() {
@@ -537,13 +544,12 @@ GCStats GC_GetStats() {
 }
 
 void GCCollectAll() {
+  if (g_headless) return;
   const bool enabled = g_GCEnabled;
   g_GCEnabled = true;
   GCStep(kGCGenerations - 1);
   g_GCEnabled = enabled;
-  for (int32_t kind = 0; kind < kGCParkedKinds; ++kind) {
-    while (KVObjectBase* object = unpark(kind)) destroy_storage(object);
-  }
+  delete_all_parked();
 }
 
 size_t GC_ObjectCount() { return g_count; }
@@ -573,6 +579,7 @@ void GC_Reset() {
     object->Free(true);
   }
   for (KVObjectBase* object : remaining) destroy_storage(object);
+  delete_all_parked();
   g_objects.clear();
   g_free_ids.clear();
   g_count = 0;
@@ -594,8 +601,20 @@ void GC_Reset() {
   g_GCGeneration = 0;
   g_GCFrame = 0;
   g_collection_time = 0;
+  g_GCEnabled = true;
+  g_AllocGeneration = 0;
+  g_headless = false;
   Object_ForgetCachedObjects();
 }
+
+void GC_StartGame(bool headless) {
+  g_headless = headless;
+  g_GCEnabled = !headless;
+  g_GCForce = false;
+  g_AllocGeneration = kGCGenerations - 1;
+}
+
+void GC_StartupDone() { g_AllocGeneration = 0; }
 
 int64_t GC_DeleteParked(int64_t budget_us, int64_t (*clock)()) {
   const int64_t t0 = clock();

@@ -53,6 +53,8 @@ size_t GC_ParkedCount(int32_t kind);
 // which each pass chooses for the next; a forced pass runs at once. Does nothing while the
 // collector is disabled, unless gc_collect asked for a pass (g_GCForce).
 void GCStep(int mode);
+// At shutdown: a whole pass of generation 4 with the collector enabled for the call, then the
+// parked objects deleted. Does nothing in a headless run.
 void GCCollectAll();
 // gc_collect: the next step (the frame's, at its end) runs a whole pass of generation 3, also
 // while the collector is disabled.
@@ -75,8 +77,16 @@ size_t GC_ObjectCount();
 bool GC_IsRemembered(const KVObjectBase* object, int32_t generation);
 // Objects of a generation in the table.
 int32_t GC_GenerationObjectCount(int32_t generation);
-// Frees every object, registered or parked, and empties the table; the next game round starts clean.
+// Frees every object, registered or parked, and empties the table; the next game round starts clean
+// (the collector enabled, new objects of generation 0, not headless).
 void GC_Reset();
+
+// The start of a game round, before anything is made: the collector is enabled unless the run is
+// headless (-headless switches it off and makes GCCollectAll do nothing), and the objects made
+// during start-up (the global object, the library states, whatever the global initialisers make)
+// are of the oldest generation until GC_StartupDone, from where new objects are of generation 0.
+void GC_StartGame(bool headless);
+void GC_StartupDone();
 
 // Idle-time release of parked objects: deletes while the clock allows, returns microseconds used.
 int64_t GC_DeleteParked(int64_t budget_us, int64_t (*clock)());
@@ -93,7 +103,7 @@ extern uint32_t g_GCStamp;       // goes up by one for each pass
 extern int32_t g_GCFrame;        // passes finished
 extern int32_t g_GCMarkLimit;    // marking doesn't enter objects of a higher generation
 extern bool g_GCForceNext;       // the next Mark ignores the limit
-extern int32_t g_AllocGeneration;
+extern int32_t g_AllocGeneration;  // generation of new objects: 4 during start-up, then 0
 extern int32_t g_GCMarkedCount;  // objects marked in the running pass
 extern int32_t g_GCGeneration;      // generation of the next pass
 extern int32_t g_GCLastGeneration;  // generation of the last finished pass

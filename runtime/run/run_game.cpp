@@ -139,6 +139,7 @@ const std::string& Run_TempDirectory() { return g_temp_directory; }
 
 bool InitGame() {
   MemoryManager::SetFailureHandler(on_allocation_failure);
+  GC_StartGame(g_options.headless);
   Timing_Reset();
   Crc32_BuildTable();
   const char* temp = std::getenv("temp");
@@ -241,8 +242,10 @@ void Run_Start() {
 
 void Run_Restart_Game() {
   Game_ResetForRestart();
-  if (!Script_RunGlobalInit()) return;
-  if (Run_DebuggerHold) return;
+  const bool initialised = Script_RunGlobalInit();
+  // What start-up made lives as long as the game; the rooms' objects start young.
+  GC_StartupDone();
+  if (!initialised || Run_DebuggerHold) return;
   Room_StartFirst();
   if (New_Room >= 0) {
     Room_Switch(New_Room);
