@@ -102,11 +102,13 @@ FN_MP(F_GridDraw) {
   if (const MotionGrid* grid = grid_arg(argv)) MotionGrid_Draw(*grid);
 }
 
+// mp_grid_to_ds_grid(source, destination): the row declares one argument, but the copy needs the
+// data structure grid it fills as the second; a call without one names no destination.
 FN_MP(F_GridToDsGrid) {
   set_result(result, RV_Bool(false));
   const MotionGrid* grid = grid_arg(argv);
-  const double target = KVGetReal(argv, 1);
-  RValue exists = CallBuiltinNamed("ds_exists", {RV_Real(target), RV_Real(kDsTypeGrid)});
+  const double target = argc >= 2 ? KVGetReal(argv, 1) : -1.0;
+  RValue exists = argc >= 2 ? CallBuiltinNamed("ds_exists", {RV_Real(target), RV_Real(kDsTypeGrid)}) : RV_Bool(false);
   const bool target_exists = RV_ToBool(exists);
   RV_FreeToUndefined(&exists);
   if (grid == nullptr || !target_exists) {
@@ -171,7 +173,7 @@ void MotionPlanning_RegisterBuiltins() {
   Function_Add("mp_grid_add_instances", with_args<F_GridAddInstances, 3>, 3, 0);
   Function_Add("mp_grid_path", with_args<F_GridPath, 7>, 7, 0);
   Function_Add("mp_grid_draw", with_args<F_GridDraw, 1>, 1, 0);
-  Function_Add("mp_grid_to_ds_grid", with_args<F_GridToDsGrid, 2>, 2, 0);
+  Function_Add("mp_grid_to_ds_grid", with_args<F_GridToDsGrid, 1>, 1, 0);
   Function_Add("mp_linear_step", with_args<F_PlanStep<MotionPlan_LinearStep, false>, 4>, 4, 0);
   Function_Add("mp_linear_path", with_args<F_LinearPath<false>, 5>, 5, 0);
   Function_Add("mp_linear_step_object", with_args<F_PlanStep<MotionPlan_LinearStep, true>, 4>, 4, 0);

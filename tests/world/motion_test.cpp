@@ -714,9 +714,12 @@ TEST_F(MotionGridTest, CopiesToADataStructureGrid) {
   const double small = num("ds_grid_create", nullptr, reals({4, 5}));
   for (const ErrorCase& c : {ErrorCase{{g, small}, "Error, grid sizes do not match (mp_grid_to_ds_grid) "},
                              ErrorCase{{7, ds}, "Invalid source or destination grid"},
-                             ErrorCase{{g, 99}, "Invalid source or destination grid"}}) {
+                             ErrorCase{{g, 99}, "Invalid source or destination grid"},
+                             ErrorCase{{g}, "Invalid source or destination grid"}}) {
     try {
-      call("mp_grid_to_ds_grid", nullptr, reals({c.args[0], c.args[1]}));
+      std::vector<RValue> args;
+      for (const double a : c.args) args.push_back(RV_Real(a));
+      call("mp_grid_to_ds_grid", nullptr, args);
       ADD_FAILURE() << "no error";
     } catch (const KVTSLException& e) {
       EXPECT_EQ(e.message(), c.message);
