@@ -30,6 +30,34 @@ float snap(double value) {
 
 float radians(float degrees) { return degrees * kPi / 180.0f; }
 
+// The unit vector of a direction in degrees, as (cos, sin). Whole quarter turns are exact, so that
+// adding a vector straight up, down or sideways leaves the other component as it was instead of
+// moving it by the rounding of pi (cos of 270 degrees in single precision is -4.4e-8, not 0).
+void unit_vector(float degrees, float* c, float* s) {
+  const double turn = std::fmod(static_cast<double>(degrees), 360.0);
+  const double quarters = turn / 90.0;
+  if (quarters == std::floor(quarters)) {
+    static constexpr float kCos[4] = {1.0f, 0.0f, -1.0f, 0.0f};
+    static constexpr float kSin[4] = {0.0f, 1.0f, 0.0f, -1.0f};
+    const int quarter = (static_cast<int>(quarters) % 4 + 4) % 4;
+    *c = kCos[quarter];
+    *s = kSin[quarter];
+    return;
+  }
+  const float t = radians(degrees);
+  *c = std::cos(t);
+  *s = std::sin(t);
+}
+
+// Adds the vector (direction, length) to the instance's speed components, then derives the polar form.
+void add_vector(CInstance* instance, float direction, float length) {
+  float c = 0.0f, s = 0.0f;
+  unit_vector(direction, &c, &s);
+  instance->hspeed += c * length;
+  instance->vspeed -= s * length;
+  Motion_CartesianToPolar(instance);
+}
+
 void vector_changed(CInstance* instance) {
   instance->flags |= kInstBBoxDirty;
   Collision_QueueUpdate(instance);
@@ -126,12 +154,7 @@ void Motion_Set(CInstance* instance, float direction, float speed) {
   Motion_PolarToCartesian(instance);
 }
 
-void Motion_Add(CInstance* instance, float direction, float speed) {
-  const float t = radians(direction);
-  instance->hspeed += std::cos(t) * speed;
-  instance->vspeed -= std::sin(t) * speed;
-  Motion_CartesianToPolar(instance);
-}
+void Motion_Add(CInstance* instance, float direction, float speed) { add_vector(instance, direction, speed); }
 
 void Motion_TowardsPoint(CInstance* instance, float x, float y, float speed) {
   Motion_SetHSpeed(instance, x - instance->x);
@@ -149,12 +172,7 @@ void Motion_ApplyFrictionGravity(CInstance* instance) {
       Motion_SetSpeed(instance, w);
     }
   }
-  if (instance->gravity != 0.0f) {
-    const float t = radians(instance->gravityDirection);
-    instance->hspeed += std::cos(t) * instance->gravity;
-    instance->vspeed -= std::sin(t) * instance->gravity;
-    Motion_CartesianToPolar(instance);
-  }
+  if (instance->gravity != 0.0f) add_vector(instance, instance->gravityDirection, instance->gravity);
 }
 
 bool Motion_Advance(CInstance* instance) {
