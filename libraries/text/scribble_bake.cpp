@@ -131,7 +131,8 @@ void bake(const std::string& source_name, const std::string& new_name, const Bak
   font->styles = {};
   font->runtime = true;
   font->superfont = false;
-  font->source_sprite = static_cast<int32_t>(RV_ToDouble(sprite_index));
+  // Glyphs left out of the cells (empty ones) keep the source's texture: its sprites stay held too.
+  font->sprites.push_back(static_cast<int32_t>(RV_ToDouble(sprite_index)));
   for (GlyphRow& row : font->rows) row[kGlyphSeparation] += b.separation;
   const double su = (uv[2] - uv[0]) / size, sv = (uv[3] - uv[1]) / size;
   for (const Cell& c : cells) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <unordered_set>
+#include <utility>
 
 #include "core/error.h"
 #include "data/asset_names.h"
@@ -39,13 +40,34 @@ Font* add_font(std::unique_ptr<Font> font) {
   return raw;
 }
 
+void Font::share_sprites(const Font& source) {
+  for (const int32_t sprite : source.sprites) {
+    if (std::find(sprites.begin(), sprites.end(), sprite) == sprites.end()) sprites.push_back(sprite);
+  }
+}
+
+void release_sprites(const std::vector<int32_t>& sprites) {
+  const LibraryState* s = state();
+  const auto held = [s](int32_t sprite) {
+    if (s == nullptr) return false;
+    for (const auto& [name, font] : s->fonts) {
+      if (std::find(font->sprites.begin(), font->sprites.end(), sprite) != font->sprites.end()) return true;
+    }
+    return false;
+  };
+  for (const int32_t sprite : sprites) {
+    if (!held(sprite)) tsl::call("sprite_delete", nullptr, nullptr, {RV_Real(sprite)});
+  }
+}
+
 void destroy_font(const std::string& name) {
   LibraryState* s = state();
   if (s == nullptr) return;
   const auto it = s->fonts.find(name);
   if (it == s->fonts.end()) return;
-  if (it->second->source_sprite >= 0) tsl::call("sprite_delete", nullptr, nullptr, {RV_Real(it->second->source_sprite)});
+  const std::vector<int32_t> sprites = std::move(it->second->sprites);
   s->fonts.erase(it);
+  release_sprites(sprites);
 }
 
 const std::string& default_font() { return initialize().default_font; }
@@ -388,7 +410,6 @@ SCRIBBLE_SCRIPT(scribble_font_duplicate) {
   copy->name = to;
   copy->styles = {};
   copy->runtime = true;
-  copy->source_sprite = -1;
   add_font(std::move(copy));
   return result;
 }
@@ -542,6 +563,7 @@ SCRIBBLE_SCRIPT(scribble_super_clear) {
   font->kerning.clear();
   font->msdf = false;
   font->height = 0;
+  release_sprites(std::exchange(font->sprites, {}));
   return result;
 }
 
@@ -569,6 +591,7 @@ void glyph_duplicate(const Font& source, Font& target, uint32_t code, bool overw
     target.textures.push_back(source.textures[static_cast<size_t>(from)]);
   }
   if (source.msdf) target.msdf_pxrange = source.msdf_pxrange;
+  target.share_sprites(source);
 }
 
 // The glyph ranges of a copy: single codes or strings of characters, [first, last] arrays, or "all".

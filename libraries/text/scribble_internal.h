@@ -100,7 +100,10 @@ struct Font {
   double msdf_pxrange = std::nan("");
   bool superfont = false;
   bool runtime = false;
-  int32_t source_sprite = -1;
+  // The run-time sprites whose textures the glyphs draw from (a baked font's own sprite, and those
+  // of the fonts its glyphs were copied or combined from). A sprite is deleted with the last font
+  // that holds it, so a font made from a baked one keeps drawing after the baked one is deleted.
+  std::vector<int32_t> sprites;
   double scale = 1.0;
   double height = 0.0;
   std::array<std::string, 4> styles;  // regular, bold, italic, bold italic; empty for none
@@ -114,6 +117,8 @@ struct Font {
     return it == glyphs.end() ? -1 : it->second;
   }
   void calculate_height();
+  // Takes on the sprites of a font whose glyphs this one now uses.
+  void share_sprites(const Font& source);
 };
 inline uint64_t kerning_key(uint32_t first, uint32_t second) {
   return static_cast<uint64_t>(first) | (static_cast<uint64_t>(second) << 32);
@@ -124,7 +129,10 @@ Font* find_font(const std::string& name);
 // __scribble_get_font_data: the font or the error "Font \"name\" not recognised".
 Font* font_data(const std::string& name);
 Font* add_font(std::unique_ptr<Font> font);
+// Removes the font; the sprites it held that no other font holds are deleted.
 void destroy_font(const std::string& name);
+// Deletes each of the sprites that no font holds any more.
+void release_sprites(const std::vector<int32_t>& sprites);
 void font_add_all_from_project();
 // A distance-field font from a sprite and its metrics file; the tagged sprites of the project.
 void font_add_msdf(const std::string& name, const RValue& sprite, const std::string& json_name);
