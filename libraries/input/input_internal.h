@@ -69,7 +69,7 @@
   X(__android_lowercase) X(__threshold_min) X(__threshold_max) X(__source) X(__gamepad) X(__name)       \
   X(mini) X(maxi) X(x) X(y) X(mouse_x) X(mouse_y) X(current_time) X(delta_time) X(keyboard_lastkey)     \
   X(__input_source_keyboard) X(__input_source_mouse) X(__input_source_gamepad) X(__input_frame)        \
-  X(__input_combo_name) X(gamepad_description) X(threshold_min) X(threshold_max)
+  X(__input_combo_name) X(gamepad_description) X(threshold_min) X(threshold_max) X(__input_debug_log)
 
 // The builtins it calls.
 #define INPUT_BUILTINS(X)                                                                               \
@@ -88,7 +88,8 @@
   X(buffer_get_size) X(buffer_peek) X(animcurve_get) X(animcurve_get_channel)                           \
   X(animcurve_channel_evaluate) X(script_execute) X(window_get_width) X(window_get_height)               \
   X(display_get_gui_width) X(display_get_gui_height) X(variable_struct_get_names)                       \
-  X(window_mouse_set) X(array_push) X(point_direction) X(keyboard_check_direct)
+  X(window_mouse_set) X(array_push) X(point_direction) X(keyboard_check_direct) X(date_current_datetime)    \
+  X(date_get_year) X(date_get_month) X(date_get_day) X(date_get_hour) X(date_get_minute) X(date_get_second)
 
 namespace input {
 

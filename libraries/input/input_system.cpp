@@ -327,10 +327,25 @@ bool validate_macros() {
 
 }  // namespace
 
+// The name of the start-up log, "input___" and the date and time of the start: the library keeps
+// it in __input_debug_log; nothing is written to it.
+std::string debug_log_name() {
+  const Value now = builtin(f_date_current_datetime);
+  const KVFunctionEntry* fields[] = {&f_date_get_year, &f_date_get_month,  &f_date_get_day,
+                                     &f_date_get_hour, &f_date_get_minute, &f_date_get_second};
+  int values[6] = {};
+  for (size_t i = 0; i < 6; ++i) values[i] = static_cast<int>(builtin_real(*fields[i], {*now}));
+  char text[64];
+  std::snprintf(text, sizeof text, "input___%04d-%02d-%02d_%02d-%02d-%02d.txt", values[0], values[1], values[2],
+                values[3], values[4], values[5]);
+  return text;
+}
+
 void initialize() {
   System& s = sys();
   if (s.initialization_phase != "Pending") return;
   s.initialization_phase = "Initializing";
+  tsl::set(tsl::global(), v___input_debug_log, *Value::String(debug_log_name().c_str()));
   if (!validate_macros()) return;
 
   // The tick: a time source of period one frame that repeats for ever.

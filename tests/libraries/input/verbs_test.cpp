@@ -29,6 +29,11 @@ TEST_F(InputVerbsTest, StartUpTicksByItselfAndSaysWhatTheGameLacks) {
       << start_output_;
   EXPECT_NE(start_output_.find("Input: Setting player 0 profile to \"keyboard_and_mouse\""), std::string::npos);
   EXPECT_EQ(RV_StringText(*call("input_profile_get")), std::string("keyboard_and_mouse"));
+  // The start-up log's name, from the date and time of the start.
+  const tsl::Value log = tsl::get(tsl::global(), "__input_debug_log");
+  ASSERT_EQ(RV_Kind(*log), static_cast<uint32_t>(kRVString));
+  EXPECT_EQ(std::string(RV_StringText(*log)).size(), std::string("input___2026-11-24_23-59-59.txt").size());
+  EXPECT_EQ(std::string(RV_StringText(*log)).rfind("input___20", 0), 0u) << RV_StringText(*log);
 }
 
 // Each default verb through its own device: a one-frame press, a hold, and the release.
