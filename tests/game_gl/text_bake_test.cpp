@@ -28,6 +28,7 @@ class TextBakeTest : public GameGlTest {
     return call(tsl_Script_scribble_glyph_get, {*Value::String(font), *Value::String(character), RV_Real(column)})
         .real();
   }
+  static Value str(const char* text) { return Value::String(text); }
 };
 
 // Each outline bake grows the cells by its padding and rings the glyph out to it: the round bake of
@@ -93,6 +94,51 @@ TEST_F(TextBakeTest, OutlineBakesRingEachGlyphInTheOutlineColour) {
     EXPECT_GT(white, 10) << "the glyph";
     EXPECT_EQ(outside, 0) << "nothing spills into the empty border";
   }
+}
+
+// Fonts made from a baked font draw from the baked font's sprite, which lives until the last font
+// holding it is deleted: its texture slot is not handed to another texture while any font uses it.
+TEST_F(TextBakeTest, BakedSpritesLiveUntilTheLastFontUsingThemGoes) {
+  if (!Window_State().real_display) GTEST_SKIP() << "no display";
+  Start_Frame();
+  call(tsl_Script_scribble_font_bake_outline_4dir,
+       {*str("fnt_regular"), *str("fnt_outlined"), RV_Real(0x0000FF), RV_Bool(false), RV_Real(256)});
+  Device_EndFrame(false);
+  const double handle = glyph("fnt_outlined", "A", kTexture);
+  ASSERT_NE(glyph("fnt_regular", "A", kTexture), handle);
+  const int32_t slot = Texture_SlotOfHandle(static_cast<int64_t>(handle));
+  ASSERT_GE(slot, 0);
+  call(tsl_Script_scribble_font_combine, {*str("fnt_combined"), *str("fnt_outlined"), *str("fnt_regular")});
+  call(tsl_Script_scribble_super_create, {*str("fnt_super")});
+  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_combined"), RV_Bool(true), *str("A")});
+  call(tsl_Script_scribble_font_duplicate, {*str("fnt_super"), *str("fnt_copy")});
+  const auto in_use = [slot] {
+    const TextureSlot* texture = Texture_Slot(slot);
+    return texture != nullptr && texture->inUse != 0;
+  };
+  struct Step {
+    KVScriptFunction script;
+    const char* font;
+    bool in_use;  // the baked texture afterwards
+  };
+  const Step steps[] = {
+      {tsl_Script_scribble_font_delete, "fnt_outlined", true},
+      {tsl_Script_scribble_font_delete, "fnt_combined", true},
+      {tsl_Script_scribble_super_clear, "fnt_super", true},
+      {tsl_Script_scribble_font_delete, "fnt_copy", false},
+  };
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.font);
+    call(step.script, {*str(step.font)});
+    EXPECT_EQ(in_use(), step.in_use);
+    if (step.in_use) {
+      EXPECT_EQ(glyph("fnt_copy", "A", kTexture), handle);
+    }
+  }
+  // The slot is free again: the next texture made takes it.
+  const tsl::Value surface = tsl::call("surface_create", nullptr, nullptr, {RV_Real(8), RV_Real(8)});
+  EXPECT_TRUE(in_use());
+  tsl::call("surface_free", nullptr, nullptr, {*surface});
 }
 
 TEST_F(TextBakeTest, BakesRefuseSharedNamesAndSurfacesTooSmall) {

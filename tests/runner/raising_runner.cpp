@@ -68,7 +68,7 @@ RValue* CollectorReport(CInstance* self, CInstance* other, RValue* result, int, 
   const tsl::Value dropped = tsl::call("@@NewTSLObject@@", nullptr, nullptr);
   tsl::Value finaliser;
   KVCreateMethod(finaliser.get(), Disposed, nullptr);
-  tsl::set(KV_AsInstance(dropped.object()), "@@Dispose@@", *finaliser);
+  tsl::set(KV_AsInstance(dropped.object()), "dispose", *finaliser);
   tsl::call("game_end", self, other);
   return result;
 }

@@ -6,6 +6,7 @@
 #include "core/builtin_var.h"
 #include "support/world_fixture.h"
 #include "world/builtin_var_rows.h"
+#include "world/instance.h"
 #include "world/motion.h"
 #include "world/step.h"
 

@@ -6,7 +6,6 @@
 
 #include "data/asset_names.h"
 #include "graphics/font.h"
-#include "graphics/texture_table.h"
 #include "text/scribble_internal.h"
 #include "text_fixture.h"
 
@@ -14,7 +13,7 @@ namespace {
 
 // Glyph columns as scripts name them (SCRIBBLE_GLYPH).
 constexpr double kCharacter = 0, kBidi = 2, kXOffset = 3, kWidth = 5, kHeight = 6, kFontHeight = 7,
-                 kSeparation = 8, kTexture = 11, kU0 = 12, kU1 = 13, kV0 = 14, kV1 = 15;
+                 kSeparation = 8, kU0 = 12, kU1 = 13, kV0 = 14, kV1 = 15;
 
 const TextFont* runtime_font(const char* name) {
   const AssetRef asset = Asset_Lookup(name);
@@ -218,47 +217,6 @@ TEST_F(FontsTest, CombinedFontsTakeTheFirstFontsGlyphs) {
     const std::string got = error_of(tsl_Script_scribble_font_combine, e.args);
     EXPECT_NE(got.find(e.message), std::string::npos) << got;
   }
-}
-
-// Fonts made from a baked font draw from the baked font's sprite, which lives until the last font
-// holding it is deleted: its texture slot is not handed to another texture while any font uses it.
-TEST_F(FontsTest, BakedSpritesLiveUntilTheLastFontUsingThemGoes) {
-  ASSERT_EQ(error_of(tsl_Script_scribble_font_bake_outline_4dir,
-                     {*str("fnt_regular"), *str("fnt_outlined"), RV_Real(0x0000FF), RV_Bool(false), RV_Real(256)}),
-            "");
-  const auto slot = static_cast<int32_t>(glyph("fnt_outlined", "A", kTexture));
-  ASSERT_NE(glyph("fnt_regular", "A", kTexture), slot);
-  call(tsl_Script_scribble_font_combine, {*str("fnt_combined"), *str("fnt_outlined"), *str("fnt_regular")});
-  call(tsl_Script_scribble_super_create, {*str("fnt_super")});
-  call(tsl_Script_scribble_super_glyph_copy, {*str("fnt_super"), *str("fnt_combined"), RV_Bool(true), *str("A")});
-  call(tsl_Script_scribble_font_duplicate, {*str("fnt_super"), *str("fnt_copy")});
-  const auto in_use = [slot] {
-    const TextureSlot* texture = Texture_Slot(slot);
-    return texture != nullptr && texture->inUse != 0;
-  };
-  struct Step {
-    KVScriptFunction script;
-    const char* font;
-    bool in_use;  // the baked texture afterwards
-  };
-  const Step steps[] = {
-      {tsl_Script_scribble_font_delete, "fnt_outlined", true},
-      {tsl_Script_scribble_font_delete, "fnt_combined", true},
-      {tsl_Script_scribble_super_clear, "fnt_super", true},
-      {tsl_Script_scribble_font_delete, "fnt_copy", false},
-  };
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.font);
-    call(step.script, {*str(step.font)});
-    EXPECT_EQ(in_use(), step.in_use);
-    if (step.in_use) {
-      EXPECT_EQ(glyph("fnt_copy", "A", kTexture), slot);
-    }
-  }
-  // The slot is free again: the next texture made takes it.
-  const tsl::Value surface = tsl::call("surface_create", nullptr, nullptr, {RV_Real(8), RV_Real(8)});
-  EXPECT_TRUE(in_use());
-  tsl::call("surface_free", nullptr, nullptr, {*surface});
 }
 
 TEST_F(FontsTest, DuplicateRenameAndDelete) {
