@@ -40,7 +40,9 @@ TEST(CollectorStart, HeadlessRunsDisableTheCollectorAndSkipTheShutdownCollection
         << output;
     const size_t ran = output.find(finalised);
     EXPECT_EQ(ran != std::string::npos, c.finalised) << output;
-    if (ran != std::string::npos) EXPECT_EQ(output.find(finalised, ran + 1), std::string::npos) << "it runs once";
+    if (ran != std::string::npos) {
+      EXPECT_EQ(output.find(finalised, ran + 1), std::string::npos) << "it runs once";
+    }
   }
 }
 
