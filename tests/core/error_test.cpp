@@ -168,7 +168,7 @@ TEST_F(ErrorTest, ShowErrorFormatsItsTextWithItsOwnArguments) {
   for (const Case& c : cases) {
     RValue raw[] = {*c.text, RV_Bool(c.abort)};
     Val result;
-    EXPECT_EQ(value_test::RaisedMessage([&] { handler(result.get(), nullptr, nullptr, 2, raw); }), c.raised)
+    EXPECT_EQ(ErrorRaisedBy([&] { handler(result.get(), nullptr, nullptr, 2, raw); }), c.raised)
         << c.text.text();
   }
   // Like KVError: a muted show_error only flags the error.
@@ -232,8 +232,8 @@ TEST_F(ErrorTest, UnhandledHandlerChecksItsArgumentAndStaysRooted) {
     handler(old.get(), nullptr, nullptr, 1, value.get());
     return old;
   };
-  EXPECT_EQ(value_test::RaisedMessage([&] { set(Val::Str("no")); }), "argument needs to be callable");
-  EXPECT_EQ(value_test::RaisedMessage([&] { set(Val::Real(99999)); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { set(Val::Str("no")); }), "argument needs to be callable");
+  EXPECT_EQ(ErrorRaisedBy([&] { set(Val::Real(99999)); }),
             "attempting to call invalid function with script index 99999");
   CScriptRef* method = Method_ForBuiltin(index);
   EXPECT_EQ(set(Val::Object(method)).kind(), kRVUndefined);

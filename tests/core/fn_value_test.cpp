@@ -396,7 +396,7 @@ TEST_F(FnValueTest, EqualsOnArraysThatHoldThemselves) {
 }
 
 TEST_F(FnValueTest, MissingArgumentsReadAsUndefined) {
-  EXPECT_EQ(Raised("typeof"), "<no error>");
+  EXPECT_EQ(Raised("typeof"), "");
   EXPECT_EQ(Call("typeof").text(), "undefined");
   EXPECT_EQ(Call("array_length")->val, 0);
   EXPECT_EQ(Raised("array_get", {Val::Array({})}),

@@ -16,7 +16,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
 using value_test::Val;
 
 class ObjectBuiltinsTest : public value_test::ObjectTest {
@@ -140,7 +139,7 @@ TEST_F(ObjectBuiltinsTest, WeakReferenceBuiltins) {
       {"number", {Val::Real(1)}, "invalid argument passed to weak_ref_create"},
       {"null object", {Val::Object(nullptr)}, "invalid argument passed to weak_ref_create"},
   };
-  for (const auto& c : cases) EXPECT_EQ(RaisedMessage([&] { Call("weak_ref_create", c.args); }), c.message) << c.what;
+  for (const auto& c : cases) EXPECT_EQ(ErrorRaisedBy([&] { Call("weak_ref_create", c.args); }), c.message) << c.what;
 }
 
 // ---- Text ---------------------------------------------------------------------------------------

@@ -19,7 +19,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
 using value_test::Val;
 
 const RValue* Arg(int argc, RValue** argv, int n) { return n < argc ? argv[n] : &g_Undefined; }
@@ -138,7 +137,7 @@ TEST_F(ObjectMethodTest, BuiltinFunctionObjectsAndFunctionIndexesCall) {
     if (expected.find("%d") != std::string::npos) {
       expected.replace(expected.find("%d"), 2, std::to_string(Function_Count()));
     }
-    EXPECT_EQ(RaisedMessage([&] { CallWith(nullptr, c.callee, {}); }), expected) << c.what;
+    EXPECT_EQ(ErrorRaisedBy([&] { CallWith(nullptr, c.callee, {}); }), expected) << c.what;
   }
 }
 
@@ -193,7 +192,7 @@ TEST_F(ObjectMethodTest, NewRefusesWhatIsNotAConstructor) {
       {"plain method", probe, "target function for 'new' must be a constructor"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(RaisedMessage([&] { Call("@@NewTSLObject@@", {c.target}); }), c.message) << c.what;
+    EXPECT_EQ(ErrorRaisedBy([&] { Call("@@NewTSLObject@@", {c.target}); }), c.message) << c.what;
   }
 }
 
@@ -254,7 +253,7 @@ TEST_F(ObjectMethodTest, InstanceofWords) {
       EXPECT_EQ(word.text(), c.word) << c.what;
     }
   }
-  EXPECT_EQ(RaisedMessage([&] { Call("instanceof", {Val::Real(1), Val::Real(2)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("instanceof", {Val::Real(1), Val::Real(2)}); }),
             "too many arguments to instanceof");
 }
 
@@ -278,12 +277,12 @@ TEST_F(ObjectMethodTest, InstanceofOperatorMessages) {
       {"lhs array", Val::Array({}), constructor, "Left-hand side of instanceof is not an object"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(RaisedMessage([&] { Call("@@instanceof@@", {c.lhs, c.rhs}); }), c.message) << c.what;
+    EXPECT_EQ(ErrorRaisedBy([&] { Call("@@instanceof@@", {c.lhs, c.rhs}); }), c.message) << c.what;
   }
 }
 
 TEST_F(ObjectMethodTest, MethodFindsInstancesThroughTheSelector) {
-  EXPECT_EQ(RaisedMessage([&] { Call("method", {Val::Real(100004), Val::Real(kProbe)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("method", {Val::Real(100004), Val::Real(kProbe)}); }),
             "Unable to find instance for id 100004");
   EXPECT_EQ(Call("method_get_self", {Call("method", {Val::Real(-16), Val::Real(kProbe)})}).kind(), kRVUndefined);
   EXPECT_EQ(Call("@@GetInstance@@", {Val::Real(100004)}).kind(), kRVUndefined);
@@ -330,9 +329,9 @@ TEST_F(ObjectMethodTest, StaticSetAndGetWorkOnStructs) {
   EXPECT_EQ(Call("static_get", {Val::Object(s)})->pObj, statics);
   EXPECT_EQ(Call("static_get", {Val::Real(kPoint)})->pObj, KVGetStaticStruct(kPoint));
   EXPECT_EQ(Call("static_get", {Val::Real(2)}).kind(), kRVUndefined);
-  EXPECT_EQ(RaisedMessage([&] { Call("static_set", {Val::Real(1), Val::Object(statics)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("static_set", {Val::Real(1), Val::Object(statics)}); }),
             "static_set : argument 1 is not a struct");
-  EXPECT_EQ(RaisedMessage([&] { Call("static_set", {Val::Object(s), Val::Real(1)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("static_set", {Val::Object(s), Val::Real(1)}); }),
             "static_set : argument 2 is not a struct");
 }
 

@@ -18,7 +18,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
 using value_test::Val;
 
 class ObjectSlotsTest : public value_test::ObjectTest {
@@ -136,7 +135,7 @@ TEST_F(ObjectSlotsTest, GetVarReadsWholeValuesElementsAndReportsFailures) {
   };
   for (const Case& c : cases) {
     const int32_t slot = c.index == kIndexWholeValue ? Slot("nope") : Slot("list");
-    EXPECT_EQ(RaisedMessage([&] { Object_GetVarOrRaise(s, slot, c.index, out.get()); }), c.message) << c.what;
+    EXPECT_EQ(ErrorRaisedBy([&] { Object_GetVarOrRaise(s, slot, c.index, out.get()); }), c.message) << c.what;
   }
   EXPECT_FALSE(g_ArrayIndexFailure.set) << "the raising read clears the record";
 }
@@ -163,7 +162,7 @@ TEST_F(ObjectSlotsTest, ReadsByIdAndDefinitionsReportWhatWentWrong) {
       {"null object", [&] { KVGetVariable(null_object.get(), Slot("hp"), kIndexWholeValue, out.get(), false, false); },
        "Unable to get variable hp from object " + Pointer(nullptr) + "\n"},
   };
-  for (const auto& c : cases) EXPECT_EQ(RaisedMessage(c.run), c.message) << c.what;
+  for (const auto& c : cases) EXPECT_EQ(ErrorRaisedBy(c.run), c.message) << c.what;
 
   g_ErrorsMuted = true;
   g_ErrorPending = false;
@@ -192,7 +191,7 @@ TEST_F(ObjectSlotsTest, SetVarWritesElementsAndRefusesNegativeIndexes) {
   ASSERT_EQ(RV_Kind(*a), kRVArray);
   EXPECT_EQ(a->pArray->length, 3);
   EXPECT_EQ(a->pArray->pArray[2].val, 7.0);
-  EXPECT_EQ(RaisedMessage([&] { Object_SetVarOrRaise(s, Slot("a"), -1, &seven); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Object_SetVarOrRaise(s, Slot("a"), -1, &seven); }),
             "Variable Index [-1] out of range [3] - " + std::to_string(s->slotId) + "." + std::to_string(Slot("a")) +
                 "(" + std::to_string(Slot("a")) + ",-1)");
 }
@@ -231,7 +230,7 @@ TEST_F(ObjectSlotsTest, BuiltinRowsGoToTheirTableAndReadOnlyRowsRefuseWrites) {
   Val out;
   EXPECT_TRUE(Object_GetVar(s, 2, 3, out.get()));
   EXPECT_EQ(out->val, 63.0) << "the row gets the element index";
-  EXPECT_EQ(RaisedMessage([&] { Object_SetVar(s, 2, kIndexWholeValue, &nine); }), "unable to set built in variable fps\n");
+  EXPECT_EQ(ErrorRaisedBy([&] { Object_SetVar(s, 2, kIndexWholeValue, &nine); }), "unable to set built in variable fps\n");
 }
 
 void CountingGetter(RValue* result, CInstance* self, CInstance*, int, RValue*, int32_t index) {
@@ -266,7 +265,7 @@ TEST_F(ObjectSlotsTest, PropertiesReadThroughGettersAndWriteThroughSetters) {
       {"no getter", [&] { Property_Get(bare, s, kIndexWholeValue, out.get()); }, "Unable to get property"},
       {"no setter", [&] { Property_Set(bare, s, kIndexWholeValue, &five); }, "Unable to set property"},
   };
-  for (const auto& c : cases) EXPECT_EQ(RaisedMessage(c.run), c.message) << c.what;
+  for (const auto& c : cases) EXPECT_EQ(ErrorRaisedBy(c.run), c.message) << c.what;
 }
 
 TEST_F(ObjectSlotsTest, WeakReferenceIsClearedByTheCollectionThatFreesItsTarget) {
@@ -279,7 +278,7 @@ TEST_F(ObjectSlotsTest, WeakReferenceIsClearedByTheCollectionThatFreesItsTarget)
   Val out;
   ASSERT_TRUE(Object_GetVar(ref, Slot("ref"), kIndexWholeValue, out.get()));
   EXPECT_EQ(out->pObj, target);
-  EXPECT_EQ(RaisedMessage([&] { Object_GetVar(ref, Slot("ref"), 0, out.get()); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Object_GetVar(ref, Slot("ref"), 0, out.get()); }),
             "trying to index a property which is not an array");
 
   Set(global, "strong", RV_Undefined());

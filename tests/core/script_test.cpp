@@ -25,7 +25,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
 using value_test::Val;
 
 // tsl_Script_fourth(a, b, c, d): argument[3].
@@ -205,7 +204,7 @@ TEST_F(ScriptTest, ScriptBuiltinsCallCheckAndName) {
   EXPECT_EQ(Call("script_execute", {Val::Real(100000), Val::Real(1), Val::Real(2), Val::Real(3), Val::Real(4)})
                 .text(),
             "4");
-  EXPECT_EQ(RaisedMessage([&] { Call("script_execute", {Val::Real(100099)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("script_execute", {Val::Real(100099)}); }),
             "Trying to execute non-existing script.");
   int32_t divide = -1;
   Function_Find("test_divide", &divide);
@@ -215,9 +214,9 @@ TEST_F(ScriptTest, ScriptBuiltinsCallCheckAndName) {
   EXPECT_EQ(Call("script_execute_ext", {Val::Real(100000), args, Val::Real(1)}).text(), "5");
   EXPECT_EQ(Call("script_execute_ext", {Val::Real(100000), args, Val::Real(1), Val::Real(2)}).kind(),
             kRVUndefined);
-  EXPECT_EQ(RaisedMessage([&] { Call("script_execute_ext", {Val::Real(100000), Val::Real(1)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("script_execute_ext", {Val::Real(100000), Val::Real(1)}); }),
             "script_execute_ext : argument 2 is not an array");
-  EXPECT_EQ(RaisedMessage([&] { Call("script_execute_ext", {Val::Real(100000), args, Val::Real(6)}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Call("script_execute_ext", {Val::Real(100000), args, Val::Real(6)}); }),
             "array base offset 6 is out of range 0..5");
 
   struct Case {

@@ -8,7 +8,7 @@
 namespace value_test {
 namespace {
 
-constexpr char kNoError[] = "<no error>";
+constexpr char kNoError[] = "";
 
 using Maker = std::function<Val()>;
 using Operator = void (*)(RValue*, const RValue*);
@@ -42,7 +42,7 @@ class ValueArithTest : public ValueTest {
       SCOPED_TRACE(row.name);
       Val left = row.left();
       Val right = row.right();
-      EXPECT_EQ(RaisedMessage([&] { row.op(left.get(), right.get()); }), row.message);
+      EXPECT_EQ(ErrorRaisedBy([&] { row.op(left.get(), right.get()); }), row.message);
       if (std::string(row.message) != kNoError) continue;
       EXPECT_EQ(left.kind(), row.kind);
       EXPECT_EQ(left.text(), row.text);
@@ -216,9 +216,9 @@ TEST_F(ValueArithTest, ConstantRightForms) {
   RV_ModAssign(v.get(), 4.0);
   EXPECT_EQ(v->val, 2.25);
   Val u = Val::Undefined();
-  EXPECT_EQ(RaisedMessage([&] { RV_AddAssign(u.get(), int32_t{5}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_AddAssign(u.get(), int32_t{5}); }),
             "invalid type for += lhs=undefined (type=5), rhs=5 (type=7)");
-  EXPECT_EQ(RaisedMessage([&] { RV_DivAssign(u.get(), int64_t{5}); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_DivAssign(u.get(), int64_t{5}); }),
             "invalid type for /= lhs=undefined (type=5), rhs=5 (type=10)");
 }
 
@@ -240,9 +240,9 @@ TEST_F(ValueArithTest, PostIncrementAndDecrement) {
   EXPECT_EQ(i->val, 2147483648.0);
 
   Val s = Val::Str("a");
-  EXPECT_EQ(RaisedMessage([&] { RV_PostIncrement(old.get(), s.get()); }), "unable to add a number to string");
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_PostIncrement(old.get(), s.get()); }), "unable to add a number to string");
   EXPECT_EQ(old.text(), "a");  // the old value was copied first
-  EXPECT_EQ(RaisedMessage([&] { RV_PostDecrement(old.get(), s.get()); }), "unable to add a number to string");
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_PostDecrement(old.get(), s.get()); }), "unable to add a number to string");
 }
 
 TEST_F(ValueArithTest, StringResultsDoNotLeak) {

@@ -99,7 +99,7 @@ TEST_F(ValueArrayTest, CopiesAndFreesSetAZeroOwner) {
 TEST_F(ValueArrayTest, ImmutableArraysRefuseWrites) {
   Val a = Val::Array({Val::Real(1)});
   a.array()->arrayFlags |= kArrayImmutable;
-  EXPECT_EQ(RaisedMessage([&] { RV_ArrayWrite(a.get(), 0, Val::Real(2).get()); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_ArrayWrite(a.get(), 0, Val::Real(2).get()); }),
             "Unable to write to immutable array");
   EXPECT_EQ(a.text(), "[ 1 ]");
 }
@@ -149,15 +149,15 @@ TEST_F(ValueArrayTest, ReadChecksKindAndBounds) {
   ASSERT_NE(element, nullptr);
   EXPECT_EQ(element->val, 5);
   EXPECT_EQ(a.array()->owner, kSelfA);  // set on read when zero
-  EXPECT_EQ(RaisedMessage([&] { RV_ArrayElementForRead(a.get(), 2); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_ArrayElementForRead(a.get(), 2); }),
             "index out of bounds request 2 maximum size is 2");
-  EXPECT_EQ(RaisedMessage([&] { RV_ArrayElementForRead(a.get(), -1); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_ArrayElementForRead(a.get(), -1); }),
             "index out of bounds request -1 maximum size is 2");
   Val n = Val::Real(1);
-  EXPECT_EQ(RaisedMessage([&] { RV_ArrayElementForRead(n.get(), 0); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_ArrayElementForRead(n.get(), 0); }),
             "trying to index variable that is not an array");
   Val null_array = Val::NullArray();
-  EXPECT_EQ(RaisedMessage([&] { RV_ArrayElementForRead(null_array.get(), 0); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { RV_ArrayElementForRead(null_array.get(), 0); }),
             "trying to index variable that is not an array");
 }
 

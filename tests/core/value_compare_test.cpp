@@ -9,7 +9,7 @@
 namespace value_test {
 namespace {
 
-constexpr char kNoError[] = "<no error>";
+constexpr char kNoError[] = "";
 constexpr double kEps = 0.00001;
 const double kInf = std::numeric_limits<double>::infinity();
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -51,7 +51,7 @@ class ValueCompareTest : public ValueTest {
       Val a = row.a();
       Val b = row.b();
       int got = 99;
-      EXPECT_EQ(RaisedMessage([&] { got = RV_Compare(a.get(), b.get(), kEps, row.strict); }), row.message);
+      EXPECT_EQ(ErrorRaisedBy([&] { got = RV_Compare(a.get(), b.get(), kEps, row.strict); }), row.message);
       if (std::string(row.message) == kNoError) {
         EXPECT_EQ(got, row.expected);
       }

@@ -12,7 +12,7 @@
 namespace value_test {
 namespace {
 
-constexpr char kNoError[] = "<no error>";
+constexpr char kNoError[] = "";
 
 class ValueConvertTest : public ValueTest {};
 
@@ -30,7 +30,7 @@ void RunRows(const std::vector<ConvertRow>& rows, Convert convert) {
     SCOPED_TRACE(row.name);
     Val v = row.make();
     double got = 0;
-    EXPECT_EQ(RaisedMessage([&] { got = convert(*v); }), row.message);
+    EXPECT_EQ(ErrorRaisedBy([&] { got = convert(*v); }), row.message);
     if (std::string(row.message) == kNoError) {
       if (std::isnan(row.expected)) {
         EXPECT_TRUE(std::isnan(got));
@@ -229,7 +229,7 @@ TEST_F(ValueArgumentTest, ReaderMessages) {
       {[&] { KVGetString(argv, 2); }, "test_fn argument 3 incorrect type (undefined) expecting a String (KVGS)"},
       {[&] { KVGetString(argv, 4); }, "test_fn argument 5 incorrect type (array) expecting a String (KVGS)"},
   };
-  for (const auto& [read, message] : cases) EXPECT_EQ(RaisedMessage(read), message);
+  for (const auto& [read, message] : cases) EXPECT_EQ(ErrorRaisedBy(read), message);
 }
 
 TEST_F(ValueArgumentTest, MutedErrorsGiveNeutralValues) {
@@ -288,7 +288,7 @@ TEST_F(ValueArgumentTest, CurrentNameWithoutABuiltin) {
   g_CurrentFunction = nullptr;
   Val args[] = {Val::Undefined()};
   RValue argv[1] = {*args[0]};
-  EXPECT_EQ(RaisedMessage([&] { KVGetReal(argv, 0); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { KVGetReal(argv, 0); }),
             "<unknown> argument 1 incorrect type (undefined) expecting a Number (KVGR)");
 }
 

@@ -1,8 +1,8 @@
 #pragma once
-// Helpers for the value model's tests: Val, an RValue that owns its reference; RaisedMessage, the
-// message of the script error a call raised; ValueBuiltinsTest, a fixture with the value builtins
-// registered that calls them by name through the function table, as the calls layer does; and
-// ObjectTest, the same for the object builtins.
+// Helpers for the value model's tests: Val, an RValue that owns its reference; ValueBuiltinsTest, a
+// fixture with the value builtins registered that calls them by name through the function table, as
+// the calls layer does; and ObjectTest, the same for the object builtins. The message of the script
+// error a call raised comes from ErrorRaisedBy (support/builtin_call.h).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -20,19 +20,9 @@
 #include "core/object.h"
 #include "core/rvalue.h"
 #include "core/variable_names.h"
+#include "support/builtin_call.h"
 
 namespace value_test {
-
-// Runs f; the message of the KVTSLException it raised, or "<no error>".
-template <class F>
-std::string RaisedMessage(F&& f) {
-  try {
-    f();
-  } catch (const KVTSLException& e) {
-    return e.message();
-  }
-  return "<no error>";
-}
 
 class Val {
  public:
@@ -217,9 +207,9 @@ class ValueBuiltinsTest : public ValueTest {
     std::vector<Val> none;
     return Call(name, none);
   }
-  // The message a call of the builtin raises, or "<no error>".
+  // The message a call of the builtin raises, "" when it raises none.
   std::string Raised(const char* name, std::vector<Val> args = {}) {
-    return RaisedMessage([&] { Call(name, args); });
+    return ErrorRaisedBy([&] { Call(name, args); });
   }
 };
 

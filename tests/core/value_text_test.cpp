@@ -98,9 +98,9 @@ TEST_F(ValueTextTest, AnArrayMetTwiceInOnePrintIsReportedAsRecursive) {
 }
 
 TEST_F(ValueTextTest, UnsetRaisesAtAnyDepth) {
-  EXPECT_EQ(RaisedMessage([] { Val::Unset().text(); }), "STRING argument is unset");
+  EXPECT_EQ(ErrorRaisedBy([] { Val::Unset().text(); }), "STRING argument is unset");
   Val a = Val::Array({Val::Real(1), Val::Unset()});
-  EXPECT_EQ(RaisedMessage([&] { a.text(); }), "STRING argument is unset");
+  EXPECT_EQ(ErrorRaisedBy([&] { a.text(); }), "STRING argument is unset");
 }
 
 // The object model's text: a struct printing "{ name : value }" with members through the builder.

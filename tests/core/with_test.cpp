@@ -14,8 +14,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
-
 // Three stand-in instances: ids 100001..100003, object 7 holds the last two.
 std::vector<KVObjectBase*> g_world;
 int g_collect_calls = 0;
@@ -141,7 +139,7 @@ TEST_F(WithTest, BreakAndUnwindingRestoreSelfAndOther) {
   for (KVWith w(&self, &other, -3); w.Next();) break;
   EXPECT_EQ(self, self_);
   EXPECT_EQ(other, other_);
-  EXPECT_EQ(RaisedMessage([&] {
+  EXPECT_EQ(ErrorRaisedBy([&] {
               for (KVWith w(&self, &other, -2); w.Next();) KVError("inside");
             }),
             "inside");
@@ -168,7 +166,7 @@ TEST_F(WithTest, OtherKindsAreInvalidReferences) {
   CInstance* self = self_;
   CInstance* other = other_;
   value_test::Val text = value_test::Val::Str("obj_player");
-  EXPECT_EQ(RaisedMessage([&] { KVWith w(&self, &other, *text); }), "invalid with reference");
+  EXPECT_EQ(ErrorRaisedBy([&] { KVWith w(&self, &other, *text); }), "invalid with reference");
   EXPECT_EQ(self, self_);
 }
 

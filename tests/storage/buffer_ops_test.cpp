@@ -125,7 +125,7 @@ TEST_F(BufferOpsTest, CompressAndDecompressRoundTrip) {
   const double wrap = Holding("0123456789", kBufferWrap);
   const double part = Range("buffer_compress", wrap, 8, 5)->val;
   EXPECT_EQ(Contents(Call("buffer_decompress", Args({Val::Real(part)}))->val), "89012");
-  EXPECT_EQ(RaisedMessage([&] { Range("buffer_compress", 55, 0, -1); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Range("buffer_compress", 55, 0, -1); }),
             "Error in buffer_compress(): Illegal Buffer Index 55");
 }
 

@@ -122,7 +122,7 @@ TEST_F(BufferTest, CreateChecksItsArgumentsAndRoundsTheAlignment) {
       {8, -1, 1, "Unknown buffer type, should be one of buffer_fixed, buffer_grow, buffer_wrap, buffer_fast, buffer_vbuffer"},
   };
   for (const Bad& row : bad) {
-    EXPECT_EQ(RaisedMessage([&] { Create(row.size, row.type, row.alignment); }), row.message);
+    EXPECT_EQ(ErrorRaisedBy([&] { Create(row.size, row.type, row.alignment); }), row.message);
   }
   const std::pair<double, double> alignments[] = {{1, 1}, {3, 4}, {8, 8}, {200, 256}, {300, 512}, {512, 1}, {1024, 1}};
   for (const auto& [given, kept] : alignments) {

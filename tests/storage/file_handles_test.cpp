@@ -7,8 +7,6 @@
 namespace file_test {
 namespace {
 
-using value_test::RaisedMessage;
-
 TEST_F(FilesTest, TextWriteReachesTheDiskOnlyAtClose) {
   Start();
   const double id = Real("file_text_open_write", {S("logs/out.txt")});

@@ -6,8 +6,6 @@
 namespace file_test {
 namespace {
 
-using value_test::RaisedMessage;
-
 TEST_F(FilesTest, IniReadsFromTheBundleAndWritesToTheSaveArea) {
   Start();
   Put(bundle() / "settings.ini", "[video]\r\nwidth=640\r\nname = \"Kova Keep\" ; note\r\n[audio]\r\nvolume=0.5\r\n");

@@ -154,13 +154,13 @@ TEST_F(JsonTest, TokenerLeniencyAsShipped) {
 }
 
 TEST_F(JsonTest, ParseErrors) {
-  EXPECT_EQ(RaisedMessage([&] { Parse("null"); }), "JSON parse error");
+  EXPECT_EQ(ErrorRaisedBy([&] { Parse("null"); }), "JSON parse error");
   EXPECT_EQ(Parse("[null]").text(), "[ null ]");
   ConsoleCapture capture;
-  EXPECT_EQ(RaisedMessage([&] { Parse("[1 2]"); }), "JSON parse error");
+  EXPECT_EQ(ErrorRaisedBy([&] { Parse("[1 2]"); }), "JSON parse error");
   EXPECT_EQ(capture.text(), "json_tokener_parse_ex: error array value separator ',' expected at offset 3\n");
   for (const char* bad : {"", "{", "{a:1}", "tru", "\"open"}) {
-    EXPECT_EQ(RaisedMessage([&] { Parse(bad); }), "JSON parse error") << bad;
+    EXPECT_EQ(ErrorRaisedBy([&] { Parse(bad); }), "JSON parse error") << bad;
   }
   EXPECT_EQ(Raised("json_parse", std::vector<Val>{Val::Real(1)}), "json_parse : expects a string argument");
   EXPECT_EQ(Raised("json_parse"), "json_parse : expects a string argument");

@@ -30,8 +30,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
-
 class BuiltinVarRowsTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -117,7 +115,7 @@ TEST_F(BuiltinVarRowsTest, ConstantRowsHaveTheirExactBits) {
   EXPECT_EQ(Read(instance_, "os_type"), 0.0);
   EXPECT_EQ(Read(instance_, "os_browser"), -1.0);
   RValue out = RV_Unset();
-  EXPECT_EQ(RaisedMessage([&] { Variable_GetBuiltIn(nullptr, Id("argument"), 2, &out); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Variable_GetBuiltIn(nullptr, Id("argument"), 2, &out); }),
             "illegal access of argument, argument is not provided to script");
 }
 
@@ -141,8 +139,8 @@ TEST_F(BuiltinVarRowsTest, GlobalRunVariablesAreWrittenFromAnySelfWithoutMakingS
 
 TEST_F(BuiltinVarRowsTest, ReadOnlyRowsAndIgnoredWritesBehaveAsDocumented) {
   KVObjectBase* s = Object_NewStruct();
-  EXPECT_EQ(RaisedMessage([&] { Write(instance_, "id", 5); }), "unable to set built in variable id\n");
-  EXPECT_EQ(RaisedMessage([&] { Write(s, "fps", 5); }), "unable to set built in variable fps\n");
+  EXPECT_EQ(ErrorRaisedBy([&] { Write(instance_, "id", 5); }), "unable to set built in variable id\n");
+  EXPECT_EQ(ErrorRaisedBy([&] { Write(s, "fps", 5); }), "unable to set built in variable fps\n");
   Write(s, "transition_kind", 5);
   EXPECT_EQ(Read(s, "transition_kind"), 0.0);
   EXPECT_EQ(Read(s, "view_xview", 9), -1.0);
@@ -150,7 +148,7 @@ TEST_F(BuiltinVarRowsTest, ReadOnlyRowsAndIgnoredWritesBehaveAsDocumented) {
   EXPECT_EQ(Read(s, "room_width"), -1.0);
   Run_UseGameTimer = true;
   GameTimer_Reset(&Run_GameTimer, 60.0, 0);
-  EXPECT_EQ(RaisedMessage([&] { Write(s, "room_speed", 0.4); }), "Trying to set the room speed to a value <= 0.");
+  EXPECT_EQ(ErrorRaisedBy([&] { Write(s, "room_speed", 0.4); }), "Trying to set the room speed to a value <= 0.");
   EXPECT_EQ(Read(s, "room_speed"), 60.0);
   Write(s, "room_speed", 30);
   EXPECT_EQ(Read(s, "room_speed"), 30.0);

@@ -20,7 +20,6 @@
 
 namespace {
 
-using value_test::RaisedMessage;
 using value_test::Val;
 
 constexpr int64_t kFrame = 16667;
@@ -406,7 +405,7 @@ TEST_F(TimeSourceTest, ReconfigureAndErrorsInsideTheCallbackLeaveTheSourceUsable
 
   g_inside = [] { KVError("thrown in a callback"); };
   Call("time_source_start", {Val::Real(id)});
-  EXPECT_EQ(RaisedMessage([] { Frames(3); }), "thrown in a callback");
+  EXPECT_EQ(ErrorRaisedBy([] { Frames(3); }), "thrown in a callback");
   EXPECT_EQ(g_calls.back().size(), 3u);
   Call("time_source_destroy", {Val::Real(id)});  // no callback runs now: removed at once
   EXPECT_EQ(TimeSource_Root(0)->children.length, 0);
@@ -434,7 +433,7 @@ TEST_F(TimeSourceTest, RaisedErrors) {
       {"call_later", {Z(1), Z(1), Val::Undefined()}, "Time source callback must be a method or function"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(RaisedMessage([&] { Call(c.name, c.args); }), c.message) << c.name;
+    EXPECT_EQ(ErrorRaisedBy([&] { Call(c.name, c.args); }), c.message) << c.name;
   }
   EXPECT_EQ(TimeSource_Root(0)->children.length, 0);
   EXPECT_EQ(TimeSource_Root(2)->children.length, 0);
