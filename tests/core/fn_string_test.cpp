@@ -23,11 +23,6 @@ class FnStringTest : public ValueBuiltinsTest {
     first_ = Function_Count();
     String_RegisterBuiltins();
   }
-  std::string Text(const char* name, std::vector<Val> args) {
-    Val result = Call(name, args);
-    EXPECT_EQ(result.kind(), kRVString) << name;
-    return RV_StringText(*result);
-  }
   double Number(const char* name, std::vector<Val> args) {
     Val result = Call(name, args);
     EXPECT_EQ(result.kind(), kRVReal) << name;

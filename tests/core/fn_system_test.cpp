@@ -22,11 +22,6 @@ class FnSystemTest : public ValueBuiltinsTest {
     ValueBuiltinsTest::TearDown();
   }
   double Number(const char* name, std::vector<Val> args) { return RV_ToDouble(*Call(name, args)); }
-  std::string Text(const char* name, std::vector<Val> args) {
-    Val result = Call(name, args);
-    EXPECT_EQ(result.kind(), kRVString) << name;
-    return RV_StringText(*result);
-  }
   double Date(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
     return Number("date_create_datetime", {Val::Real(year), Val::Real(month), Val::Real(day), Val::Real(hour),
                                            Val::Real(minute), Val::Real(second)});
@@ -69,7 +64,7 @@ TEST_F(FnSystemTest, FieldReadersTakeADateApart) {
 }
 
 TEST_F(FnSystemTest, DatesBefore1970CanNeitherBeMadeNorTakenApart) {
-  EXPECT_EQ(RaisedMessage([&] { Date(1969, 12, 31, 23, 59, 59); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Date(1969, 12, 31, 23, 59, 59); }),
             "invalid date conversion - dates earlier than 1 Jan 1970 will be incorrect");
   const Val early = Val::Real(100.0);
   for (const char* name : {"date_get_year", "date_get_month", "date_get_day", "date_get_weekday"}) {
@@ -79,7 +74,7 @@ TEST_F(FnSystemTest, DatesBefore1970CanNeitherBeMadeNorTakenApart) {
     EXPECT_EQ(Number(name, {early}), 0) << name;
   }
   EXPECT_EQ(Text("date_datetime_string", {early}), "invalid time");
-  EXPECT_EQ(RaisedMessage([&] { Date(1800, 1, 2); }),
+  EXPECT_EQ(ErrorRaisedBy([&] { Date(1800, 1, 2); }),
             "invalid date conversion - dates earlier than 1 Jan 1970 will be incorrect")
       << "a year below 1900 counts as 1900";
 }

@@ -24,6 +24,13 @@
 
 namespace value_test {
 
+inline std::string TextOf(const RValue& v) {
+  char* t = RV_ToText(v);
+  std::string s = t;
+  KV_FREE(t);
+  return s;
+}
+
 class Val {
  public:
   Val() : v_(RV_Undefined()) {}
@@ -111,12 +118,7 @@ class Val {
   RefDynamicArrayOfRValue* array() const { return RV_Kind(v_) == kRVArray ? v_.pArray : nullptr; }
 
   // The value's text as RV_ToText gives it.
-  std::string text() const {
-    char* t = RV_ToText(v_);
-    std::string s = t;
-    KV_FREE(t);
-    return s;
-  }
+  std::string text() const { return TextOf(v_); }
 
  private:
   RValue v_;
@@ -124,13 +126,6 @@ class Val {
 
 // An argument list written in place: Call("f", Args({Val::Real(1)})).
 inline std::vector<Val> Args(std::initializer_list<Val> values) { return std::vector<Val>(values); }
-
-inline std::string TextOf(const RValue& v) {
-  char* t = RV_ToText(v);
-  std::string s = t;
-  KV_FREE(t);
-  return s;
-}
 
 // Restores the globals that value tests change.
 class ValueGlobalsGuard {
@@ -206,6 +201,12 @@ class ValueBuiltinsTest : public ValueTest {
   Val Call(const char* name) {
     std::vector<Val> none;
     return Call(name, none);
+  }
+  // A builtin's result text, which must be a string.
+  std::string Text(const char* name, std::vector<Val> args) {
+    Val result = Call(name, args);
+    EXPECT_EQ(result.kind(), kRVString) << name;
+    return RV_StringText(*result);
   }
   // The message a call of the builtin raises, "" when it raises none.
   std::string Raised(const char* name, std::vector<Val> args = {}) {
