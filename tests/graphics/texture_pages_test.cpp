@@ -46,11 +46,10 @@ int count_of(const std::string& text, const std::string& what) {
   return count;
 }
 
-class TexturePages : public LoaderTest {
+class TexturePages : public AssetLoaderTest {
  protected:
   void SetUp() override {
-    LoaderTest::SetUp();
-    Assets_InstallReaders();
+    AssetLoaderTest::SetUp();
     Texture_SetDevice(&device_);
     Texture_SetGlobalScale(1);
     Texture_SetDebugVerbosity(0);
@@ -59,14 +58,8 @@ class TexturePages : public LoaderTest {
     Assets_ClearTables();
     Texture_SetDevice(nullptr);
     GR_SetTextureResolver(nullptr);
-    LoaderTest::TearDown();
+    AssetLoaderTest::TearDown();
     GC_Reset();  // the arrays the builtins made and the global object of each load
-  }
-  bool load(const Writer& writer) {
-    image_ = BuildImage(writer);
-    const auto size = static_cast<uint32_t>(image_.size());
-    const bool scanned = HeaderScan(image_.data(), size);
-    return LoadGameData(image_.data(), size) && scanned;
   }
   // Address of TPAG entry i.
   const uint8_t* entry(uint32_t i) const { return image_.data() + WordAt(image_, FindPayload(image_, "TPAG") + 4 + 4 * i); }
@@ -105,7 +98,6 @@ class TexturePages : public LoaderTest {
 
   NullDevice device_;
   TempDir dir_;
-  std::vector<uint8_t> image_;
 };
 
 }  // namespace
