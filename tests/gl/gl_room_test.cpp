@@ -9,6 +9,7 @@
 #include "graphics/texture_decode.h"
 #include "platform/files.h"
 #include "support/builtin_call.h"
+#include "support/room_records.h"
 #include "world/instance.h"
 
 using namespace datawin;
@@ -25,37 +26,6 @@ void DrawRed(CInstance* self, CInstance* other) {
 void DrawSelf(CInstance* self, CInstance* other) {
   tsl::EventScope scope("tsl_Object_obj_self_Draw_0", self);
   tsl::call("draw_self", self, other);
-}
-
-RoomLayerRecord background_layer(int32_t depth, int32_t sprite) {
-  RoomLayerRecord layer;
-  layer.name = "Back";
-  layer.id = 1;
-  layer.kind = layer::kKindBackground;
-  layer.depth = depth;
-  layer.background.sprite = sprite;
-  layer.background.htiled = layer.background.vtiled = true;
-  return layer;
-}
-
-RoomLayerRecord instance_layer(const char* name, int32_t id, int32_t depth, std::vector<int32_t> instances) {
-  RoomLayerRecord layer;
-  layer.name = name;
-  layer.id = id;
-  layer.kind = layer::kKindInstances;
-  layer.depth = depth;
-  layer.instances = std::move(instances);
-  return layer;
-}
-
-RoomPlacementRecord placement(int32_t object, int32_t x, int32_t y, int32_t id, float image_speed = 1.0f) {
-  RoomPlacementRecord p;
-  p.object = object;
-  p.x = x;
-  p.y = y;
-  p.id = id;
-  p.image_speed = image_speed;
-  return p;
 }
 
 using GlRoomTest = GlDrawGameTest;
@@ -81,9 +51,9 @@ TEST_F(GlRoomTest, LayersDrawFromTheHighestDepthWithTheirElementsAndInstances) {
   tiles.tile_map.cells.assign(16, 0);
   tiles.tile_map.cells[1] = 1;   // cell (1, 0)
   tiles.tile_map.cells[15] = 1;  // cell (3, 3)
-  room.layers = {background_layer(300, kSprBack), tiles, instance_layer("Low", 3, 100, {100001}),
-                 instance_layer("High", 4, -100, {100002})};
-  room.placements = {placement(0, 8, 8, 100001), placement(1, 16, 16, 100002)};
+  room.layers = {BackgroundLayer(300, kSprBack), tiles, InstanceLayer("Low", 3, 100, {100001}),
+                 InstanceLayer("High", 4, -100, {100002})};
+  room.placements = {Placement(0, 8, 8, 100001), Placement(1, 16, 16, 100002)};
   game_.rooms = {room};
   if (!Start()) GTEST_SKIP() << "no display";
   game_.Frame();
@@ -102,18 +72,10 @@ TEST_F(GlRoomTest, AViewShowsItsCamerasRectangleScaledToThePort) {
   plain.name = "obj_plain";
   plain.sprite = kSprWhite;
   game_.objects = {plain};
-  RoomRecord room;
-  room.name = "rm_view";
+  RoomRecord room = ViewRoom(32, 32, 32, 32, 64, 64);
   room.width = room.height = 128;
-  room.enable_views = true;
-  RoomViewRecord view;
-  view.enabled = true;
-  view.view_x = view.view_y = 32;
-  view.view_width = view.view_height = 32;
-  view.port_width = view.port_height = 64;
-  room.views = {view};
-  room.layers = {background_layer(100, kSprBack), instance_layer("Instances", 2, 0, {100001})};
-  room.placements = {placement(0, 40, 40, 100001)};
+  room.layers = {BackgroundLayer(100, kSprBack), InstanceLayer("Instances", 2, 0, {100001})};
+  room.placements = {Placement(0, 40, 40, 100001)};
   game_.rooms = {room};
   if (!Start()) GTEST_SKIP() << "no display";
   game_.Frame();
@@ -136,8 +98,8 @@ TEST_F(GlRoomTest, DrawSelfShowsTheFrameTheImageSpeedReached) {
   RoomRecord room;
   room.name = "rm_frames";
   room.width = room.height = 64;
-  room.layers = {instance_layer("Instances", 1, 0, {100001, 100002})};
-  room.placements = {placement(0, 0, 0, 100001, 1.0f), placement(0, 32, 0, 100002, 0.5f)};
+  room.layers = {InstanceLayer("Instances", 1, 0, {100001, 100002})};
+  room.placements = {Placement(0, 0, 0, 100001, 1.0f), Placement(0, 32, 0, 100002, 0.5f)};
   game_.rooms = {room};
   if (!Start()) GTEST_SKIP() << "no display";
   const uint32_t cycle[3] = {kRed, kGreen, kBlue};
@@ -170,7 +132,7 @@ class GlSurfaceTest : public GlRoomTest {
     GlRoomTest::SetUp();
     RoomRecord room;
     room.name = "rm_surface";
-    room.layers = {instance_layer("Instances", 1, 0, {})};
+    room.layers = {InstanceLayer("Instances", 1, 0, {})};
     game_.rooms = {room};
     if (!Start()) GTEST_SKIP() << "no display";
   }

@@ -15,43 +15,21 @@
 #include "graphics/window.h"
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
+#include "support/builtin_call.h"
 #include "support/draw_game.h"
+#include "support/room_records.h"
 #include "world/room_draw.h"
 
 using namespace datawin;
 
 namespace {
 
-RValue R(double v) { return RV_Real(v); }
-
 tsl::Value Call(const char* name, std::initializer_list<RValue> args = {}) {
   return tsl::call(name, nullptr, nullptr, args);
 }
 
 std::string ErrorOf(const char* name, std::initializer_list<RValue> args = {}) {
-  try {
-    Call(name, args);
-  } catch (const KVTSLException& e) {
-    return e.message();
-  }
-  return "";
-}
-
-RoomRecord view_room(int32_t view_x, int32_t view_y, int32_t view_w, int32_t view_h, int32_t port_w, int32_t port_h) {
-  RoomRecord room;
-  room.name = "rm_view";
-  room.width = room.height = 256;
-  room.enable_views = true;
-  RoomViewRecord view;
-  view.enabled = true;
-  view.view_x = view_x;
-  view.view_y = view_y;
-  view.view_width = view_w;
-  view.view_height = view_h;
-  view.port_width = port_w;
-  view.port_height = port_h;
-  room.views = {view};
-  return room;
+  return ErrorRaisedBy([&] { Call(name, args); });
 }
 
 class RoomDrawTest : public ::testing::Test {
@@ -144,7 +122,7 @@ TEST(ViewFollow, BordersClampsAndSpeeds) {
 }
 
 TEST_F(RoomDrawTest, ViewsGetCamerasThatFollowTheirSettingsAndMapTheMouse) {
-  Start({view_room(32, 16, 32, 32, 64, 64)});
+  Start({ViewRoom(32, 16, 32, 32, 64, 64)});
   game_.Frame();
   const int32_t camera = static_cast<int32_t>(Call("view_get_camera", {R(0)}).real());
   EXPECT_GE(camera, 0);
@@ -175,7 +153,7 @@ tsl::Value Numbers(const std::vector<double>& values) {
 }
 
 TEST_F(RoomDrawTest, CameraBuiltinsKeepWhatTheyAreGivenAndRefuseBadCalls) {
-  Start({view_room(0, 0, 64, 64, 64, 64)});
+  Start({ViewRoom(0, 0, 64, 64, 64, 64)});
   // A view camera made from four arguments takes the defaults of the rest.
   const double made = Call("camera_create_view", {R(10), R(20), R(30), R(40)}).real();
   ASSERT_GE(made, 0);
@@ -252,7 +230,7 @@ TEST_F(RoomDrawTest, CameraBuiltinsKeepWhatTheyAreGivenAndRefuseBadCalls) {
 // Each view setter writes the field its getter reads, for the view it names; an index outside
 // 0 to 7 means view 0.
 TEST_F(RoomDrawTest, ViewBuiltinsWriteAndReadTheirOwnFieldOfTheirView) {
-  RoomRecord room = view_room(0, 0, 64, 64, 64, 64);
+  RoomRecord room = ViewRoom(0, 0, 64, 64, 64, 64);
   room.views.push_back(room.views[0]);
   room.views[0].port_x = 3;
   room.views[0].port_y = 4;
