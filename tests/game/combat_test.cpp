@@ -17,7 +17,6 @@ constexpr int32_t kObjTitleController = 8;
 
 using tsl::Value;
 
-RValue R(double v) { return RV_Real(v); }
 Value Str(const char* s) { return Value::String(s); }
 
 CInstance* Live(int32_t id) { return game::instance_of(R(id)); }

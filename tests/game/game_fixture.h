@@ -18,6 +18,7 @@
 #include "platform/fake/fake_audio.h"
 #include "platform/fake/fake_window_host.h"
 #include "platform/fake/null_device.h"
+#include "support/builtin_call.h"
 #include "support/game_file.h"
 
 class GameTest : public ::testing::Test {

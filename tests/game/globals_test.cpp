@@ -11,8 +11,6 @@
 
 namespace {
 
-RValue R(double v) { return RV_Real(v); }
-
 using GameGlobalsTest = GameTest;
 
 // Each kind's record: its name and the numbers of the table's fields, in the order listed.
