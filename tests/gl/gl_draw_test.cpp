@@ -79,47 +79,32 @@ TEST_F(GlDrawTest, PrimitivesLandWhereTheyAreDrawn) {
   ExpectNear(Pixel(3, 41), {0, 0, 0}, "circle corner");
 }
 
-TEST_F(GlDrawTest, EachBlendModeMixesAsItsFactorsSay) {
+// Each blend mode mixes as its factors say; factor 14 is the blend factor (1, 1, 1, 1) and 15 its
+// inverse (0, 0, 0, 0).
+TEST_F(GlDrawTest, BlendModesAndFactorsMixAsTheySay) {
   struct Case {
-    int mode;
+    int mode;  // -1: the factors src and dest for colour and alpha
+    uint8_t src, dest;
     Rgb want;
   };
   // Destination (100, 100, 100); source (200, 50, 0) at alpha 0.5.
   const Case cases[] = {
-      {0, {150, 75, 50}},
-      {1, {200, 125, 100}},
-      {2, {122, 105, 100}},
-      {3, {22, 80, 100}},
+      {0, 0, 0, {150, 75, 50}},    {1, 0, 0, {200, 125, 100}},   {2, 0, 0, {122, 105, 100}},
+      {3, 0, 0, {22, 80, 100}},    {-1, 14, 1, {200, 50, 0}},    {-1, 15, 2, {100, 100, 100}},
+      {-1, 2, 14, {255, 150, 100}}, {-1, 5, 15, {100, 25, 0}},
   };
   for (const Case& c : cases) {
     Gpu_SetBlendMode(0);
     Draw_Clear(0xFF646464u);
-    Gpu_SetBlendMode(c.mode);
+    if (c.mode >= 0) {
+      Gpu_SetBlendMode(c.mode);
+    } else {
+      Gpu_SetBlendFactors(c.src, c.dest, c.src, c.dest, false);
+    }
     Fill(10, 10, 20, 20, 0x800032C8u);
-    ExpectNear(Pixel(15, 15), c.want, "mode " + std::to_string(c.mode));
-  }
-  Gpu_SetBlendMode(0);
-}
-
-TEST_F(GlDrawTest, TheBlendFactorIsWhite) {
-  struct Case {
-    uint8_t src, dest;
-    Rgb want;
-  };
-  // Destination (100, 100, 100); source (200, 50, 0) at alpha 0.5. Factor 14 is the blend factor
-  // (1, 1, 1, 1) and 15 its inverse (0, 0, 0, 0).
-  const Case cases[] = {
-      {14, 1, {200, 50, 0}},
-      {15, 2, {100, 100, 100}},
-      {2, 14, {255, 150, 100}},
-      {5, 15, {100, 25, 0}},
-  };
-  for (const Case& c : cases) {
-    Gpu_SetBlendMode(0);
-    Draw_Clear(0xFF646464u);
-    Gpu_SetBlendFactors(c.src, c.dest, c.src, c.dest, false);
-    Fill(10, 10, 20, 20, 0x800032C8u);
-    ExpectNear(Pixel(15, 15), c.want, "factors " + std::to_string(c.src) + ", " + std::to_string(c.dest));
+    ExpectNear(Pixel(15, 15), c.want,
+               c.mode >= 0 ? "mode " + std::to_string(c.mode)
+                           : "factors " + std::to_string(c.src) + ", " + std::to_string(c.dest));
   }
   Gpu_SetBlendMode(0);
 }
