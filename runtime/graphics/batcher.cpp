@@ -46,6 +46,7 @@ struct VertexBatch {
   std::vector<uint8_t> staging;
   uint32_t frame_index = 0;
   int32_t drawn_this_frame = 0;
+  int32_t drawn_since_submit = 0;  // vertices drawn since the device was last handed its queue
   int32_t max_drawn_per_frame = 0;
   int32_t max_batch_verts = 0;
   int32_t draws_this_frame = 0;
@@ -359,6 +360,16 @@ void draw_runs(int32_t prim) {
   ++g_batch.draws_this_frame;
 }
 
+// Hands the device what was queued once a frame has drawn kSubmitVerts vertices since the last
+// time, so that the device (or a software renderer's own threads) starts on the first part of a
+// large frame while the rest is still being built, instead of taking the whole frame at its end.
+void submit_when_large(int32_t drawn) {
+  g_batch.drawn_since_submit += drawn;
+  if (g_batch.drawn_since_submit < kSubmitVerts) return;
+  g_batch.drawn_since_submit = 0;
+  g_device->Flush();
+}
+
 }  // namespace
 
 int32_t GR_FormatStride(uint32_t format) {
@@ -437,6 +448,7 @@ void GR_Flush() {
     GR_Draw_Submitted(prim, drawn, run.first_byte, g_batch.format, run.buffer);
   }
   g_batch.drawn_this_frame += drawn;
+  submit_when_large(drawn);
   close_batch();
   RenderState_Apply();
 }
