@@ -198,7 +198,12 @@ void Step_ImageUpdate(CInstance* instance) {
     ended = true;
   }
   // The walk skips no instance: one destroyed since the last purge still has its Animation End.
-  if (ended) PerformEventOnInstance(instance, instance, kEventOther, kOtherAnimationEnd);
+  // Most games give few objects that event; when none has it, nothing is dispatched.
+  if (ended) {
+    int32_t with_event = 0;
+    Object_EventObjects(kEventOther, kOtherAnimationEnd, &with_event);
+    if (with_event > 0) PerformEventOnInstance(instance, instance, kEventOther, kOtherAnimationEnd);
+  }
 }
 
 // ---- Boundary and async stages -------------------------------------------------------------------
