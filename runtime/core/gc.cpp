@@ -310,19 +310,38 @@ void trim_parked() {
 }
 
 // The pace of the frame's step. A pass marks every live object, which on a large heap costs more
-// than a frame's budget; the step then earns the work of its budget (kStepWork objects, about what
-// the default 100 microseconds mark, scaled by g_GCTargetTime) plus three objects for each object
-// made since the last step, and runs the whole pass once the earnings cover the table. A small
-// heap is collected at every step, a large one every few steps, and a game that allocates fast is
-// collected as often as it needs; with a budget of 0 only allocation earns work. Each pass is
-// whole and atomic, as before: skipping a step only leaves garbage for longer.
+// than a frame's budget; the step then earns the work of its budget (the objects a pass marks and
+// sweeps in g_GCTargetTime microseconds, at the rate the passes so far were measured to run, and
+// kStepWork objects a 100 microseconds before any pass was long enough to measure) plus three
+// objects for each object made since the last step, and runs the whole pass once the earnings
+// cover the table. A small heap is collected at every step, a large one every few steps, so that
+// the passes take about the budget a frame whatever the objects cost to mark (an instance with its
+// variables costs several times a bare struct); a game that allocates fast is collected as often
+// as it needs; with a budget of 0 only allocation earns work. Each pass is whole and atomic, as
+// before: skipping a step only leaves garbage for longer.
 constexpr size_t kStepWork = 4096;
 constexpr int64_t kStepWorkTime = 100;  // the budget that kStepWork stands for, in microseconds
 constexpr size_t kMadeWork = 3;
+// A pass shorter than this says little about the rate: the clock counts whole microseconds.
+constexpr int64_t kRateMinTime = 200;
+constexpr double kDefaultRate = static_cast<double>(kStepWork) / static_cast<double>(kStepWorkTime);
+
+double g_objects_per_us = kDefaultRate;  // the measured rate of whole passes
+bool g_rate_measured = false;
 
 size_t step_work() {
   constexpr int64_t kMaxTime = int64_t{1} << 40;  // far beyond any table; keeps the product in range
-  return static_cast<size_t>(std::min(g_GCTargetTime, kMaxTime) * static_cast<int64_t>(kStepWork) / kStepWorkTime);
+  const double work = static_cast<double>(std::min(g_GCTargetTime, kMaxTime)) * g_objects_per_us;
+  return work >= 1e18 ? static_cast<size_t>(1e18) : static_cast<size_t>(work);
+}
+
+// Takes a pass's objects and time into the rate, as a running mean that follows changes in the
+// heap's make-up within a few passes.
+void measure_rate(size_t objects, int64_t time) {
+  if (time < kRateMinTime || objects == 0) return;
+  const double rate = static_cast<double>(objects) / static_cast<double>(time);
+  g_objects_per_us = g_rate_measured ? 0.5 * (g_objects_per_us + rate) : rate;
+  g_rate_measured = true;
 }
 
 bool pass_due() {
@@ -393,6 +412,7 @@ int32_t next_generation(int32_t g) {
 // three clock reads a pass and nothing per object beyond the mark count.
 void run_pass(int32_t g) {
   const int64_t start = Timing_Time();
+  const size_t table = g_count;
   ++g_GCStamp;
   g_GCMarkedCount = 0;
   g_GCMarkLimit = kGCGenerations;
@@ -420,6 +440,7 @@ void run_pass(int32_t g) {
     record_pass(g, g_GCMarkedCount, marked - start);
     g_GCPassDone = true;
   }
+  measure_rate(table, Timing_Time() - start);
   g_GCLastGeneration = g;
   g_GCGeneration = next_generation(g);
   ++g_GCFrame;
@@ -523,6 +544,8 @@ void GCStep(int mode) {
   trim_parked();
 }
 
+size_t GC_StepWork() { return step_work(); }
+
 void GC_Collect() {
   g_GCForce = true;
   g_GCGeneration = kGCGenerations - 2;
@@ -586,6 +609,8 @@ void GC_Reset() {
   g_array_count = 0;
   g_made_since_step = 0;
   g_work_credit = 0;
+  g_objects_per_us = kDefaultRate;
+  g_rate_measured = false;
   g_self_stack.clear();
   g_queue.clear();
   for (Generation& generation : g_generations) {

@@ -53,6 +53,9 @@ size_t GC_ParkedCount(int32_t kind);
 // which each pass chooses for the next; a forced pass runs at once. Does nothing while the
 // collector is disabled, unless gc_collect asked for a pass (g_GCForce).
 void GCStep(int mode);
+// The objects a frame's step earns from its budget: what a pass marks and sweeps in g_GCTargetTime
+// microseconds at the rate measured from the passes so far.
+size_t GC_StepWork();
 // At shutdown: a whole pass of generation 4 with the collector enabled for the call, then the
 // parked objects deleted. Does nothing in a headless run.
 void GCCollectAll();
