@@ -471,6 +471,7 @@ void GR_End_Batch_Frame() {
   g_batch.prim = -1;
   g_batch.max_drawn_per_frame = std::max(g_batch.max_drawn_per_frame, g_batch.drawn_this_frame);
   g_batch.drawn_this_frame = 0;
+  g_batch.drawn_since_submit = 0;  // the present hands everything over
   g_batch.draws_last_frame = g_batch.draws_this_frame;
   g_batch.draws_this_frame = 0;
   if (g_device != nullptr) end_mapping();

@@ -29,7 +29,7 @@ constexpr uint32_t kFormatTextured = 24;    // float u, v; uint32 colour; float 
 constexpr uint32_t kFormatNormal = 36;      // float x, y, z, nx, ny, nz; uint32 colour; float u, v
 constexpr int32_t kMaxBatchVerts = 16384;
 constexpr size_t kMinVertexBufferBytes = 0x90000;
-constexpr int32_t kSubmitVerts = 16384;  // vertices drawn between hand-overs of the device's queue
+constexpr int32_t kSubmitVerts = 8192;  // vertices drawn between hand-overs of the device's queue
 
 enum BatchPrimitive : int32_t {
   kPrimPointList = 1,
