@@ -2,6 +2,8 @@
 // function objects through their bound self.
 #include "core/call.h"
 
+#include <cstring>
+#include <memory>
 #include <vector>
 
 #include "core/code_tables.h"
@@ -91,38 +93,51 @@ void call_index(CInstance* self, CInstance* other, RValue* result, int argc, int
   entry(self, other, result, argc, argv);
 }
 
-}  // namespace
-
-void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv) {
+// A builtin row's call with its arguments in one block of the callee's own, which it may change:
+// the caller's values are copied in first. Most calls fit the stack block; longer argument lists
+// take a heap block.
+template <class Fill>
+void call_row(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, Fill fill) {
   const RFunction* row = Function_Row(index);
   if (row == nullptr) {
     KVError("attempting to call invalid function with script index %d", index);
     return;
   }
-  // Most calls fit the stack block; longer argument lists take a heap block.
   constexpr int kStackArguments = 16;
   RValue stack_block[kStackArguments];
-  std::vector<RValue> heap_block;
+  std::unique_ptr<RValue[]> heap_block;
   RValue* block = stack_block;
   const int count = argc > 0 ? argc : 0;
   if (count > kStackArguments) {
-    heap_block.resize(static_cast<size_t>(count));
-    block = heap_block.data();
+    heap_block.reset(new RValue[static_cast<size_t>(count)]);
+    block = heap_block.get();
   }
-  for (int i = 0; i < count; ++i) block[i] = *argv[i];
+  fill(block, count);
   set_undefined(result);
   CurrentFunctionScope scope(row);
   row->handler(result, self, other, argc, block);
+}
+
+}  // namespace
+
+void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv) {
+  call_row(self, other, result, argc, index, [argv](RValue* block, int count) {
+    for (int i = 0; i < count; ++i) block[i] = *argv[i];
+  });
+}
+
+void CallBuiltinValues(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index,
+                       const RValue* args) {
+  call_row(self, other, result, argc, index, [args](RValue* block, int count) {
+    if (count > 0) std::memcpy(static_cast<void*>(block), args, sizeof(RValue) * static_cast<size_t>(count));
+  });
 }
 
 RValue CallBuiltinNamed(const char* name, std::vector<RValue> args) {
   RValue result = RV_Undefined();
   int32_t index = -1;
   if (!Function_Find(name, &index)) return result;
-  std::vector<RValue*> argv;
-  argv.reserve(args.size());
-  for (RValue& a : args) argv.push_back(&a);
-  CallBuiltin(nullptr, nullptr, &result, static_cast<int>(argv.size()), index, argv.data());
+  CallBuiltinValues(nullptr, nullptr, &result, static_cast<int>(args.size()), index, args.data());
   return result;
 }
 

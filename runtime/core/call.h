@@ -23,6 +23,9 @@ void CallFunctionObject(CInstance* self, CInstance* other, RValue* result, CScri
 // too. An index outside the builtin table raises "attempting to call invalid function with script
 // index %d".
 void CallBuiltin(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index, RValue** argv);
+// CallBuiltin with the arguments as argc values in a row (the callee gets copies of them).
+void CallBuiltinValues(CInstance* self, CInstance* other, RValue* result, int argc, int32_t index,
+                       const RValue* args);
 // CallBuiltin by the builtin's name, with no self or other and the values given; the caller owns
 // both the arguments' references and the result. Undefined when no builtin has that name.
 RValue CallBuiltinNamed(const char* name, std::vector<RValue> args);

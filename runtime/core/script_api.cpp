@@ -32,7 +32,7 @@ class ArgPointers {
  private:
   static constexpr size_t kInline = 16;  // as many as CallBuiltin copies on its stack
   size_t count_;
-  RValue* inline_[kInline] = {};
+  RValue* inline_[kInline];  // the first count_ are set
   std::vector<RValue*> heap_;
 };
 
@@ -115,9 +115,8 @@ Value call(const char* builtin, CInstance* self, CInstance* other, std::initiali
 
 Value call(int32_t function_index, CInstance* self, CInstance* other, std::initializer_list<RValue> args) {
   if (function_index >= 0 && function_index < Function_Count()) {
-    ArgPointers pointers(args);
     Value result;
-    CallBuiltin(self, other, result.get(), pointers.size(), function_index, pointers.data());
+    CallBuiltinValues(self, other, result.get(), static_cast<int>(args.size()), function_index, args.begin());
     return result;
   }
   const RValue method = RV_Real(function_index);
