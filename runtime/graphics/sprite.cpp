@@ -118,6 +118,8 @@ bool opaque(const SpriteBitmap& b, int32_t x, int32_t y) {
 
 int32_t Sprite_FrameIndex(float subimage, int32_t frames) {
   if (frames <= 0) return -1;
+  // The usual case, an image index within the frames, needs no wrapping.
+  if (subimage >= 0.0f && subimage < static_cast<float>(frames)) return static_cast<int32_t>(subimage);
   if (!std::isfinite(subimage)) return 0;
   double r = std::fmod(std::floor(static_cast<double>(subimage)), static_cast<double>(frames));
   if (r < 0) r += frames;
