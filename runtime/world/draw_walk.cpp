@@ -31,6 +31,9 @@ struct Walk {
   bool draw_all = false;  // the Draw event: elements and default drawing too
   void (*before_first)() = nullptr;
   bool ran = false;
+  // The event of the last object seen: a run of instances of one object looks it up once.
+  const CObjectTV* seen_object = nullptr;
+  const CEvent* seen_event = nullptr;
 };
 
 void dispatch(Walk& walk, CInstance* instance, const CEvent* event) {
@@ -42,7 +45,12 @@ void dispatch(Walk& walk, CInstance* instance, const CEvent* event) {
 // An instance of the walk: its event, or for Draw its default drawing.
 void visit(Walk& walk, CInstance* instance) {
   if ((instance->flags & kDrawTestMask) != kInstVisible) return;
-  const CEvent* event = instance->object != nullptr ? instance->object->FindEvent(kEventDraw, walk.subtype) : nullptr;
+  const CObjectTV* object = instance->object;
+  if (object != walk.seen_object) {
+    walk.seen_object = object;
+    walk.seen_event = object != nullptr ? object->FindEvent(kEventDraw, walk.subtype) : nullptr;
+  }
+  const CEvent* event = walk.seen_event;
   if (event != nullptr) {
     dispatch(walk, instance, event);
   } else if (walk.draw_all) {
