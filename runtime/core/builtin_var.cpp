@@ -186,6 +186,17 @@ bool Variable_GetValue(KVObjectBase* object, int32_t id, int32_t arrayIndex, RVa
 void Variable_SetValue(KVObjectBase* object, int32_t id, int32_t arrayIndex, const RValue* value) {
   if (object == nullptr) return;
   if (!managed_write_allowed(object, id, value)) return;
+  // A settable instance row of an instance, the usual write of compiled events (x, image_index and
+  // the like), goes to its setter at once: the row the object model would choose.
+  if (id >= 0 && id < g_InstanceVariableCount && id < g_row_count && object->kind == kObjInstance &&
+      g_rows[id].canSet && g_rows[id].set != nullptr) {
+    RValue copy = *value;  // the setter reads it; the caller keeps its reference
+    g_ArrayIndexFailure.set = false;
+    if (!g_rows[id].set(KV_AsInstance(object), arrayIndex < 0 ? -1 : arrayIndex, &copy)) {
+      Object_RaiseSetIndexFailure(object, id);
+    }
+    return;
+  }
   Object_SetVarOrRaise(object, id, object_index(arrayIndex), value);
 }
 

@@ -261,6 +261,9 @@ bool Object_SetVar(KVObjectBase* object, int32_t slot, int32_t index, const RVal
 void Object_GetVarOrRaise(KVObjectBase* object, int32_t slot, int32_t index, RValue* out);
 // Object_SetVar that raises the index message on failure.
 void Object_SetVarOrRaise(KVObjectBase* object, int32_t slot, int32_t index, const RValue* value);
+// The message of a write whose array index failed (g_ArrayIndexFailure), which it clears; nothing
+// when no index failed.
+void Object_RaiseSetIndexFailure(KVObjectBase* object, int32_t slot);
 // `value.slot` of compiled code: an object value reads the object, anything else is an instance id
 // read from its first selected instance; raises "Unable to find any instance for object index '%d'
 // name '%s'" for an id that selects nothing.

@@ -150,7 +150,11 @@ void Object_GetVarOrRaise(KVObjectBase* object, int32_t slot, int32_t index, RVa
 
 void Object_SetVarOrRaise(KVObjectBase* object, int32_t slot, int32_t index, const RValue* value) {
   g_ArrayIndexFailure.set = false;
-  if (Object_SetVar(object, slot, index, value) || !g_ArrayIndexFailure.set) return;
+  if (!Object_SetVar(object, slot, index, value)) Object_RaiseSetIndexFailure(object, slot);
+}
+
+void Object_RaiseSetIndexFailure(KVObjectBase* object, int32_t slot) {
+  if (!g_ArrayIndexFailure.set) return;
   const ArrayIndexFailure failure = g_ArrayIndexFailure;
   g_ArrayIndexFailure = ArrayIndexFailure{};
   KVError("Variable Index [%d] out of range [%d] - %d.%d(%d,%d)", failure.index, failure.length, shown_id(object),
