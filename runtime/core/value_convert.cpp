@@ -366,6 +366,7 @@ bool KVGetBool(const RValue* argv, int n) {
 }
 
 int32_t KVGetInt32(const RValue* argv, int n) {
+  if (RV_Kind(argv[n]) == kRVReal) return trunc_i32(argv[n].val);  // the usual argument
   const NumberArg arg = read_number(argv[n]);
   if (!arg.ok) {
     argument_error(argv, n, "Number (KVGI32)");
@@ -375,6 +376,7 @@ int32_t KVGetInt32(const RValue* argv, int n) {
 }
 
 uint32_t KVGetUint32(const RValue* argv, int n) {
+  if (RV_Kind(argv[n]) == kRVReal) return static_cast<uint32_t>(trunc_i32(argv[n].val));
   const NumberArg arg = read_number(argv[n]);
   if (!arg.ok) {
     argument_error(argv, n, "Number (KVGU32)");
