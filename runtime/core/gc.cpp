@@ -322,9 +322,14 @@ void trim_parked() {
 constexpr size_t kStepWork = 4096;
 constexpr int64_t kStepWorkTime = 100;  // the budget that kStepWork stands for, in microseconds
 constexpr size_t kMadeWork = 3;
-// A pass shorter than this says little about the rate: the clock counts whole microseconds.
+// Only a pass over at least kStepWork objects that took at least kRateMinTime is measured: shorter
+// ones say little (the clock counts whole microseconds, and one preemption can outlast the pass),
+// and a heap that small is collected at every step at the default rate. A measured rate stays
+// within a factor of kRateRange of the default, so one slow pass can't stop the collection of a
+// large heap.
 constexpr int64_t kRateMinTime = 200;
 constexpr double kDefaultRate = static_cast<double>(kStepWork) / static_cast<double>(kStepWorkTime);
+constexpr double kRateRange = 8.0;
 
 double g_objects_per_us = kDefaultRate;  // the measured rate of whole passes
 bool g_rate_measured = false;
@@ -338,8 +343,9 @@ size_t step_work() {
 // Takes a pass's objects and time into the rate, as a running mean that follows changes in the
 // heap's make-up within a few passes.
 void measure_rate(size_t objects, int64_t time) {
-  if (time < kRateMinTime || objects == 0) return;
-  const double rate = static_cast<double>(objects) / static_cast<double>(time);
+  if (time < kRateMinTime || objects < kStepWork) return;
+  const double rate = std::clamp(static_cast<double>(objects) / static_cast<double>(time), kDefaultRate / kRateRange,
+                                 kDefaultRate * kRateRange);
   g_objects_per_us = g_rate_measured ? 0.5 * (g_objects_per_us + rate) : rate;
   g_rate_measured = true;
 }
