@@ -326,30 +326,26 @@ bool upload_staged(bool fan, int32_t drawn) {
   return true;
 }
 
-// The layout and shader of a draw in `format`, with the device state committed; false (with the
-// console line) when no layout can draw it.
-bool begin_draw(uint32_t format, VertexLayout* layout, ShaderSet* shader) {
+// The layout and shader of a draw of `prim` in `format`, with the device state committed; false
+// (with the console line when no layout can draw the format) for a primitive the device can't draw
+// or a format without a layout.
+bool begin_draw(int32_t prim, uint32_t format, VertexLayout* layout, ShaderSet* shader) {
   if (!resolve_format(format, layout, shader)) {
     g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
     return false;
   }
+  if (prim < kPrimPointList || prim > kPrimTriangleStrip) return false;
   DeviceState_Commit(g_device);
   g_device->UseProgram(g_user_program);
   return true;
 }
 
-// A batch of several runs (quads among plain vertices, or a batch that went on in another buffer):
-// each run is drawn from where it lies, as one draw of the batch.
+// The batch's runs (mostly one; quads among plain vertices, or a batch that went on in another
+// buffer, make more): each run is drawn from where it lies, as one draw of the batch.
 void draw_runs(int32_t prim) {
   VertexLayout layout;
   ShaderSet shader = ShaderSet::kColour;
-  if (prim < kPrimPointList || prim > kPrimTriangleStrip) {
-    if (!resolve_format(g_batch.format, &layout, &shader)) {
-      g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
-    }
-    return;
-  }
-  if (!begin_draw(g_batch.format, &layout, &shader)) return;
+  if (!begin_draw(prim, g_batch.format, &layout, &shader)) return;
   for (const Run& run : g_batch.runs) {
     if (run.quads) {
       g_device->DrawQuads(layout, shader, run.buffer, run.first_byte, run.count / 4);
@@ -440,13 +436,7 @@ void GR_Flush() {
     return;
   }
   bind_stage0(g_batch.texture);
-  const int32_t prim = fan ? kPrimTriangleList : g_batch.prim;
-  if (has_quads || g_batch.runs.size() > 1) {
-    draw_runs(prim);
-  } else {
-    const Run& run = g_batch.runs.front();
-    GR_Draw_Submitted(prim, drawn, run.first_byte, g_batch.format, run.buffer);
-  }
+  draw_runs(fan ? kPrimTriangleList : g_batch.prim);
   g_batch.drawn_this_frame += drawn;
   submit_when_large(drawn);
   close_batch();
@@ -457,11 +447,7 @@ void GR_Draw_Submitted(int32_t prim, int32_t vertex_count, size_t start_byte, ui
   if (g_device == nullptr || vertex_count <= 0) return;
   VertexLayout layout;
   ShaderSet shader = ShaderSet::kColour;
-  if (prim < kPrimPointList || prim > kPrimTriangleStrip) {
-    if (!resolve_format(format, &layout, &shader)) g_ReleaseConsole->Output("Draw failed due to invalid input layout\n");
-    return;
-  }
-  if (!begin_draw(format, &layout, &shader)) return;
+  if (!begin_draw(prim, format, &layout, &shader)) return;
   g_device->Draw(static_cast<PrimitiveType>(prim), layout, shader, buffer, start_byte, vertex_count);
   ++g_batch.draws_this_frame;
 }
