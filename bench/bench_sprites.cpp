@@ -112,7 +112,7 @@ void BM_SpriteRoom(benchmark::State& state) {
   g_sprite = state.range(1) == 32 ? kSprBig : kSprDot;
   Timing_SetSchedulerResolution(kSchedulerResolutionMs);
   Window_UsePlatform(nullptr, nullptr);
-  Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_Create}, FakeDisplay_Backend()});
+  Window_SetDisplayPlatform(DisplayPlatform{{SdlWindowHost_Create, GlDevice_CreateThreaded}, FakeDisplay_Backend()});
   Frame_SetMainThread();
 
   DrawGame game;

@@ -12,7 +12,9 @@
 //   - The matrices map depth 0..1 (near..far); the device maps that onto its own range.
 //   - A clear ignores the scissor and the colour, depth and stencil write masks.
 // Ids are never 0; 0 means "none" (for a render target: the window's back buffer). Operations on
-// an unknown id do nothing. All calls come from the main thread.
+// an unknown id do nothing. All calls come from one thread: the runtime calls its device from the
+// main thread, and a device may carry the calls out on a thread of its own (the OpenGL backend
+// runs its device on a render thread that holds the context).
 #include <cstddef>
 #include <cstdint>
 #include <iterator>

@@ -7,7 +7,8 @@
 // Sizes are client sizes in pixels. Positions are client origins in desktop coordinates. Open
 // fails (false) when there is no display; nothing else needs a display to be called, and every
 // call on a host without a window does nothing and reports zeros. Everything runs on the main
-// thread.
+// thread, but for the graphics context's own calls (DrawableSize, SwapBuffers), which come from
+// whichever thread holds the context (see MakeContextCurrent).
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -208,6 +209,10 @@ class IWindowHost {
   // The graphics context made by Open: the drawable's size, and the swap of its buffers.
   virtual void DrawableSize(int32_t* width, int32_t* height) = 0;
   virtual bool SwapBuffers(int32_t sync_interval) = 0;
+  // Makes the context current on the calling thread (current) or lets the calling thread's hold
+  // on it go, so that another thread can take it; false when that fails. Open makes it current
+  // on the thread that opened the window.
+  virtual bool MakeContextCurrent(bool current) = 0;
 
   // ---- Keyboard ------------------------------------------------------------------------------
   // Whether a virtual key is held now, by the system's own key state (not the message queue).

@@ -85,5 +85,5 @@ KVScriptRow g_rows[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunWithScripts(argc, argv, g_rows, DisplayBackend{SdlWindowHost_Create, GlDevice_Create});
+  return RunWithScripts(argc, argv, g_rows, DisplayBackend{SdlWindowHost_Create, GlDevice_CreateThreaded});
 }

@@ -3,6 +3,7 @@
 // fields that tests set and read, queues the messages a test pushes, and obeys size, position and
 // full-screen calls at once (a test can make the system refuse full screen). Open fails only when
 // a test asks it to; the runner's headless fallback opens it as a window nobody sees.
+#include <atomic>
 #include <deque>
 #include <string>
 #include <vector>
@@ -50,6 +51,11 @@ class FakeWindowHost final : public IWindowHost {
   void SetClipboardText(const std::string& utf8) override { clipboard = utf8; }
   void DrawableSize(int32_t* width, int32_t* height) override { ClientSize(width, height); }
   bool SwapBuffers(int32_t sync_interval) override;
+  // There is no context; the calls are counted.
+  bool MakeContextCurrent(bool current) override {
+    ++(current ? context_takes : context_releases);
+    return context_can_move;
+  }
   bool KeyHeld(int32_t virtual_key) override;
   bool NumLock() override { return num_lock; }
   void SetNumLock(bool on) override { num_lock = on; }
@@ -110,6 +116,8 @@ class FakeWindowHost final : public IWindowHost {
   int32_t shows = 0;
   int32_t swaps = 0;
   int32_t last_sync_interval = -1;
+  std::atomic<int32_t> context_takes{0}, context_releases{0};  // MakeContextCurrent, from any thread
+  bool context_can_move = true;
   int32_t focus_calls = 0;
   int32_t set_size_calls = 0;
   int32_t message_box_answer = 0;

@@ -18,6 +18,14 @@ class IWindowHost;
 // does not compile.
 std::unique_ptr<IDevice> GlDevice_Create(IWindowHost* host, std::string* error);
 
+// `inner` run on a render thread of its own, which takes the host's graphics context from the
+// calling thread and gives it back when the device is destroyed. Calls that answer wait for the
+// render thread; the rest are queued, and a Present waits only for the frame before it. Where the
+// render thread can't take the context, `inner` itself comes back, to be used from the caller.
+std::unique_ptr<IDevice> Device_RunOnThread(std::unique_ptr<IDevice> inner, IWindowHost* host);
+// The OpenGL device on its render thread: the runner's device.
+std::unique_ptr<IDevice> GlDevice_CreateThreaded(IWindowHost* host, std::string* error);
+
 // The built-in shader sources (GLSL 330 core); the set chooses the defines.
 const char* GlShaders_VertexSource();
 const char* GlShaders_PixelSource();

@@ -400,6 +400,11 @@ class SdlWindowHost final : public IWindowHost {
     return true;
   }
 
+  bool MakeContextCurrent(bool current) override {
+    if (window_ == nullptr || context_ == nullptr) return false;
+    return SDL_GL_MakeCurrent(window_, current ? context_ : nullptr) == 0;
+  }
+
   bool KeyHeld(int32_t virtual_key) override {
     if (!video_) return false;
     int count = 0;
