@@ -2,14 +2,15 @@
 // the present with vsync off) on a room of N instances of one object, each moving and bouncing off
 // the room's edges in its Step event and drawn by its Draw event with draw_sprite_ext, all from one
 // texture page, on the SDL window with the OpenGL device. Positions and speeds come from a fixed
-// seed. Reported: frames per second (the manual time of an iteration is one whole frame) and the
-// main thread's CPU microseconds per instance per frame outside the present (step, draw events and
-// batching, up to the last flush of the frame); beside them the main thread's CPU milliseconds
-// in the present and those of the process's other threads (a software renderer rasterises there),
-// per frame, which bound the frame rate on a machine of few cores whatever the runtime does. The
-// bench main starts the memory manager; this
-// bench sets the scheduler resolution. Run it under xvfb-run with Mesa's software renderer
-// (LIBGL_ALWAYS_SOFTWARE=1); without a display the bench is skipped.
+// seed, on the device the runner uses (the OpenGL device on its render thread). Reported: frames
+// per second (the manual time of an iteration is one whole frame) and the main thread's CPU
+// microseconds per instance per frame outside the present (step, draw events and batching, up to
+// the last flush of the frame); beside them the main thread's CPU milliseconds in the present and
+// those of the process's other threads per frame (the render thread, where a software renderer
+// does its vertex work inside the draw calls, and the renderer's rasteriser threads), which bound
+// the frame rate on a machine of few cores whatever the runtime does. The bench main starts the
+// memory manager; this bench sets the scheduler resolution. Run it under xvfb-run with Mesa's
+// software renderer (LIBGL_ALWAYS_SOFTWARE=1); without a display the bench is skipped.
 #include <benchmark/benchmark.h>
 #include <time.h>
 
