@@ -127,14 +127,21 @@ void draw_element(const CLayer& layer, const CLayerElementBase* element) {
   }
 }
 
+// How many elements ahead of the one drawn the walk asks for an instance's memory.
+constexpr int kPrefetchElements = 4;
+
 void walk_layer(Walk& walk, const CLayer& layer) {
   GR_Set_Depth(static_cast<float>(Layer_ForceDrawDepth ? Layer_ForcedDepth : layer.depth));
   run_layer_script(layer.beginScript);
   bool instances = true;
   for (const CLayerElementBase* element = layer.elementsHead; element != nullptr;) {
     const CLayerElementBase* next = element->next;
-    if (next != nullptr && next->kind == kLayerElementInstance) {
-      Instance_Prefetch(static_cast<const CLayerInstanceElement*>(next)->instance);
+    // The elements are small and lie close together, the instances large and apart: ask for the
+    // instance a few elements ahead, found from the element after this one as the list stands now.
+    const CLayerElementBase* ahead = next;
+    for (int step = 1; step < kPrefetchElements && ahead != nullptr; ++step) ahead = ahead->next;
+    if (ahead != nullptr && ahead->kind == kLayerElementInstance) {
+      Instance_Prefetch(static_cast<const CLayerInstanceElement*>(ahead)->instance);
     }
     if (instances && element->kind == kLayerElementInstance) {
       CInstance* instance = static_cast<const CLayerInstanceElement*>(element)->instance;
