@@ -75,7 +75,16 @@ EventScope::EventScope(const char* name, CInstance* self) : frame_(name) {
   g_CurrentArrayOwner = static_cast<int64_t>(reinterpret_cast<intptr_t>(self));
 }
 
-Value get(CInstance* who, int32_t slot) { return get_element(who, slot, kIndexWholeValue); }
+Value get(CInstance* who, int32_t slot) {
+  // The usual read of a compiled event: a real in the instance's own slot. No builtin row,
+  // prototype, "with" target or property has a say then, and the value is copied as it stands.
+  KVObjectBase* object = KV_AsObject(who);
+  if (object != nullptr && !Object_IsBuiltinSlot(object, slot)) {
+    const RValue* own = object->FindOwnSlot(slot);
+    if (own != nullptr && RV_Kind(*own) == kRVReal) return Value::Real(own->val);
+  }
+  return get_element(who, slot, kIndexWholeValue);
+}
 
 Value get(CInstance* who, const char* name) {
   const int32_t slot = Variable_GetSlot(name);
