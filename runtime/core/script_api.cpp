@@ -76,12 +76,13 @@ EventScope::EventScope(const char* name, CInstance* self) : frame_(name) {
 }
 
 Value get(CInstance* who, int32_t slot) {
-  // The usual read of a compiled event: a real in the instance's own slot. No builtin row,
-  // prototype, "with" target or property has a say then, and the value is copied as it stands.
+  // The usual read of a compiled event: a value in the instance's own slot. No builtin row,
+  // prototype or "with" target has a say then, and unless it is a property the value is copied
+  // as it stands; only the rest goes the general way, so no slot is looked up twice.
   KVObjectBase* object = KV_AsObject(who);
   if (object != nullptr && !Object_IsBuiltinSlot(object, slot)) {
     const RValue* own = object->FindOwnSlot(slot);
-    if (own != nullptr && RV_Kind(*own) == kRVReal) return Value::Real(own->val);
+    if (own != nullptr && !Object_IsProperty(*own)) return Value::Copy(*own);
   }
   return get_element(who, slot, kIndexWholeValue);
 }
